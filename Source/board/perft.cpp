@@ -1,0 +1,45 @@
+#include "board/perft.h"
+
+#include <algorithm>
+
+#include "board/make.h"
+#include "board/movegen.h"
+#include "board/see.h"
+#include "search/thread.h"
+
+constexpr int PERFT_MAX_DEPTH = 20;
+
+void perft(SearchThread& thread, int side, int ply_slot, int depth) {
+    Position&         pos   = thread.position;
+    SearchStackEntry& entry = thread.stack[ply_slot];
+
+    int checker = first_attacker(pos, pos.king_square[side], side ^ 1, occupied(pos));
+    entry.checker_square = static_cast<uint8_t>(checker);
+    entry.in_check       = checker != NO_SQUARE;
+    entry.hash_move      = NULL_MOVE;
+    entry.stage          = PICK_PERFT;
+
+    while (MoveEntry* move = next_move(pos)) {
+        entry.current_move = move;
+        if (!legal_move(pos, side, move->move)) continue;
+        if (depth == 1) {
+            thread.perft_nodes++;
+            continue;
+        }
+        make_move(pos, move->move);
+        perft(thread, side ^ 1, ply_slot + 1, depth - 1);
+        unmake_move(pos);
+    }
+}
+
+uint64_t run_perft(SearchThread& thread, int depth) {
+    thread.perft_nodes = 0;
+    depth              = std::clamp(depth, 0, PERFT_MAX_DEPTH);
+    if (depth == 0) return 0;
+
+    int16_t ply = thread.ply;
+    reset_search_stack(thread);
+    perft(thread, thread.position.side, 1, depth);
+    thread.ply = ply;
+    return thread.perft_nodes;
+}

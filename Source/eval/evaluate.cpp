@@ -1,0 +1,138 @@
+#include "eval/evaluate.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "eval/endgame.h"
+#include "eval/terms.h"
+#include "search/thread.h"
+
+std::atomic<uint32_t> eval_epoch;
+
+void refresh_eval_tables(SearchThread& thread) {
+    uint32_t epoch = relaxed(eval_epoch);
+    if (thread.eval_epoch == epoch) return;
+    memset(thread.eval_hash, 0, sizeof thread.eval_hash);
+    memset(thread.pawn_hash, 0, sizeof thread.pawn_hash);
+    thread.eval_epoch = epoch;
+}
+
+// The contempt term for the side to move at the root: the option counts most on a full board, the
+// taper turns from plus to minus as it empties.
+static int contempt(const Position& pos) {
+    constexpr int FULL = 82; // both sides' pieces above 6 units, and 24 pawns' worth
+    int pieces = std::max(pos.material[WHITE] + pos.material[BLACK], 6) - 6;
+    int fill   = pieces + 2 * std::min(pawn_count(pos, WHITE) + pawn_count(pos, BLACK), 12);
+    return active_personality.contempt_taper * (fill - FULL / 2) / (FULL / 2)
+         + load_shared(active_personality.Contempt) * fill / FULL;
+}
+
+int Evaluate(SearchThread& thread, int side, int ply, int in_check) {
+    constexpr int FIFTY_SCALE = 256;
+    if (in_check) return NO_EVAL;
+
+    const Position& pos   = thread.position;
+    int             score = HceEval(thread, side, ply, 0);
+    if (engine.target_time < ANALYSIS_SECONDS)
+        score += side == engine.root_side ? contempt(pos) : -contempt(pos);
+    score -= score * pos.halfmoves / FIFTY_SCALE;
+    return std::clamp(score, -EVAL_LIMIT, EVAL_LIMIT);
+}
+
+// Sets the context up: attack maps of the kings, zones, mirror masks.
+static void prepare_context(const Position& pos, EvalContext& context) {
+    constexpr int FULL_MATERIAL = 59; // phase units of both sides
+
+    int material      = pos.material[WHITE] + pos.material[BLACK];
+    context.phase     = material < FULL_MATERIAL ? static_cast<float>(1.0 - 0.017 * material) : 0.0f;
+    context.occupied  = occupied(pos);
+    context.hung_pieces = context.free_pawns = 0;
+    memset(context.attacks, 0, sizeof context.attacks);
+    for (int side : {WHITE, BLACK}) {
+        int king                      = pos.king_square[side];
+        context.packed[side]          = 0;
+        context.threat_pressure[side] = 0;
+        context.double_attacks[side]  = 0;
+        context.attacks[side][KING] = context.attacks[side][ATTACKS_ALL] = king_attacks[king];
+
+        int centre = std::clamp(rank_of(king), 1, 6) * 8 + std::clamp(file_of(king), 1, 6);
+        context.king_zone[side] = king_attacks[centre] | bit(centre);
+        bool queen_side         = file_of(king) < 4;
+        context.flip[side]      = rank_flip[side] ^ (queen_side ? 7 : 0);
+        context.group_start[side] = 0;
+    }
+    context.same_half = (file_of(pos.king_square[WHITE]) < 4)
+                     == (file_of(pos.king_square[BLACK]) < 4);
+}
+
+// Keeps what was added since the last checkpoint as a group of the report.
+static void checkpoint(EvalContext& context, EvalGroup group) {
+    if (!context.report) return;
+    for (int side : {WHITE, BLACK}) {
+        context.group[group][side] = packed_sub(context.packed[side], context.group_start[side]);
+        context.group_start[side]  = context.packed[side];
+    }
+}
+
+// Midgame and endgame halves of a packed score, mixed by the phase. Only the endgame product is
+// in single precision.
+static int blend(int32_t packed, float phase) {
+    float endgame = static_cast<float>(packed_eg(packed)) * phase;
+    return static_cast<int>(endgame + packed_mg(packed) * (1.0 - phase));
+}
+
+// Runs all terms into the packed totals.
+static void add_terms(SearchThread& thread, EvalContext& context) {
+    const Position& pos = thread.position;
+    PawnEval(thread, context);
+    checkpoint(context, GROUP_PAWNS);
+    eval_knights(pos, context);
+    checkpoint(context, GROUP_KNIGHTS);
+    eval_bishops(pos, context);
+    checkpoint(context, GROUP_BISHOPS);
+    eval_rooks(pos, context);
+    checkpoint(context, GROUP_ROOKS);
+    eval_queens(pos, context);
+    checkpoint(context, GROUP_QUEENS);
+    for (int side : {WHITE, BLACK}) eval_king(pos, context, side);
+    checkpoint(context, GROUP_KING);
+    eval_passed_pawns(pos, context);
+    checkpoint(context, GROUP_PPAWNS);
+    eval_threats(pos, context);
+    checkpoint(context, GROUP_THREATS);
+    add_row(context, pos.side, stm_bonus);
+    checkpoint(context, GROUP_SPECIAL);
+}
+
+int HceEval(SearchThread& thread, int side, int ply, int report) {
+    const Position& pos     = thread.position;
+    EvalContext&    context = thread.context;
+    count(thread.eval_probes);
+    context.report = report;
+    context.ply    = ply;
+
+    int score = 0;
+    if (endgame_score(pos, side, score)) return score;
+
+    SearchStackEntry& stack = thread.stack[ply];
+    EvalHashEntry&    entry = thread.eval_hash[(pos.key & (EVAL_HASH_SIZE - 2)) + pos.side];
+    if (entry.key == pos.key && ply > 1 && !report) {
+        count(thread.eval_hits);
+        memcpy(stack.threat_pressure, entry.threat_pressure, sizeof stack.threat_pressure);
+        return entry.hce_score;
+    }
+
+    prepare_context(pos, context);
+    add_terms(thread, context);
+    int   white = blend(packed_sub(context.packed[WHITE], context.packed[BLACK]), context.phase);
+    float scale = endgame_scale(pos, white);
+    score       = static_cast<int>(static_cast<float>(white) * scale);
+    if (pos.side == BLACK) score = -score;
+
+    entry.key = pos.key;
+    for (int c : {WHITE, BLACK})
+        entry.threat_pressure[c] = stack.threat_pressure[c] =
+            static_cast<int16_t>(context.threat_pressure[c]);
+    entry.hce_score = static_cast<int16_t>(score);
+    return score;
+}

@@ -1,0 +1,31 @@
+// evaluate.h: the single door through which the search asks for the worth of a position.
+//
+// Every thread works on its own record; parameters and options are only read. Scores are integers
+// in evaluation units (100 = a pawn) from the side to move's view.
+
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+
+struct SearchThread;
+
+// Static evaluations end here, so that none is taken for a mate; no position of a real game comes
+// near.
+constexpr int EVAL_LIMIT = 9700;
+
+// Static score for `side`, the side to move, with contempt and the fifty-move scaling. In check
+// it is NO_EVAL. `ply` selects the stack entry that the threat pressures go to; at ply 0 and 1
+// the eval hash is not read.
+int Evaluate(SearchThread& thread, int side, int ply, int in_check);
+
+// The hand-crafted score for `side`, without contempt and scaling. With `report` not 0 the term
+// groups are recorded in the thread's context.
+int HceEval(SearchThread& thread, int side, int ply, int report);
+
+// Grows whenever parameters, network or Use_NN_eval change; a thread whose eval_epoch differs
+// flushes its eval hash and pawn hash before it searches. Written by the main thread.
+extern std::atomic<uint32_t> eval_epoch;
+
+// Flushes the thread's two tables if they were filled under other settings.
+void refresh_eval_tables(SearchThread& thread);

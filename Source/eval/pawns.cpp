@@ -1,0 +1,161 @@
+#include <algorithm>
+
+#include "eval/terms.h"
+#include "search/thread.h"
+
+// Mixed into the pawn key for each king on files a-d, since the lookups depend on those halves.
+static constexpr uint64_t KING_HALF_KEY[2] = {29062247722ULL, 16682261684ULL};
+
+static Bitboard neighbours(Bitboard set) { return step_east(set) | step_west(set); }
+
+// The pawn maps and sets that later steps read.
+static void find_pawn_sets(const Position& pos, EvalContext& context) {
+    constexpr Bitboard FILES_B_TO_G      = 0x7E7E7E7E7E7E7E7EULL;
+    constexpr Bitboard OUTPOST_RANKS[2]  = {rank_mask(3) | rank_mask(4) | rank_mask(5),
+                                            rank_mask(2) | rank_mask(3) | rank_mask(4)};
+
+    const Bitboard pawns[2] = {pos.pieces[WHITE][PAWN], pos.pieces[BLACK][PAWN]};
+    Bitboard       front[2], reach[2]; // squares ahead, and what can ever be attacked from there
+    for (int side : {WHITE, BLACK}) {
+        Bitboard ahead = step_forward(side, pawns[side]);
+        Bitboard west = step_west(ahead), east = step_east(ahead);
+        context.pawn_attacks[side] = west | east;
+        context.double_attacks[side] |= (west & east)
+                                      | (context.pawn_attacks[side] & context.attacks[side][ATTACKS_ALL]);
+        context.attacks[side][ATTACKS_ALL] |= context.pawn_attacks[side];
+        context.attacks[side][PAWN] |= context.pawn_attacks[side];
+        front[side] = fill_forward(side, pawns[side]);
+        reach[side] = neighbours(front[side]);
+    }
+    context.all_pawns = pawns[WHITE] | pawns[BLACK];
+    context.passed_pawns = context.halfopen_pawns = 0;
+    for (int side : {WHITE, BLACK}) {
+        int      them  = side ^ 1;
+        Bitboard open  = pawns[side] & ~front[them];
+        Bitboard passed = open & ~reach[them];
+        context.outposts[side] = FILES_B_TO_G & OUTPOST_RANKS[side] & ~reach[them];
+        context.passed_pawns |= passed;
+        context.halfopen_pawns |= open & ~passed;
+        context.king_attack_weight[side] = 2 * pop_count(step_forward(them, pawns[them])
+                                                         & context.king_zone[side]);
+    }
+}
+
+// What depends on pawns and king halves alone.
+static void eval_structure(const Position& pos, EvalContext& context) {
+    for (int side : {WHITE, BLACK}) {
+        Bitboard  pawns  = pos.pieces[side][PAWN];
+        const int tables = context.same_half ? PST_P1 : PST_P2;
+        for (Bitboard set = pawns; set;) {
+            int square = pop_lowest(set), index = square ^ context.flip[side];
+            add_row(context, side, mtl_pawn);
+            add_row(context, side, tables + index);
+            if (context.pawn_attacks[side] & bit(square)) add_row(context, side, PST_DP + index);
+            if (context.pawn_attacks[side] & step_forward(side, bit(square)))
+                add_row(context, side, PST_CP + index);
+        }
+        Bitboard ahead    = fill_forward(side, pawns);
+        Bitboard behind   = fill_forward(side ^ 1, pawns);
+        Bitboard isolated = pawns & ~neighbours(pawns | ahead | behind);
+        Bitboard weak     = pawns & ~isolated & ~neighbours(pawns | ahead);
+        add_row_times(context, side, pawn_isolated, pop_count(isolated));
+        add_row_times(context, side, pawn_weak, pop_count(weak));
+        add_row_times(context, side, pawn_doubled, pop_count(pawns & ahead));
+    }
+}
+
+void PawnEval(SearchThread& thread, EvalContext& context) {
+    const Position& pos = thread.position;
+    find_pawn_sets(pos, context);
+
+    uint64_t key = pos.pawn_key;
+    for (int side : {WHITE, BLACK})
+        if (file_of(pos.king_square[side]) < 4) key ^= KING_HALF_KEY[side];
+    PawnHashEntry& entry = thread.pawn_hash[key & (PAWN_HASH_SIZE - 1)];
+    count(thread.pawn_probes);
+    if (entry.key == key && context.ply >= 2) {
+        count(thread.pawn_hits);
+        for (int side : {WHITE, BLACK})
+            context.packed[side] = packed_add(context.packed[side], entry.packed[side]);
+    } else {
+        eval_structure(pos, context);
+        entry = {key, {context.packed[WHITE], context.packed[BLACK]}};
+    }
+
+    // Outside the hash, because it depends on all pieces.
+    for (int side : {WHITE, BLACK}) {
+        Bitboard blocked = step_forward(side, pos.pieces[side][PAWN]) & context.occupied;
+        add_row_times(context, side, pawn_blocked, pop_count(blocked));
+    }
+}
+
+// Tells whether nothing on the way of a mobile passed pawn can stop it.
+static bool path_is_free(const Position& pos, const EvalContext& context, int side,
+                         Bitboard path) {
+    int them = side ^ 1;
+    if (path & context.lesser_attacks[them]) return false;
+    Bitboard contested = path & (pos.pieces[them][ALL_PIECES] | context.attacks[them][ATTACKS_ALL]);
+    return !(contested
+             & (~context.attacks[side][ATTACKS_ALL] | context.double_attacks[them]));
+}
+
+static void eval_passed_pawn(const Position& pos, EvalContext& context, int square) {
+    // Weight of the kings' distances, and pressure on the defender, by rank.
+    static constexpr float KING_SCALE[8] = {0.0f, 0.16f, 0.18f, 0.36f, 0.57f, 0.78f, 1.0f, 1.0f};
+    static constexpr int   PRESSURE[8]   = {0, 0, 0, 150, 300, 600, 1200, 0};
+
+    int side = colour_of(pos.board[square]), them = side ^ 1;
+    int rank = rank_of(square ^ rank_flip[side]), step = pawn_push[side];
+    if (rank < 1 || rank > 6) return; // put there by a text; no row is meant for it
+
+    Bitboard path = fill_forward(side, bit(square));
+    if (path & context.all_pawns) return;
+    int stop   = square + step;
+    int target = rank == 1 && pos.board[stop] == 0 ? stop + step : stop;
+
+    int pressure = PRESSURE[rank] / 4;
+    add_row(context, side, ppawn_base + rank - 1);
+    if (pos.board[target] == 0) { // mobile: no exchange is needed to go there
+        add_row(context, side, ppawn_mobile + rank - 1);
+        pressure = PRESSURE[rank] / 2;
+        if (path_is_free(pos, context, side, path)) {
+            add_row(context, side, ppawn_free + rank - 1);
+            context.free_pawns |= bit(square);
+            pressure = PRESSURE[rank];
+        }
+    }
+
+    int measured = rank < 6 ? target + step : target;
+    add_row_scaled(context, side, ppawn_fkdist + chebyshev(pos.king_square[side], measured),
+                   KING_SCALE[rank]);
+    add_row_scaled(context, side, ppawn_ekdist + chebyshev(pos.king_square[them], measured),
+                   KING_SCALE[rank]);
+    if (context.pawn_attacks[side] & bit(target)) add_row(context, side, ppawn_connected + rank - 1);
+    context.threat_pressure[them] += pressure;
+}
+
+static void eval_candidate(const Position& pos, EvalContext& context, int square) {
+    static constexpr float KING_SCALE[8] = {0.0f, 0.15f, 0.30f, 0.45f, 0.60f, 0.75f, 0.90f, 1.0f};
+    constexpr int          FIRST_RANK = 3, LAST_RANK = 6;
+
+    int side = colour_of(pos.board[square]), them = side ^ 1;
+    int rank = rank_of(square ^ rank_flip[side]);
+    if (rank < FIRST_RANK || rank > LAST_RANK) return;
+    Bitboard path = fill_forward(side, bit(square));
+    if (path & context.occupied) return;
+
+    int supporters = pop_count(neighbours(bit(square)) & pos.pieces[side][PAWN]);
+    int attackers  = pop_count(path & context.attacks[them][ATTACKS_ALL])
+                  + ((path & context.double_attacks[them]) != 0);
+    if (attackers > supporters) return;
+    int before_promotion = file_of(square) + 8 * (side == WHITE ? 6 : 1);
+    int distance         = chebyshev(pos.king_square[them], before_promotion);
+    add_row_scaled(context, side, candidate_passer + rank - 1, KING_SCALE[distance]);
+}
+
+void eval_passed_pawns(const Position& pos, EvalContext& context) {
+    for (Bitboard set = context.passed_pawns; set;)
+        eval_passed_pawn(pos, context, pop_lowest(set));
+    for (Bitboard set = context.halfopen_pawns; set;)
+        eval_candidate(pos, context, pop_lowest(set));
+}

@@ -1,0 +1,63 @@
+// terms.h: the steps of the hand-crafted evaluation, shared by its files only.
+//
+// All of them add to the packed totals of one call's EvalContext, in a fixed order, because each
+// step reads the attack maps of the steps before it.
+
+#pragma once
+
+#include <cstdint>
+
+#include "board/bitboard.h"
+#include "board/position.h"
+#include "eval/context.h"
+#include "eval/params.h"
+
+struct SearchThread;
+
+// Pawn attacks, sets of passed and half-open pawns, structure, king-zone pressure. The structure
+// comes from the thread's pawn hash where it can.
+void PawnEval(SearchThread& thread, EvalContext& context);
+
+// Knights, bishops, rooks, queens: one step each.
+void eval_knights(const Position& pos, EvalContext& context);
+void eval_bishops(const Position& pos, EvalContext& context);
+void eval_rooks(const Position& pos, EvalContext& context);
+void eval_queens(const Position& pos, EvalContext& context);
+
+// King safety, and distance to the pawns, of one colour.
+void eval_king(const Position& pos, EvalContext& context, int side);
+
+// Passed pawns and candidates.
+void eval_passed_pawns(const Position& pos, EvalContext& context);
+
+// Hanging and attacked pieces, push threats, pins.
+void eval_threats(const Position& pos, EvalContext& context);
+
+inline void add_row(EvalContext& context, int side, int row) {
+    context.packed[side] = packed_add(context.packed[side], eval_params[row].value);
+}
+inline void add_row_times(EvalContext& context, int side, int row, int times) {
+    context.packed[side] = packed_add(context.packed[side],
+                                      packed_times(eval_params[row].value, times));
+}
+// Adds a row scaled by a float, each half truncated on its own.
+inline void add_row_scaled(EvalContext& context, int side, int row, float factor) {
+    int mg = static_cast<int>(factor * eval_params[row].mg);
+    int eg = static_cast<int>(factor * eval_params[row].eg);
+    context.packed[side] = packed_add(context.packed[side], pack_score(mg, eg));
+}
+
+// Own and adjacent files are joined by these: all squares ahead of a set, from its side's view,
+// on the same files; the set itself excluded.
+inline Bitboard fill_forward(int side, Bitboard set) {
+    if (side == WHITE) {
+        set <<= 8;
+        set |= set << 8;
+        set |= set << 16;
+        return set | set << 32;
+    }
+    set >>= 8;
+    set |= set >> 8;
+    set |= set >> 16;
+    return set | set >> 32;
+}

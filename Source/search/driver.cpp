@@ -1,0 +1,418 @@
+#include "search/driver.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+
+#include "board/make.h"
+#include "board/movegen.h"
+#include "board/see.h"
+#include "eval/evaluate.h"
+#include "fathom/tbprobe.h"
+#include "search/ordering.h"
+#include "search/report.h"
+#include "search/search.h"
+#include "search/selectivity.h"
+#include "search/thread.h"
+#include "search/threads.h"
+#include "shell/print.h"
+
+static bool stopped() { return relaxed(engine.stop) != 0; }
+
+void publish_result(SearchThread& thread) {
+    int depth = relaxed(thread.completed_depth), score = relaxed(thread.score);
+    if (thread.pv[1] != engine.pv[1]) set_relaxed(engine.best_move_depth, depth);
+    set_relaxed(engine.best_score, score);
+    set_relaxed(engine.result_depth, depth);
+    memcpy(engine.pv, thread.pv, sizeof engine.pv);
+    int slot = std::min(depth, PLY_SLOTS - 1); // a table result counts as depth 99
+    set_relaxed(engine.iteration_score[slot], score);
+    set_relaxed(engine.iteration_move[slot], thread.pv[1]);
+    if (depth >= 2 && engine.multipv == 1)
+        report_line(0, 0, depth, score, thread.pv);
+}
+
+static void find_checker(SearchThread& thread) {
+    const Position&   pos   = thread.position;
+    SearchStackEntry& root  = thread.stack[1];
+    int checker = first_attacker(pos, pos.king_square[pos.side], pos.side ^ 1, occupied(pos));
+    root.checker_square = static_cast<uint8_t>(checker);
+    root.in_check       = checker != NO_SQUARE;
+}
+
+static void reset_root_stack(SearchThread& thread) {
+    for (auto& entry : thread.stack) {
+        entry.hash_move = NULL_MOVE;
+        entry.killer1 = entry.killer2 = entry.evasion_killer = NULL_MOVE;
+    }
+    SearchStackEntry& root         = thread.stack[1];
+    MoveEntry*        move_list    = root.move_list;
+    MoveEntry*        current_move = root.current_move;
+    root                           = {};
+    root.move_list                 = move_list;
+    root.current_move              = current_move;
+    root.node_type                 = NODE_PV;
+    root.alpha                     = -INFINITE_SCORE;
+    root.beta                      = INFINITE_SCORE;
+    root.checker_square            = NO_SQUARE;
+    root.tb_result                 = -1;
+}
+
+// The static value of the root, for all threads.
+static void evaluate_root(SearchThread& thread) {
+    find_checker(thread);
+    SearchStackEntry& root = thread.stack[1];
+    int eval = Evaluate(thread, thread.position.side, 1, root.in_check);
+    root.static_eval            = static_cast<int16_t>(eval);
+    thread.stack[0].static_eval = static_cast<int16_t>(-eval);
+    thread.root_eval            = static_cast<int16_t>(eval);
+    set_relaxed(thread.score, eval);
+}
+
+// What thread 0 prepares for all.
+static void prepare_master(SearchThread& thread) {
+    build_search_tables();
+    set_relaxed(engine.best_score, thread.root_eval);
+    engine.root_value = engine.root_quiet_value = thread.root_eval;
+    if (!thread.stack[1].in_check) {
+        Position& pos = thread.position;
+        engine.root_quiet_value = static_cast<int16_t>(quiesce(
+            pos, pos.side, 1, 0, -INFINITE_SCORE, INFINITE_SCORE, NODE_PV, thread.pv));
+    }
+    set_relaxed(engine.root_wdl, -1);
+}
+
+static bool legal_root_move(const Position& pos, Move move) {
+    return legal_move(pos, pos.side, move) && !castling_exposes_king(pos, pos.side, move);
+}
+
+// Generates the root moves and drops illegal ones in place. Returns their number.
+static int build_root_moves(SearchThread& thread) {
+    Position& pos = thread.position;
+    gen_all(pos);
+    MoveEntry* kept = thread.stack[1].move_list;
+    for (const MoveEntry* entry = kept; entry->move != LIST_END; entry++)
+        if (legal_root_move(pos, entry->move)) *kept++ = *entry;
+    kept->move = LIST_END;
+    return static_cast<int>(kept - thread.stack[1].move_list);
+}
+
+static void score_root_moves(SearchThread& thread) {
+    constexpr int HASH_MOVE = 255, KILLER_1 = 60, KILLER_2 = 50, PROMOTION = 60;
+    constexpr int LOSING = -50, LOSING_BASE = 4;
+
+    const Position&         pos  = thread.position;
+    const SearchStackEntry& root = thread.stack[1];
+    for (MoveEntry* entry = root.move_list; entry->move != LIST_END; entry++) {
+        int move = entry->move, mover = type_of(entry->mover), victim = type_of(entry->victim);
+        int from = move_from(entry->move), to = move_to(entry->move), score;
+        if (move == root.hash_move) {
+            score = HASH_MOVE;
+        } else if (victim || is_ep_square(pos, mover, to)) {
+            score = capture_value[victim] - mover;
+            if (see(pos, pos.side, from, to) < LOSING) score = victim + LOSING_BASE;
+        } else {
+            score = thread.history[history_index(entry->mover, to)] / 256;
+            if (move == root.killer1) score += KILLER_1;
+            else if (move == root.killer2) score += KILLER_2;
+            if (mover == PAWN && (move & FLAG_MASK)) score += PROMOTION;
+        }
+        entry->score = static_cast<int16_t>(score);
+    }
+}
+
+// Ends the search at once with the thread's score and, maybe, a move.
+static void finish_at_root(SearchThread& thread, int score, int completed_depth) {
+    set_relaxed(thread.score, score);
+    set_relaxed(thread.current_depth, 1);
+    set_relaxed(thread.completed_depth, completed_depth);
+    thread.seldepth = static_cast<int8_t>(completed_depth);
+    publish_result(thread);
+    set_relaxed(engine.stop, 1);
+}
+
+// Asks the endgame tables about the root. Returns true if they name the move to play and the
+// fifty-move counter leaves no time to search for a better one.
+static bool tables_play(SearchThread& thread) {
+    constexpr int TB_DEPTH = 70, TB_RESULT_DEPTH = 99, PATIENCE = 9;
+
+    Position& pos        = thread.position;
+    unsigned  root_class = 0, dtz = 0;
+    Move      move   = NULL_MOVE;
+    int       probed = tb_probe_root(pos, &root_class, &dtz, &move);
+    int       result = probed == -1 ? tb_probe(pos, TB_DEPTH) : probed;
+    set_relaxed(engine.root_wdl, result);
+    engine.root_tb_score    = result == 4 ? TB_WIN - 1 : result == 0 ? -TB_WIN : 0;
+    engine.root_tb_opponent = -engine.root_tb_score;
+
+    if (probed == -1 || pos.halfmoves <= PATIENCE || !legal_root_move(pos, move)) return false;
+    thread.pv[1] = move;
+    thread.pv[2] = NULL_MOVE;
+    count(thread.tb_hits);
+    finish_at_root(thread, engine.root_tb_score, TB_RESULT_DEPTH);
+    return true;
+}
+
+// Prepares the root. Returns false if there is nothing to search.
+static bool prepare_root(SearchThread& thread) {
+    const bool master = thread.thread_index == 0;
+    reset_root_stack(thread);
+    reset_ordering(thread);
+    thread.seed = static_cast<uint32_t>(rand());
+    evaluate_root(thread);
+    if (master) prepare_master(thread);
+
+    int moves = build_root_moves(thread);
+    if (moves == 0) {
+        thread.pv[1] = NULL_MOVE;
+        if (master) finish_at_root(thread, thread.stack[1].in_check ? NO_EVAL : 0, 1);
+        return false;
+    }
+    if (engine.max_depth < 1) {
+        if (master && engine.max_depth == 0 && !thread.stack[1].in_check)
+            memcpy(engine.pv, thread.pv, sizeof engine.pv);
+        set_relaxed(engine.stop, 1);
+        return false;
+    }
+    score_root_moves(thread);
+    if (master) {
+        if (moves == 1) set_relaxed(engine.single_move, 1);
+        if (tables_play(thread)) return false;
+    } else if (relaxed(engine.root_wdl) != -1) {
+        return false; // helpers search only what the tables don't decide
+    }
+    thread.stack[1].tb_result = relaxed(engine.root_wdl);
+    set_relaxed(thread.completed_depth, 0);
+    thread.seldepth = 0;
+    return true;
+}
+
+// The depth of a helper's next iteration: up to two plies ahead when many threads are at `depth`
+// already, but never behind the master's.
+static int helper_depth(int depth) {
+    constexpr int LEAST_DEPTH = 6;
+    if (depth >= LEAST_DEPTH && depth < engine.max_depth && engine.multipv == 1) {
+        int there = 0;
+        for (auto& slot : search_threads) {
+            const SearchThread* peer = slot.load(std::memory_order_acquire);
+            if (peer && relaxed(peer->current_depth) >= depth) there++;
+        }
+        int many = (engine.num_threads + 14) >> 2;
+        depth += (there >= many) + (there >= 3 * many);
+    }
+    depth = std::max<int>(depth, relaxed(engine.iteration_depth));
+    return std::min<int>(depth, engine.max_depth);
+}
+
+// Takes up to 15 points off each root move but the first, so that helpers go different ways.
+static void perturb_root(SearchThread& thread) {
+    MoveEntry* entry = thread.stack[1].move_list + 1;
+    for (; entry->move != LIST_END; entry++) {
+        thread.seed += next_root_noise();
+        entry->score = static_cast<int16_t>(entry->score - static_cast<int>(thread.seed & 15));
+    }
+}
+
+// Brings the highest score from `from` on to `from`.
+static void select_root_move(MoveEntry* from) {
+    MoveEntry* best = from;
+    for (MoveEntry* entry = from; entry->move != LIST_END; entry++)
+        if (entry->score > best->score) best = entry;
+    std::swap(*from, *best);
+}
+
+// One ply less for late quiet moves of thread 0 as long as the best move holds its score.
+static int root_reduction(const SearchThread& thread, int depth, int best) {
+    constexpr int LEAST_DEPTH = 6, LATE_MOVE = 5, MARGIN = 50, LOST = -9800;
+    const SearchStackEntry& root = thread.stack[1];
+    const Position&         pos  = thread.position;
+    if (thread.thread_index != 0 || depth < LEAST_DEPTH || root.move_count < LATE_MOVE
+        || root.in_check || (root.move_class & CLASS_SPECIAL))
+        return 0;
+    int threshold = std::max(LOST, relaxed(engine.iteration_score[depth - 1]) - MARGIN);
+    return best > threshold && pos.material[pos.side] > 0 && pawn_count(pos, pos.side) > 0;
+}
+
+namespace {
+
+// One attempt at a line: the window, and the best value so far.
+struct RootWindow {
+    int alpha; // lower bound of the attempt; a move that doesn't exceed it fails low
+    int beta;
+    int best;
+};
+
+} // namespace
+
+// Searches one root move that has been made. Returns its value; `proven` tells whether it is an
+// exact score or a bound above alpha, to be kept for the order.
+static int search_root_move(SearchThread& thread, const RootWindow& window, int running_alpha,
+                            int depth, Move* child_pv, bool& proven) {
+    constexpr float FULL_SPEED = 1000.0f;
+    constexpr int   PLY        = 2;
+
+    Position&         pos  = thread.position;
+    SearchStackEntry& root = thread.stack[1];
+    int               side = pos.side; // of the opponent: the move is made
+    child_pv[PLY]          = NULL_MOVE;
+
+    if (root.move_count == 0 || (depth < 2 && engine.target_nps > FULL_SPEED)) {
+        proven = true;
+        return -search_node(pos, side, PLY, depth - 1, -window.beta, -window.alpha, NODE_PV,
+                            child_pv);
+    }
+    proven    = false;
+    int value = -search_node(pos, side, PLY, depth - 1 - root.reduction, -running_alpha - 1,
+                             -running_alpha, NODE_CUT, child_pv);
+    if (value <= running_alpha || stopped()) return value;
+    root.reduction = 0;
+    value  = -search_node(pos, side, PLY, depth - 1, -window.beta, -window.alpha, NODE_PV, child_pv);
+    proven = value > window.alpha;
+    return value;
+}
+
+// Takes a root move that is better than all before as the thread's result.
+static void take_root_move(SearchThread& thread, const MoveEntry& entry, int value, int depth,
+                           const Move* child_pv, int line) {
+    set_relaxed(thread.score, value);
+    thread.pv[1] = entry.move;
+    copy_line(thread.pv, child_pv, 1);
+    set_relaxed(thread.completed_depth, depth);
+    if (line == 0 && thread.thread_index == 0) publish_result(thread);
+}
+
+// Runs over the root moves from `first` on. Returns the end of those that were searched.
+static MoveEntry* search_root_moves(SearchThread& thread, MoveEntry* first, int line, int depth,
+                                    RootWindow& window) {
+    constexpr int SEARCHED_SCORE = -11000;
+
+    Position&         pos           = thread.position;
+    SearchStackEntry& root          = thread.stack[1];
+    const bool        master        = thread.thread_index == 0;
+    int               running_alpha = window.alpha;
+    MoveEntry*        entry         = first;
+    for (; entry->move != LIST_END; entry++) {
+        select_root_move(entry);
+        root.current_move = entry;
+        root.move_class   = static_cast<uint16_t>(classify_move(pos, pos.side, *entry));
+        // Moves that don't improve keep the order in which they were searched.
+        entry->score = static_cast<int16_t>(SEARCHED_SCORE - root.move_count);
+        if (line == 0 && master) report_root_move(entry->move, root.move_count + 1);
+        root.reduction = static_cast<int8_t>(root_reduction(thread, depth, window.best));
+
+        Move child_pv[PLY_SLOTS];
+        bool proven = false;
+        make_move(pos, entry->move);
+        int value = search_root_move(thread, window, running_alpha, depth, child_pv, proven);
+        unmake_move(pos);
+        if (stopped()) {
+            window.best = 0;
+            return entry;
+        }
+        if (proven) entry->score = static_cast<int16_t>(value);
+        root.move_count++;
+
+        if (value > window.best) {
+            take_root_move(thread, *entry, value, depth, child_pv, line);
+            window.best   = value;
+            running_alpha = std::max(running_alpha, value);
+        }
+        if (window.best > window.alpha) {
+            set_relaxed(thread.root_fail, window.best >= window.beta ? 2 : 0);
+            if (window.best >= window.beta) return entry + 1;
+        } else {
+            set_relaxed(thread.root_fail, 1);
+        }
+    }
+    return entry;
+}
+
+// Orders a line's moves for its next attempt: what was searched by its scores, then the rest as
+// it stands.
+static void order_root_moves(MoveEntry* first, MoveEntry* searched_end) {
+    constexpr int UNSEARCHED_SCORE = -11500;
+    int           count            = 0;
+    for (MoveEntry* entry = searched_end; entry->move != LIST_END; entry++)
+        entry->score = static_cast<int16_t>(UNSEARCHED_SCORE - count++);
+    for (MoveEntry* entry = first; entry->move != LIST_END; entry++) select_root_move(entry);
+}
+
+// Searches one line of MultiPV, widening the window until the best value lies inside it.
+static void search_line(SearchThread& thread, MoveEntry* first, int line, int depth) {
+    constexpr int WIDE_OPEN = 5001; // bounds beyond are opened fully
+    constexpr int BASE_WIDTH = 25, EARLY_DEPTH = 6, EARLY_STEP = 10;
+
+    SearchStackEntry& root  = thread.stack[1];
+    int               score = relaxed(thread.score);
+    int               width = (std::abs(score) >> 4) + BASE_WIDTH;
+    if (depth < EARLY_DEPTH) width += (EARLY_DEPTH - depth) * EARLY_STEP;
+    int low = -INFINITE_SCORE, high = INFINITE_SCORE;
+    if (depth >= 2) {
+        low  = score - width;
+        high = score + width;
+    }
+    set_relaxed(thread.root_fail, 0);
+
+    while (!stopped()) {
+        RootWindow window = {low > -WIDE_OPEN ? low : -INFINITE_SCORE,
+                             high < WIDE_OPEN ? high : INFINITE_SCORE, -INFINITE_SCORE};
+        find_checker(thread);
+        root.move_count = 0;
+        root.depth      = static_cast<int16_t>(depth);
+
+        MoveEntry* searched_end = search_root_moves(thread, first, line, depth, window);
+        order_root_moves(first, searched_end);
+        if (stopped()) return;
+        if (window.alpha < window.best && window.best < window.beta) {
+            if (engine.multipv > 1 && thread.thread_index == 0)
+                report_line(0, line + 1, depth, relaxed(thread.score), thread.pv);
+            return;
+        }
+        low  = window.best <= window.alpha ? window.alpha - width : window.alpha;
+        high = window.best >= window.beta ? window.beta + width : window.beta;
+        width *= 2;
+    }
+}
+
+// Tells whether an iteration one deeper than `depth` is to follow.
+static bool go_deeper(const SearchThread& thread, int depth) {
+    int score = relaxed(thread.score);
+    return !stopped() && score < MATE_VALUE - 1 - depth && score >= depth - MATE_VALUE + 1
+        && depth < engine.max_depth && thread.undo_index + depth < UNDO_SEARCH
+        && depth + 1 < PLY_SLOTS - 1;
+}
+
+static void finish_iteration(SearchThread& thread, int depth) {
+    lock(root_lock);
+    engine.iteration_nodes[depth] += relaxed(thread.nodes);
+    unlock(root_lock);
+    if (thread.thread_index == 0 && !stopped()) {
+        engine.iteration_time     = relaxed(engine.elapsed);
+        engine.iteration_finished = static_cast<int8_t>(depth);
+    }
+}
+
+void search_root(int thread_number) {
+    SearchThread* record = search_threads[thread_number].load(std::memory_order_relaxed);
+    if (!record) return;
+    SearchThread& thread = *record;
+    const bool    master = thread_number == 0;
+    if (!prepare_root(thread)) return;
+
+    for (int depth = 1;; depth++) {
+        if (master) {
+            set_relaxed(thread.current_depth, depth);
+            engine.iteration_depth.store(static_cast<int8_t>(depth), std::memory_order_release);
+        } else {
+            depth = helper_depth(depth);
+            perturb_root(thread);
+            set_relaxed(thread.current_depth, depth);
+        }
+        MoveEntry* first = thread.stack[1].move_list;
+        for (int line = 0; line < engine.multipv && first[line].move != LIST_END; line++)
+            search_line(thread, first + line, line, depth);
+        finish_iteration(thread, depth);
+        if (!go_deeper(thread, depth)) break;
+    }
+    if (master) set_relaxed(engine.stop, 1);
+}

@@ -1,0 +1,82 @@
+// hash.h: the transposition table that all search threads share.
+//
+// No lock guards it. An entry is two 64-bit words, each read and written whole with relaxed
+// order; the first holds a check over the position and over parts of the second, so that a mix
+// of two entries is recognised, and a stored move is proved legal before the search sees it.
+
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+
+#include "board/position.h"
+
+// Bound types of an entry.
+constexpr uint8_t BOUND_UPPER = 1;
+constexpr uint8_t BOUND_LOWER = 2;
+constexpr uint8_t BOUND_EXACT = 3;
+
+// What hash_probe reports in `depth` beside the stored depths, which are never negative.
+constexpr int8_t HASH_MISS       = -10; // preset by the caller
+constexpr int8_t HASH_BAD_CHECK  = -98;
+constexpr int8_t HASH_BAD_MOVE   = -99;
+
+// An entry's contents.
+struct HashRecord {
+    uint32_t lock;  // high half of the position's key
+    uint32_t check; // (move << 16) ^ low half of the key ^ (score + 15000)
+    Move     move;  // best move, 0 if none
+    int16_t  score; // mates and table results count from the node, not from the root
+    int8_t   depth; // remaining plies
+    uint8_t  type;  // BOUND_...
+    uint8_t  age;   // low byte of hash_age at the store
+    uint8_t  fifty; // halfmoves at the store
+};
+static_assert(sizeof(HashRecord) == 16, "four entries a cache line");
+
+// The same as two words: lock and check, then the rest.
+struct HashEntry {
+    std::atomic<uint64_t> words[2];
+};
+static_assert(sizeof(HashEntry) == sizeof(HashRecord), "an entry is its record");
+
+constexpr int HASH_BUCKET = 4;  // entries that a position may use, from its index on
+constexpr int HASH_SPARE  = 16; // entries behind the last index, for the last buckets
+
+extern HashEntry* hash_table;   // null without a table
+extern uint64_t   hash_entries; // indexes; 65,536 a megabyte
+
+// Allocates the table for engine.hash_mb megabytes and clears it if the hash is enabled; the old
+// table is freed. The first call also makes the position keys. Returns 1, or 0 if memory ran out;
+// then there is no table.
+int hash_alloc();
+
+// Frees the table, if there is one.
+void hash_free();
+
+// Zeroes the table with one thread per search thread and resets hash_fill. Main thread only. A
+// thread that can't be started or joined ends the program with -1.
+void hash_clear();
+
+// Looks the position up. On a hit fills `record`; otherwise sets at most its depth to one of the
+// negative values above, which the caller presets to HASH_MISS.
+void hash_probe(const Position& pos, HashRecord& record);
+
+// Stores a result of a node at `ply`. `score` is from the root's view as the search has it;
+// `alpha` and `beta` are the window that it was searched with. Does nothing without the hash.
+void hash_store(const Position& pos, int ply, int depth, Move move, int score, int alpha, int beta);
+
+// Tells whether a stored move can be played: pseudo-legal in this position, and legal.
+bool hash_move_valid(const Position& pos, Move move);
+
+// Asks for the bucket's memory ahead of a probe.
+void hash_prefetch(uint64_t key);
+
+// Share of current entries among 1,000 in the middle of the table; 0 if it has fewer than
+// `least` entries.
+float sample_hash_fill(uint64_t least);
+
+// Extends `line`, indexed by ply, from the table: the move at `index` and what follows, each
+// entry written only if its move is legal; ends with 0. The position is restored.
+void pv_from_hash(Position& pos, int index, Move* line);

@@ -1,0 +1,162 @@
+#include "search/report.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "board/movetext.h"
+#include "search/hash.h"
+#include "search/thread.h"
+#include "search/threads.h"
+#include "shell/print.h"
+
+constexpr size_t LINE_TEXT = 1200; // 66 moves, line breaks and the figures
+
+constexpr int MATE_PRINTED = 9900; // from here on a score is told as moves to mate
+
+void sample_hash_fill_for(int depth) {
+    constexpr int      LEAST_DEPTH   = 6;
+    constexpr uint64_t LEAST_ENTRIES = 3000;
+    engine.hash_fill = depth > LEAST_DEPTH ? sample_hash_fill(LEAST_ENTRIES) : 0.0f;
+}
+
+static bool search_over() { return relaxed(engine.game_state) & STATE_OVER; }
+
+// The score with the root's table result, if there is one.
+static int agree_with_tables(int score) {
+    int wdl = relaxed(engine.root_wdl);
+    if (wdl == 4 && score < 9899) return 9800;
+    if (wdl == 0 && score > -9900) return -9800;
+    return wdl == 2 ? 0 : score;
+}
+
+// Writes up to `most` moves of a line, `in_row` of them to a row.
+static void write_line(char* text, const Move* pv, int most, int in_row) {
+    // While the search runs, the game's own position may already be another one.
+    const SearchThread* master = search_over() ? nullptr : search_threads[0].load();
+    const Position&     root   = master ? master->position : main_thread->position;
+    int                 side   = engine.root_side;
+    char*               out    = text;
+    *out                 = 0;
+    for (int i = 1; i <= most && pv[i] != NULL_MOVE; i++) {
+        char move[MOVE_TEXT_LENGTH];
+        move_to_text(root, side, pv[i], move);
+        const char* gap = "";
+        if (i > 1) gap = (i - 1) % in_row == 0 ? "\n                              " : " ";
+        out += snprintf(out, LINE_TEXT - static_cast<size_t>(out - text), "%s%s", gap, move);
+        side ^= 1;
+    }
+}
+
+static double speed(double elapsed) {
+    constexpr double LEAST_TIME = 0.001;
+    double           nodes      = static_cast<double>(engine.search_totals[TOTAL_NODES]);
+    return elapsed > LEAST_TIME ? nodes / elapsed : 0.0;
+}
+
+static void print_uci_line(int line, int depth, int score, const Move* pv) {
+    char moves[LINE_TEXT], multipv[20] = "", value[20];
+    write_line(moves, pv, MAX_DEPTH, MAX_DEPTH + 1);
+    if (engine.multipv > 1)
+        snprintf(multipv, sizeof multipv, "multipv %d ", line);
+
+    if (score >= MATE_PRINTED) snprintf(value, sizeof value, "mate %d", (MATE_VALUE - score) / 2);
+    else if (score < -MATE_PRINTED)
+        snprintf(value, sizeof value, "mate -%d", (score + MATE_VALUE + 1) / 2);
+    else snprintf(value, sizeof value, "cp %d", score);
+
+    double elapsed = relaxed(engine.elapsed);
+    PrintFormat("info %s%sdepth %d seldepth %d score %s time %.0f nodes %.0f nps %.0f "
+                "tbhits %.0f hashfull %.0f pv %s",
+                multipv, "", depth, engine.sel_depth - 1, value, elapsed * 1000,
+                static_cast<double>(engine.search_totals[TOTAL_NODES]), speed(elapsed),
+                static_cast<double>(engine.search_totals[TOTAL_TB_HITS]),
+                static_cast<double>(engine.hash_fill) * 1000, moves);
+}
+
+static void print_console_line(int thread_number, int line, int depth, int score,
+                               const Move* pv) {
+    constexpr int SHORT_LINE = 8, LONG_LINE = 32;
+    char          moves[LINE_TEXT];
+    bool          running = !search_over() && !relaxed(engine.stop);
+    write_line(moves, pv, running ? SHORT_LINE : LONG_LINE, SHORT_LINE);
+    const char* end = thread_number == 0 && line == engine.multipv ? "\n" : "";
+    PrintFormat("%02d] %02d%c %5.1f %7.0fK %5d  %s%s", thread_number, depth,
+                line == 0 ? ' ' : '.', static_cast<double>(relaxed(engine.elapsed)),
+                static_cast<double>(engine.search_totals[TOTAL_NODES]) * 0.001, score, moves, end);
+}
+
+void print_search_line(int thread_number, int line, int depth, int score, const Move* pv) {
+    score = agree_with_tables(score);
+    if (relaxed(shell.uci_mode)) print_uci_line(line, depth, score, pv);
+    else print_console_line(thread_number, line, depth, score, pv);
+    unlock(report_lock);
+}
+
+void report_line(int thread_number, int line, int depth, int score, const Move* pv) {
+    if (!search_over() && relaxed(engine.elapsed) < shell.noise) return;
+    if (shell.noise == NOISE_QUIET || depth == 0 || pv[1] == NULL_MOVE) return;
+    lock(report_lock);
+    sum_thread_counters();
+    sample_hash_fill_for(depth);
+    print_search_line(thread_number, line, depth, score, pv);
+}
+
+void report_root_move(Move move, int number) {
+    constexpr float    LEAST_TIME    = 3.5f;
+    constexpr uint64_t LEAST_ENTRIES = 3000;
+    float              elapsed       = relaxed(engine.elapsed);
+    if (!relaxed(shell.uci_mode) || elapsed <= LEAST_TIME || elapsed <= shell.noise) return;
+
+    lock(report_lock);
+    sum_thread_counters();
+    if (number == 1) {
+        engine.hash_fill = sample_hash_fill(LEAST_ENTRIES);
+        PrintFormat("info depth %d time %.0f nodes %.0f nps %.0f hashfull %.0f",
+                    relaxed(engine.iteration_depth), static_cast<double>(elapsed) * 1000,
+                    static_cast<double>(engine.search_totals[TOTAL_NODES]), speed(elapsed),
+                    static_cast<double>(engine.hash_fill) * 1000);
+    }
+    if (engine.multipv == 1)
+        PrintFormat("info currmove %s%s currmovenumber %d", SQUARE_NAMES[move_from(move)],
+                    SQUARE_NAMES[move_to(move)], number);
+    unlock(report_lock);
+}
+
+void search_trace(const Position& pos, Move move) {
+    static FILE*  file;
+    SearchThread& thread = *pos.owner;
+    if (!shell.trace_level) return;
+    if (!file && !(file = fopen("trace.txt", "w"))) exit(0);
+    if (thread.ply > shell.trace_level || thread.ply >= PLY_SLOTS) return;
+
+    int8_t current = relaxed(thread.current_depth);
+    if (current > thread.trace_depth) fprintf(file, "\n\nSEARCH DEPTH= %d\n", current);
+    if (thread.ply <= thread.trace_ply) {
+        fputc('\n', file);
+        for (int ply = 1; ply < thread.ply; ply++) fputs("         ", file);
+    }
+    char text[MOVE_TEXT_LENGTH];
+    move_to_text(pos, pos.side, move, text);
+    fprintf(file, "(%2d)%s ", thread.stack[thread.ply].depth, text);
+    thread.trace_depth = current;
+    thread.trace_ply   = thread.ply;
+}
+
+void print_stack_dump(const Position& pos, int ply) {
+    const SearchThread& thread = *pos.owner;
+    Print("ply depth alpha    beta    eval type   move  red");
+    int side = pos.side ^ (ply & 1) ^ 1; // to move at ply 1
+    for (int i = 1; i < ply; i++, side ^= 1) {
+        const SearchStackEntry& entry = thread.stack[i];
+        char                    move[MOVE_TEXT_LENGTH];
+        move_to_text(pos, side, entry.current_move->move, move);
+        const char* type = entry.node_type == NODE_ALL ? "ALL" : entry.node_type == NODE_PV ? "PV" : "CUT";
+        char        text[128];
+        snprintf(text, sizeof text, "%2d. %3d  %6d  %6d  %6d  %3s  %5s  %3d", i, entry.depth,
+                 entry.alpha, entry.beta, entry.static_eval, type, move, entry.reduction);
+        Print(text);
+    }
+    print_board(pos);
+    Print("");
+}

@@ -1,0 +1,27 @@
+// report.h: what the search says while it runs: info lines, the trace, the stack dump.
+
+#pragma once
+
+#include "board/position.h"
+
+// Prints a line of analysis of thread 0 unless it is too early (noise), the run is quiet, `depth` is 0 or
+// there is no best move pv[1]. `line` is the MultiPV number, 0 or 1 for the only one.
+void report_line(int thread_number, int line, int depth, int score, const Move* pv);
+
+// The same without the conditions. The caller holds report_lock and has summed the counters and
+// sampled hash_fill; the function releases the lock.
+void print_search_line(int thread_number, int line, int depth, int score, const Move* pv);
+
+// Long thinks under UCI: the state before the first root move of an attempt, and the root move
+// before each (`number` from 1). Nothing before 3.5 seconds or `noise` have passed. Thread 0.
+void report_root_move(Move move, int number);
+
+// Samples hash_fill for a report of an iteration.
+void sample_hash_fill_for(int depth);
+
+// Writes a move to trace.txt if the ply is at most trace_level. Called by make_move and by the
+// null move with the position before it; move 0 is the null move.
+void search_trace(const Position& pos, Move move);
+
+// Prints the stack from ply 1 to the ply above `ply`, and the board.
+void print_stack_dump(const Position& pos, int ply);

@@ -1,0 +1,168 @@
+#include "search/threads.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <new>
+
+#include "eval/evaluate.h"
+#include "search/driver.h"
+#include "search/thread.h"
+#include "shell/platform.h"
+#include "shell/state.h"
+
+SearchThread*              main_thread;
+std::atomic<SearchThread*> search_threads[MAX_THREADS];
+SpinLock                   record_lock;
+
+// The master's record is kept from search to search up to this many threads.
+constexpr int KEEP_RECORD_THREADS = 8;
+
+constexpr uint64_t NO_NODE_LIMIT = 1ULL << 62;
+
+SearchThread* allocate_search_thread() {
+    // Fresh pages are zero, and a zeroed record is a valid record.
+    void* memory = allocate_pages(sizeof(SearchThread), false);
+    if (!memory) return nullptr;
+    auto* thread           = new (memory) SearchThread;
+    thread->position.owner = thread;
+    return thread;
+}
+
+void free_search_thread(SearchThread* thread) { free_pages(thread, sizeof(SearchThread)); }
+
+void reset_search_stack(SearchThread& thread) {
+    thread.ply = 1;
+    for (int ply : {0, 1}) {
+        thread.move_store[ply]         = {};
+        thread.move_store[ply].move    = LIST_END;
+        thread.stack[ply].move_list    = &thread.move_store[ply];
+        thread.stack[ply].current_move = &thread.move_store[ply];
+        thread.stack[ply].node_type    = NODE_PV;
+    }
+}
+
+// Makes a thread's record a copy of the game. Returns false when memory ran out.
+static bool setup_record(int index) {
+    SearchThread* thread = search_threads[index].load(std::memory_order_relaxed);
+    if (!thread) {
+        thread = allocate_search_thread();
+        if (!thread) return false;
+    }
+    const SearchThread& game = *main_thread;
+
+    thread->thread_index   = static_cast<uint8_t>(index);
+    thread->seed           = static_cast<uint32_t>(index) * 123;
+    thread->position       = game.position;
+    thread->position.owner = thread;
+
+    auto used = static_cast<size_t>(game.undo_index);
+    memcpy(thread->undo_stack, game.undo_stack, used * sizeof(UndoRecord));
+    thread->undo_stack[used].move = NULL_MOVE;
+    thread->undo_index            = game.undo_index;
+    thread->last_move             = game.last_move;
+
+    reset_search_stack(*thread);
+    thread->node_limit = engine.max_nodes ? engine.max_nodes : NO_NODE_LIMIT;
+
+    memset(thread->pv, 0, sizeof thread->pv);
+    for (auto* counter : {&thread->nodes, &thread->tb_hits, &thread->eval_probes,
+                          &thread->eval_hits, &thread->hash_probes, &thread->hash_hits,
+                          &thread->pawn_probes, &thread->pawn_hits})
+        set_relaxed(*counter, 0);
+    set_relaxed(thread->score, 0);
+    set_relaxed(thread->current_depth, 0);
+    set_relaxed(thread->root_fail, 0);
+    set_relaxed(thread->completed_depth, 0);
+    thread->seldepth = 0;
+    refresh_eval_tables(*thread);
+
+    search_threads[index].store(thread, std::memory_order_release);
+    return true;
+}
+
+int setup_master_record() { return setup_record(0) ? 0 : -1; }
+
+static void helper_thread(void* argument) {
+    int index = *static_cast<int*>(argument);
+    if (!setup_record(index)) return; // the search goes on without it
+
+    // Helpers begin when the master has finished its first iteration. The acquire makes all that
+    // the master built before visible.
+    while (engine.iteration_depth.load(std::memory_order_acquire) < 2 && !relaxed(engine.stop))
+        sleep_ms(1);
+    if (relaxed(engine.stop)) return;
+    search_root(index);
+}
+
+static void free_record(int index) {
+    lock(record_lock);
+    SearchThread* thread = search_threads[index].exchange(nullptr, std::memory_order_acq_rel);
+    unlock(record_lock);
+    if (thread) free_search_thread(thread);
+}
+
+static void run_search_threads() {
+    static int          numbers[MAX_THREADS];
+    static ThreadHandle helpers[MAX_THREADS];
+
+    const int threads = engine.num_threads;
+    for (int i = 1; i < threads; i++) {
+        numbers[i] = i;
+        if (start_joinable(helpers[i], helper_thread, &numbers[i]) != 0) exit(-1);
+    }
+    if (threads > 0) search_root(0);
+
+    // Helpers look at each other's records, so all are gathered before the first is freed.
+    for (int i = 1; i < threads; i++)
+        if (join_thread(helpers[i]) != 0) exit(-1);
+    lock(report_lock);
+    sum_thread_counters();
+    unlock(report_lock);
+    for (int i = 1; i < threads; i++) free_record(i);
+    if (threads > KEEP_RECORD_THREADS) free_record(0);
+
+    // Last: from here on the main thread may start the next search.
+    engine.game_state.fetch_or(STATE_OVER, std::memory_order_release);
+}
+
+static void master_thread(void*) {
+    if (setup_master_record() != 0) exit(-1);
+    run_search_threads();
+}
+
+int start_search(int state) {
+    set_relaxed(engine.stop, 0);
+    set_relaxed(engine.game_state, state);
+    return start_detached(master_thread, nullptr);
+}
+
+void sum_thread_counters() {
+    if (relaxed(engine.game_state) & STATE_OVER) return;
+    uint64_t* totals = engine.search_totals;
+    memset(totals, 0, sizeof engine.search_totals);
+    if (SearchThread* master = search_threads[0].load(std::memory_order_acquire))
+        engine.sel_depth = master->seldepth;
+
+    for (auto& slot : search_threads) {
+        const SearchThread* thread = slot.load(std::memory_order_acquire);
+        if (!thread) continue;
+        totals[TOTAL_NODES] += relaxed(thread->nodes);
+        totals[TOTAL_EVAL_PROBES] += relaxed(thread->eval_probes);
+        totals[TOTAL_EVAL_HITS] += relaxed(thread->eval_hits);
+        totals[TOTAL_HASH_PROBES] += relaxed(thread->hash_probes);
+        totals[TOTAL_HASH_HITS] += relaxed(thread->hash_hits);
+        totals[TOTAL_PAWN_PROBES] += relaxed(thread->pawn_probes);
+        totals[TOTAL_PAWN_HITS] += relaxed(thread->pawn_hits);
+        totals[TOTAL_TB_HITS] += relaxed(thread->tb_hits);
+    }
+}
+
+uint32_t next_root_noise() {
+    // Shared by all helpers, unlocked: a lost step is as random as any other.
+    static std::atomic<uint32_t> x = 1, y = 1;
+    uint32_t next_x = (relaxed(x) >> 16) + (relaxed(x) & 65535) * 36969;
+    uint32_t next_y = (relaxed(y) >> 16) + (relaxed(y) & 65535) * 18000;
+    set_relaxed(x, next_x);
+    set_relaxed(y, next_y);
+    return (next_x << 16) + next_y;
+}

@@ -1,0 +1,31 @@
+// threads.h: starting, running and gathering the search threads.
+//
+// The main thread never searches in play: it starts a detached master thread, thread 0, which
+// creates the helpers. All of them run search_root on their own copy of the game and share only
+// the hash table and EngineState.
+
+#pragma once
+
+#include <cstdint>
+
+#include "shell/print.h"
+
+struct SearchThread;
+
+// Keeps thread records in place while others look at them; taken by check_time, and by the
+// master thread when it frees records. No other lock is taken inside.
+extern SpinLock record_lock;
+
+// Clears `stop`, sets game_state to `state` and creates the master thread. Returns 0, or the
+// system's error number when it could not be created.
+int start_search(int state);
+
+// Prepares thread 0's record as a copy of the game. Returns 0, or -1 when memory ran out.
+int setup_master_record();
+
+// Sums the counters of all threads into EngineState. Does nothing once the search is over. The
+// caller holds report_lock, or no search thread runs.
+void sum_thread_counters();
+
+// Step of the multiply-with-carry generator that all helpers draw their root noise from.
+uint32_t next_root_noise();

@@ -1,0 +1,130 @@
+#include "search/timing.h"
+
+#include <algorithm>
+#include <cstdlib>
+
+#include "search/thread.h"
+#include "search/threads.h"
+#include "shell/platform.h"
+#include "shell/print.h"
+#include "shell/state.h"
+
+void update_elapsed() {
+    set_relaxed(engine.elapsed, monotonic_seconds() - think_start + 0.0001);
+}
+
+// Units that the score must drop before it counts as worse.
+static int score_tolerance(int best_score) {
+    constexpr int CLEAR_SCORE = 335, TOLERANCE = 20;
+    return std::abs(best_score) > CLEAR_SCORE ? std::abs(best_score) >> 4 : TOLERANCE;
+}
+
+// Seconds beyond the target, negative when the best move stands firm.
+static float extra_time(int root_fail, int best_score, int tolerance, float remain) {
+    constexpr float FAIL_LOW_SHARE = 0.25f, FAIL_HIGH_SHARE = 0.1f;
+    constexpr float DROP_SHARE = 0.03f, CHANGE_SHARE = 0.02f, STABLE_SHARE = 0.25f;
+    constexpr int   FRESH_MOVE = 2, STABLE_MOVE = 5; // iterations since the best move changed
+
+    int depth = relaxed(engine.iteration_depth);
+    if (root_fail == 1) return FAIL_LOW_SHARE * remain;
+    if (root_fail == 2) return FAIL_HIGH_SHARE * remain;
+    if (depth < 4) return 0.0f;
+
+    float extra = 0.0f;
+    for (int back : {1, 2})
+        if (best_score <= relaxed(engine.iteration_score[depth - back]) - tolerance)
+            extra += DROP_SHARE * remain;
+    int stable = depth - relaxed(engine.best_move_depth);
+    if (stable <= FRESH_MOVE) extra += CHANGE_SHARE * remain;
+    if (stable > STABLE_MOVE) extra -= STABLE_SHARE * engine.target_time;
+    return extra;
+}
+
+// Tells whether a helper has finished at least the master's depth with a much better score.
+static bool helper_sees_more(int best_score, int tolerance) {
+    constexpr int MARGIN = 5;
+    for (int i = 1; i < engine.num_threads; i++) {
+        const SearchThread* helper = search_threads[i].load(std::memory_order_acquire);
+        if (helper && relaxed(helper->score) > best_score + tolerance + MARGIN
+            && relaxed(helper->completed_depth) >= relaxed(engine.result_depth))
+            return true;
+    }
+    return false;
+}
+
+// The decision, with the thread records held in place.
+static bool time_is_up(const SearchThread& master, float elapsed) {
+    constexpr float MOST_SAFETY = 0.025f, HELPER_SHARE = 0.08f;
+    constexpr int   SINGLE_MOVE_DEPTH = 5;
+
+    float remain = std::max(engine.clock[engine.root_side] - elapsed, 0.0f);
+    float limit = engine.target_time, safety = 0.0f;
+    if (engine.moves_per_control != 1) {
+        safety         = std::min(engine.move_overhead, MOST_SAFETY);
+        int best_score = relaxed(engine.best_score), tolerance = score_tolerance(best_score);
+        float extra = extra_time(relaxed(master.root_fail), best_score, tolerance, remain);
+        if (HELPER_SHARE * remain > extra && helper_sees_more(best_score, tolerance))
+            extra = HELPER_SHARE * remain;
+        limit = engine.target_time - safety + extra;
+    }
+    if (relaxed(engine.single_move) && relaxed(engine.iteration_depth) > SINGLE_MOVE_DEPTH)
+        return true;
+    return 5.0f * safety > remain || elapsed >= limit;
+}
+
+void check_time() {
+    constexpr float LEAST_TIME = 0.015f; // seconds that every think gets
+
+    update_elapsed();
+    float elapsed = relaxed(engine.elapsed);
+    if (relaxed(engine.stop) || relaxed(engine.game_state) != STATE_THINKING
+        || relaxed(engine.iteration_depth) < 2 || elapsed < LEAST_TIME)
+        return;
+
+    lock(record_lock);
+    const SearchThread* master = search_threads[0].load(std::memory_order_acquire);
+    if (master && time_is_up(*master, elapsed)) set_relaxed(engine.stop, 1);
+    unlock(record_lock);
+}
+
+// Seconds of one share of the clock. `long_horizon` tells whether more moves are to come.
+static float clock_share(float clock, int undo_index, bool& long_horizon) {
+    constexpr int OPENING_PLIES = 20, OPENING_MOVES = 32, LATER_MOVES = 23;
+
+    if (engine.moves_per_control == 0) {
+        engine.moves_to_go = static_cast<int16_t>(
+            undo_index < OPENING_PLIES ? OPENING_MOVES - undo_index / 2 : LATER_MOVES);
+        long_horizon = true;
+        return clock / static_cast<float>(engine.moves_to_go + 1);
+    }
+    if (!relaxed(shell.uci_mode)) {
+        int period         = engine.moves_per_control;
+        engine.moves_to_go = static_cast<int16_t>(period - undo_index / 2 % period);
+    }
+    long_horizon = engine.moves_to_go > 2;
+    // A protocol line may claim fewer moves than none.
+    return clock / static_cast<float>(std::max(engine.moves_to_go + 1, 1));
+}
+
+void plan_time(int undo_index) {
+    constexpr float PONDER_FACTOR = 1.3f, WEAK_FACTOR = 0.85f;
+    constexpr int   STRONG_ELO     = 2400;
+    constexpr float LARGEST_SHARE  = 0.65f; // of the clock
+    constexpr float LEAST_TARGET   = 0.002f;
+
+    float& clock = engine.clock[engine.root_side];
+    if (engine.moves_per_control == 1) {
+        engine.target_time = clock = engine.time_base;
+        return;
+    }
+    bool  long_horizon = false;
+    float time         = clock_share(clock, undo_index, long_horizon);
+    if (engine.ponder_enabled && long_horizon) time *= PONDER_FACTOR;
+    if (active_personality.UCI_Elo < STRONG_ELO) time *= WEAK_FACTOR;
+    if (engine.time_increment > 0)
+        time += engine.time_increment * (clock / (2 * engine.time_increment + clock));
+
+    engine.target_time = clock * LARGEST_SHARE - engine.move_overhead * 5.0f;
+    if (time <= engine.target_time) engine.target_time = time;
+    engine.target_time = std::max(engine.target_time, LEAST_TARGET);
+}

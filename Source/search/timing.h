@@ -1,0 +1,16 @@
+// timing.h: the time policy: how long a think may take, and when it ends.
+//
+// All times are in seconds, as 32-bit floats. No search thread looks at the clock on its own.
+
+#pragma once
+
+// Sets EngineState::elapsed to the time since the start of the think. Any thread.
+void update_elapsed();
+
+// Refreshes `elapsed`, and sets `stop` when the time of a think in STATE_THINKING is up. Called
+// by the main thread's loop, and by search threads that hold themselves to a speed.
+void check_time();
+
+// Computes EngineState::target_time from the clocks, and for a fixed time per move sets the
+// mover's clock to it as well. Main thread, from prepare_search.
+void plan_time(int undo_index);

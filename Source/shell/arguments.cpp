@@ -1,0 +1,170 @@
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "shell/options.h"
+#include "shell/start.h"
+#include "shell/state.h"
+#include "shell/strength.h"
+
+constexpr char EXAMPLE_TABLE_PATH[] = "C:\\Chess\\Syzygy;C:\\Chess\\Syzygy\\6-Piece";
+
+namespace {
+
+// The arguments and the one that is looked at.
+struct Cursor {
+    int    count;
+    char** texts;
+    int    at;
+};
+
+} // namespace
+
+// The next argument, which becomes the current one; an empty text at the end. The tests that
+// follow in the chain see it as well.
+static const char* take_value(Cursor& cursor) {
+    if (cursor.at + 1 >= cursor.count) return "";
+    return cursor.texts[++cursor.at];
+}
+
+static bool is(const Cursor& cursor, const char* option) {
+    return strcmp(cursor.texts[cursor.at], option) == 0;
+}
+
+static void take_text(Cursor& cursor, const char* option, char* field, size_t size) {
+    if (is(cursor, option)) copy_text(field, take_value(cursor), size);
+}
+
+static void parse_limits(Cursor& cursor) {
+    if (is(cursor, "-d")) {
+        auto depth       = static_cast<int8_t>(read_integer(take_value(cursor)));
+        engine.max_depth = std::min<int8_t>(depth, MAX_DEPTH);
+        engine.moves_per_control = 1;
+        engine.time_base         = 10000.0f;
+    }
+    if (is(cursor, "-t")) {
+        engine.moves_per_control = 1;
+        engine.time_base         = read_number(take_value(cursor));
+    }
+    if (is(cursor, "-n")) {
+        engine.moves_per_control = 1;
+        engine.time_base         = 1000.0f;
+        engine.max_nodes         = static_cast<uint64_t>(read_integer(take_value(cursor)));
+    }
+    if (is(cursor, "-nps")) {
+        float speed                           = read_number(take_value(cursor));
+        default_personality.UCI_LimitStrength = 1;
+        engine.target_nps                     = speed;
+        // A speed below 1 has no figure worth the name.
+        int elo = speed > 0.0f ? static_cast<int>(elo_of_speed(speed)) : 0;
+        default_personality.UCI_Elo = static_cast<int16_t>(elo);
+        printf("Elo= %d\n", elo);
+    }
+}
+
+static void parse_resources(Cursor& cursor) {
+    Personality& p = default_personality;
+    if (is(cursor, "-hash"))
+        p.Hash = std::clamp(read_integer(take_value(cursor)), 0, MAX_HASH_MB);
+    if (is(cursor, "-threads"))
+        p.Threads = static_cast<int16_t>(std::clamp(read_integer(take_value(cursor)), 1, MAX_THREADS));
+    take_text(cursor, "-book", p.OwnBook_File, sizeof p.OwnBook_File);
+    take_text(cursor, "-tbpath", p.SyzygyPath, sizeof p.SyzygyPath);
+    if (is(cursor, "-tbx")) copy_text(p.SyzygyPath, EXAMPLE_TABLE_PATH, sizeof p.SyzygyPath);
+    if (is(cursor, "-use_hce")) set_relaxed(shell.use_nn, 0);
+    if (is(cursor, "-use_nn")) set_relaxed(shell.use_nn, 1);
+    if (is(cursor, "-o")) copy_text(shell.out_name, take_value(cursor), 140);
+}
+
+static void parse_scan(Cursor& cursor, CommandLine& line) {
+    const char* option = cursor.texts[cursor.at];
+    if (!strstr(option, "-scan_pgn")) return;
+    for (int number = 1; number <= 4; number++) {
+        char name[16];
+        snprintf(name, sizeof name, "-scan_pgn%d", number);
+        if (strcmp(option, name) == 0) line.run_mode = static_cast<RunMode>(MODE_SCAN_PGN_1 + number - 1);
+    }
+    copy_text(shell.games_in_name, take_value(cursor), sizeof shell.games_in_name);
+}
+
+// The tuning options. They are refused later; bad arguments end the process at once.
+static void parse_tuning(Cursor& cursor, CommandLine& line) {
+    constexpr double MOST_RATE = 0.008, LEAST_COUNT = 1000000.0;
+    constexpr const char* NAMES[4] = {"-tune", "-tune2", "-tune3", "-tune4"};
+    for (int i = 0; i < 4; i++) {
+        if (!is(cursor, NAMES[i])) continue;
+        line.run_mode = static_cast<RunMode>(MODE_TUNE + i);
+        if (cursor.at + 3 >= cursor.count) {
+            line.exit_status = 1;
+            return;
+        }
+        copy_text(shell.epd_in_name, take_value(cursor), sizeof shell.epd_in_name);
+        double rate  = atof(take_value(cursor));
+        double count = read_integer(take_value(cursor));
+        if (rate > MOST_RATE || count * 1000000.0 < LEAST_COUNT) line.exit_status = 1;
+        if (cursor.at + 1 < cursor.count) {
+            char first = cursor.texts[cursor.at + 1][0];
+            if (first == '0' || first == '1') cursor.at++;
+        }
+        default_personality.Hash = 0;
+        copy_text(default_personality.SyzygyPath, EXAMPLE_TABLE_PATH, PATH_LENGTH);
+        return;
+    }
+    if (is(cursor, "-mktraindata")) {
+        line.run_mode = MODE_TRAIN_DATA;
+        if (cursor.at + 1 >= cursor.count) line.exit_status = 1;
+        copy_text(shell.epd_in_name, take_value(cursor), sizeof shell.epd_in_name);
+        take_value(cursor);
+    }
+}
+
+static void parse_modes(Cursor& cursor, CommandLine& line) {
+    if (is(cursor, "-anepd")) {
+        line.run_mode = MODE_TEST_SUITE;
+        copy_text(shell.epd_in_name, take_value(cursor), sizeof shell.epd_in_name);
+        shell.noise = NOISE_QUIET;
+    }
+    parse_scan(cursor, line);
+    if (is(cursor, "-bench")) line.run_mode = MODE_BENCHMARK;
+    if (is(cursor, "-pbench")) {
+        line.run_mode       = MODE_BENCHMARK;
+        line.benchmark_here = true;
+    }
+    if (is(cursor, "-mkconfig")) line.run_mode = MODE_MAKE_CONFIG;
+    if (is(cursor, "-mkbook")) {
+        line.run_mode = MODE_MAKE_BOOK;
+        copy_text(shell.games_in_name, take_value(cursor), sizeof shell.games_in_name);
+    }
+    for (int number = 1; number <= 2; number++) {
+        if (!is(cursor, number == 1 ? "-mktune1" : "-mktune2")) continue;
+        line.run_mode = number == 1 ? MODE_TUNE_DATA_1 : MODE_TUNE_DATA_2;
+        copy_text(shell.epd_in_name, take_value(cursor), sizeof shell.epd_in_name);
+    }
+    parse_tuning(cursor, line);
+}
+
+// The tests for one argument are a chain, not alternatives: a value meets those that follow the
+// option that took it, so that "-noise -quiet" also acts as "-quiet". That is wanted.
+CommandLine parse_arguments(int argc, char** argv) {
+    CommandLine line = {MODE_GAME, false, 0};
+    Cursor      cursor = {argc, argv, 1};
+    for (; cursor.at < cursor.count && line.exit_status == 0; cursor.at++) {
+        Personality& p = default_personality;
+        if (is(cursor, "-uci")) set_relaxed(shell.uci_mode, 1);
+        if (is(cursor, "-c")) set_relaxed(shell.uci_mode, 0);
+        if (is(cursor, "-log")) p.Log = 1;
+        if (is(cursor, "-numa")) shell.numa = 1;
+        if (is(cursor, "-noise")) shell.noise = read_number(take_value(cursor));
+        if (is(cursor, "-quiet")) {
+            p.Log       = 0;
+            shell.noise = NOISE_QUIET;
+        }
+        take_text(cursor, "-cfg", p.ConfigFilePath, sizeof p.ConfigFilePath);
+        parse_limits(cursor);
+        parse_resources(cursor);
+        parse_modes(cursor, line);
+    }
+    return line;
+}

@@ -1,0 +1,8 @@
+// bench.h: the benchmark. Main thread only.
+
+#pragma once
+
+// Searches the 20 positions of the benchmark to max_depth plies, 17 if no limit was given, and
+// prints time and nodes. With `on_main_thread` one search runs on the calling thread; otherwise
+// the usual threads do, and input is listened to.
+void run_benchmark(bool on_main_thread);

@@ -1,0 +1,308 @@
+#include "shell/console.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "board/make.h"
+#include "board/movetext.h"
+#include "board/perft.h"
+#include "board/see.h"
+#include "book/book.h"
+#include "search/hash.h"
+#include "search/selectivity.h"
+#include "search/thread.h"
+#include "search/timing.h"
+#include "shell/game.h"
+#include "shell/options.h"
+#include "shell/platform.h"
+#include "shell/print.h"
+#include "shell/state.h"
+
+constexpr int    WORDS       = 10;
+constexpr size_t WORD_LENGTH = 128; // with the ending NUL
+
+// The words of a line; missing ones are empty.
+namespace {
+
+struct Words {
+    char word[WORDS][WORD_LENGTH];
+};
+
+} // namespace
+
+static bool play_move; // `mv`: the engine makes its move when a think ends
+static bool play_self; // `self`: and the other side thinks at once
+
+static Position& game_position() { return main_thread->position; }
+
+static bool is_word(const char* word, const char* name) { return strcmp(word, name) == 0; }
+
+static Words split_words(const char* line) {
+    Words words = {};
+    for (int i = 0; i < WORDS && *line; i++) {
+        line += strspn(line, " ");
+        size_t length = strcspn(line, " ");
+        copy_text(words.word[i], line, std::min(length + 1, WORD_LENGTH));
+        line += length;
+    }
+    return words;
+}
+
+static void clear_hash_if_enabled() {
+    if (engine.hash_enabled && hash_table) hash_clear();
+}
+
+static void set_game_position(const char* fen) {
+    set_position(game_position(), fen);
+    print_board(game_position());
+}
+
+static void analyse(const Words& words) {
+    int depth                = read_integer(words.word[1]);
+    engine.time_base         = 99999.0f;
+    engine.moves_per_control = 1;
+    engine.max_depth         = static_cast<int8_t>(depth >= 1 && depth < MAX_DEPTH ? depth : MAX_DEPTH);
+    clear_hash_if_enabled();
+    set_relaxed(engine.game_state, STATE_THINK_REQUEST);
+}
+
+static void show_hash_line() {
+    Position& pos = game_position();
+    Move      line[PLY_SLOTS + 1] = {};
+    main_thread->ply              = 1;
+    pv_from_hash(pos, 1, line);
+
+    char   text[PLY_SLOTS * MOVE_TEXT_LENGTH] = "";
+    char*  out    = text;
+    int    played = 0;
+    for (; line[played + 1] != NULL_MOVE && played < MAX_DEPTH; played++) {
+        char move[MOVE_TEXT_LENGTH];
+        move_to_text(pos, pos.side, line[played + 1], move);
+        out += snprintf(out, MOVE_TEXT_LENGTH, "%s%s", played ? " " : "", move);
+        make_move(pos, line[played + 1]);
+    }
+    PrintFormat("PV: %s\n\n", text);
+    print_board(pos);
+    while (played-- > 0) unmake_move(pos);
+}
+
+static void take_back() {
+    if (main_thread->undo_index == 0) return;
+    unmake_move(game_position());
+    print_board(game_position());
+}
+
+static void replay() {
+    Position& pos   = game_position();
+    int       index = main_thread->undo_index;
+    Move      move  = main_thread->undo_stack[index].move;
+    if (move == NULL_MOVE || index >= UNDO_GAME) return;
+    char text[MOVE_TEXT_LENGTH];
+    move_to_text(pos, pos.side, move, text);
+    PrintFormat("%d%s move %s", index / 2 + 1, pos.side == WHITE ? "." : "...", text);
+    make_move(pos, move);
+    print_board(pos);
+}
+
+static void jump(int number) {
+    Position& pos = game_position();
+    while (main_thread->undo_index > 0) unmake_move(pos);
+    while (main_thread->undo_index < 2 * number - 2 && main_thread->undo_index < UNDO_GAME) {
+        Move move = main_thread->undo_stack[main_thread->undo_index].move;
+        if (move == NULL_MOVE) break;
+        make_move(pos, move);
+    }
+    print_board(pos);
+}
+
+static void probe_books() {
+    for (const char* file : {active_personality.OwnBook_File, active_personality.OwnBook2_File}) {
+        book_probe(game_position(), file);
+        Print("");
+    }
+}
+
+static void count_moves(int depth) {
+    if (const char* reason = unsearchable_reason(game_position())) {
+        PrintFormat("info string position can't be searched: %s", reason);
+        return;
+    }
+    think_start    = monotonic_seconds();
+    uint64_t nodes = run_perft(*main_thread, depth);
+    update_elapsed();
+    double elapsed = relaxed(engine.elapsed);
+    PrintFormat("visited %0.0f nodes in %0.3f seconds, nps= %0.0f", static_cast<double>(nodes),
+                elapsed, static_cast<double>(nodes) / elapsed);
+}
+
+static void show_exchanges() {
+    const Position& pos = game_position();
+    for (int square = 0; square < SQUARES; square++) {
+        int code = pos.board[square];
+        if (code == 0) continue;
+        int them = colour_of(code) ^ 1;
+        if (!square_attacked(pos, square, them)) continue;
+        printf("sq= %s, swap1= %4d\n", SQUARE_NAMES[square], see(pos, them, NO_SQUARE, square));
+    }
+    fflush(stdout);
+}
+
+// Seconds of "300" or "5:00".
+static float read_level_time(const char* text) {
+    const char* colon = strchr(text, ':');
+    if (!colon) return read_number(text);
+    return static_cast<float>(read_integer(text)) * 60.0f + read_number(colon + 1);
+}
+
+static void set_level(const Words& words) {
+    engine.moves_per_control = static_cast<uint8_t>(std::clamp(read_integer(words.word[2]), 0, 255));
+    engine.time_base         = read_level_time(words.word[3]);
+    engine.clock[0] = engine.clock[1] = engine.time_base;
+    engine.time_increment             = read_number(words.word[4]);
+    PrintFormat("set level to %d moves in %0.2f seconds, inc %0.2f", engine.moves_per_control,
+                static_cast<double>(engine.time_base), static_cast<double>(engine.time_increment));
+}
+
+static void set_selectivity(int value) {
+    if (value == 1) {
+        active_personality = default_personality;
+        Print("set default personality");
+        return;
+    }
+    active_personality.NMP_depth = active_personality.LMR_depth = 99;
+    active_personality.SEP_depth = active_personality.LMP_depth = 0;
+    Print("selectivity set to OFF");
+}
+
+static bool set_personality_field(const char* name, int value) {
+    struct Field {
+        const char* name;
+        int16_t     Personality::*field;
+    };
+    constexpr Field FIELDS[] = {
+        {"NMP_depth", &Personality::NMP_depth}, {"SEP_depth", &Personality::SEP_depth},
+        {"FP_depth", &Personality::FP_depth},   {"LMP_depth", &Personality::LMP_depth},
+        {"LMR_depth", &Personality::LMR_depth}, {"Selectivity", &Personality::Selectivity},
+        {"ponder", &Personality::Ponder},
+    };
+    for (const Field& field : FIELDS) {
+        if (!is_word(name, field.name)) continue;
+        active_personality.*field.field = static_cast<int16_t>(value);
+        PrintFormat("%s set to %d", name, active_personality.*field.field);
+        return true;
+    }
+    return false;
+}
+
+static void change_setting(const Words& words) {
+    const char* name  = words.word[1];
+    int         value = read_integer(words.word[2]);
+    if (is_word(name, "hash")) {
+        engine.hash_enabled = static_cast<uint8_t>(value);
+        engine.hash_refused = 0;
+    } else if (is_word(name, "noise")) {
+        shell.noise = read_number(words.word[2]);
+    } else if (strstr(name, "multipv")) {
+        active_personality.MultiPV = static_cast<int16_t>(value);
+    } else if (is_word(name, "debug")) {
+        shell.show_debug = static_cast<uint8_t>(value);
+    } else if (is_word(name, "frc")) {
+        set_relaxed(shell.chess960, value);
+    } else if (is_word(name, "level")) {
+        set_level(words);
+    } else if (is_word(name, "depth")) {
+        engine.max_depth = std::min<int8_t>(static_cast<int8_t>(value), MAX_DEPTH);
+    } else if (is_word(name, "nodes")) {
+        engine.max_depth = MAX_DEPTH;
+        engine.max_nodes = static_cast<uint64_t>(value);
+    } else if (is_word(name, "target_nps")) {
+        engine.target_nps                    = read_number(words.word[2]);
+        active_personality.UCI_LimitStrength = 1;
+        PrintFormat("target_nps set to %.0f", static_cast<double>(engine.target_nps));
+    } else if (is_word(name, "ss")) {
+        set_selectivity(value);
+    } else {
+        set_personality_field(name, value);
+    }
+}
+
+static void enter_move(const Words& words) {
+    Position&   pos   = game_position();
+    const char* typed = words.word[1][0] ? words.word[1] : words.word[0];
+    char        text[WORD_LENGTH + 2];
+    Move        move;
+    copy_text(text, typed, WORD_LENGTH);
+    if (!parse_move(text, &move)) {
+        printf("invalid: %s%s\n", SQUARE_NAMES[move_from(move)], SQUARE_NAMES[move_to(move)]);
+        fflush(stdout);
+        return;
+    }
+    PrintFormat("%d. move %s", main_thread->undo_index / 2 + 1, typed);
+    make_game_move(pos, move);
+    main_thread->undo_stack[main_thread->undo_index].move = NULL_MOVE;
+    print_board(pos);
+}
+
+static void request_think(bool& flag) {
+    flag = true;
+    set_relaxed(engine.game_state, STATE_THINK_REQUEST);
+}
+
+static void start_new_game() {
+    set_game_position(START_FEN);
+    engine.clock[0] = engine.clock[1] = engine.time_base;
+}
+
+void handle_console(char* line) {
+    Words       words   = split_words(line);
+    const char* command = words.word[0];
+
+    if (is_word(command, "quit")) {
+        abandon_search();
+        shell.quit = 1;
+        return;
+    }
+    if (is_word(command, ".")) {
+        set_relaxed(engine.stop, 1);
+        return;
+    }
+    if (relaxed(engine.game_state) != STATE_IDLE) return;
+
+    if (is_word(command, "new")) start_new_game();
+    else if (is_word(command, "fen")) set_game_position(line + strnlen(line, 4));
+    else if (is_word(command, "mv")) request_think(play_move);
+    else if (is_word(command, "go") || is_word(command, "an")) analyse(words);
+    else if (is_word(command, "bd")) print_board(game_position());
+    else if (is_word(command, "self")) {
+        active_personality.Ponder = 0;
+        request_think(play_self);
+    } else if (is_word(command, "pv")) show_hash_line();
+    else if (is_word(command, "trace"))
+        shell.trace_level = static_cast<uint8_t>(std::clamp(read_integer(words.word[1]), 0, 255));
+    else if (is_word(command, "lmr")) print_search_tables();
+    else if (is_word(command, "undo") || is_word(command, "[")) take_back();
+    else if (is_word(command, "]")) replay();
+    else if (is_word(command, "jump")) jump(read_integer(words.word[1]));
+    else if (is_word(command, "book")) probe_books();
+    else if (is_word(command, "tag")) shell.tag_key = game_position().key;
+    else if (is_word(command, "perft")) count_moves(read_integer(words.word[1]));
+    else if (is_word(command, "swap")) show_exchanges();
+    else if (is_word(command, "set")) change_setting(words);
+    else enter_move(words);
+}
+
+void console_after_think() {
+    if (!play_move && !play_self) return;
+    Position& pos = game_position();
+    engine.clock[pos.side] += engine.time_increment - relaxed(engine.elapsed);
+    if (engine.pv[1] == NULL_MOVE) {
+        play_move = play_self = false;
+        return;
+    }
+    make_game_move(pos, engine.pv[1]);
+    main_thread->undo_stack[main_thread->undo_index].move = NULL_MOVE;
+    print_board(pos);
+    if (play_self) set_relaxed(engine.game_state, STATE_THINK_REQUEST);
+}

@@ -1,0 +1,11 @@
+// console.h: the engine's own language for a person at a keyboard. Main thread only.
+
+#pragma once
+
+// Acts on one line that is not empty; the line is changed in place. While a search runs only
+// "quit" and "." are heard.
+void handle_console(char* line);
+
+// What follows a think in console play: the engine's move on the board, and with `self` the next
+// think. Does nothing unless `mv` or `self` asked for it.
+void console_after_think();

@@ -1,0 +1,258 @@
+#include "shell/game.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+
+#include "board/make.h"
+#include "board/movetext.h"
+#include "board/see.h"
+#include "book/book.h"
+#include "eval/evaluate.h"
+#include "eval/params.h"
+#include "search/hash.h"
+#include "search/report.h"
+#include "search/thread.h"
+#include "search/threads.h"
+#include "search/timing.h"
+#include "shell/console.h"
+#include "shell/input.h"
+#include "shell/platform.h"
+#include "shell/print.h"
+#include "shell/strength.h"
+
+constexpr int LOOP_SLEEP_MS = 2;
+
+void rebuild_evaluation() {
+    BuildEvalParams();
+    ReadParamsFile();
+    ApplyPersonality();
+    set_exchange_values();
+    active_personality.eval_dirty = 0;
+    eval_epoch.fetch_add(1, std::memory_order_relaxed);
+}
+
+// Resets the think fields of EngineState.
+static void reset_think(const Position& pos) {
+    constexpr int FIFTY_MOVES = 100, LAST_AGE = 31, NO_SCORE = -10000, NO_ITERATION = -10001;
+
+    set_relaxed(engine.best_score, pos.halfmoves > FIFTY_MOVES ? 0 : NO_SCORE);
+    engine.pv[1]          = NULL_MOVE;
+    engine.ponder_enabled = load_shared(active_personality.Ponder);
+    engine.multipv        = static_cast<uint8_t>(active_personality.MultiPV);
+    engine.move_overhead  = static_cast<float>(active_personality.MoveOverhead * 0.001);
+    if (++engine.hash_age > LAST_AGE) engine.hash_age = 1;
+
+    // A table of no megabytes can't be used; the next one that can switches it on again.
+    if (engine.hash_mb < 1) {
+        engine.hash_refused = engine.hash_refused || engine.hash_enabled;
+        engine.hash_enabled = 0;
+    } else if (engine.hash_refused) {
+        engine.hash_refused = 0;
+        engine.hash_enabled = 1;
+    }
+    set_relaxed(engine.iteration_depth, 0);
+    set_relaxed(engine.result_depth, 0);
+    set_relaxed(engine.best_move_depth, 0);
+    set_relaxed(engine.single_move, 0);
+    set_relaxed(engine.root_wdl, -1);
+    engine.iteration_finished = 0;
+    engine.iteration_time     = 0.0f;
+    for (int depth = 0; depth < PLY_SLOTS; depth++) {
+        set_relaxed(engine.iteration_score[depth], NO_ITERATION);
+        set_relaxed(engine.iteration_move[depth], 0);
+        engine.iteration_nodes[depth] = 0;
+    }
+    std::fill(std::begin(engine.ncnt), std::end(engine.ncnt), 0);
+}
+
+static void report_think(const Position& pos) {
+    if (shell.noise >= NOISE_QUIET) return;
+    char fen[FEN_LENGTH];
+    write_fen(pos, fen, 1);
+    int moves = pos.owner->undo_index;
+    if (relaxed(shell.uci_mode)) {
+        log_line("info string fen %s", fen);
+        log_line("info string ply= %d, trg_time= %0.3f sec", moves,
+                 static_cast<double>(engine.target_time));
+        return;
+    }
+    PrintFormat("fen %s", fen);
+    PrintFormat("Ply= %d, cnt50= %d, Clock= %0.2fs, Target time= %0.2fs", moves, pos.halfmoves,
+                static_cast<double>(engine.clock[engine.root_side]),
+                static_cast<double>(engine.target_time));
+}
+
+void prepare_search() {
+    const Position& pos = main_thread->position;
+    set_relaxed(engine.elapsed, 0.0f);
+    main_thread->ply = 1;
+    think_start      = monotonic_seconds();
+    engine.root_side = pos.side;
+
+    apply_strength_limit();
+    reset_think(pos);
+    if (active_personality.eval_dirty) {
+        Print("info string setting eval params...");
+        rebuild_evaluation();
+    }
+    plan_time(main_thread->undo_index);
+    report_think(pos);
+}
+
+float branching_factor() {
+    constexpr int SPAN  = 4;
+    int           depth = engine.iteration_finished;
+    if (depth < SPAN + 2 || engine.iteration_nodes[depth] == 0
+        || engine.iteration_nodes[depth - SPAN] == 0)
+        return 2.0f;
+    double growth = static_cast<double>(engine.iteration_nodes[depth])
+                  / static_cast<double>(engine.iteration_nodes[depth - SPAN]);
+    return static_cast<float>(std::sqrt(std::sqrt(growth)));
+}
+
+// A move from one of the books, or 0. A move into a draw by rule is forgotten.
+static Move choose_book_move(Position& pos) {
+    const Personality& settings = active_personality;
+    const int          moves    = pos.owner->undo_index;
+    Move               move     = NULL_MOVE;
+    if (moves < settings.OwnBook_Depth) move = book_probe(pos, settings.OwnBook_File);
+    if (move == NULL_MOVE && moves < settings.OwnBook2_Depth)
+        move = book_probe(pos, settings.OwnBook2_File);
+    if (move == NULL_MOVE) return NULL_MOVE;
+
+    make_move(pos, move);
+    bool drawn = is_draw(pos, 0);
+    unmake_move(pos);
+    return drawn ? NULL_MOVE : move;
+}
+
+static void play_book_move(Position& pos) {
+    Move move = choose_book_move(pos);
+    if (move == NULL_MOVE) return;
+    char text[MOVE_TEXT_LENGTH];
+    move_to_text(pos, pos.side, move, text);
+    PrintFormat("%s book move is %s", relaxed(shell.uci_mode) ? "info string" : "", text);
+    engine.pv[1] = move;
+    set_relaxed(engine.best_score, 0);
+    set_relaxed(engine.stop, 1);
+    engine.book_move = static_cast<int16_t>(move);
+}
+
+// Begins the think that was asked for. A position that can't be searched, or that is past the
+// fifty-move limit, ends it at once with no move.
+static void begin_think() {
+    constexpr int FIFTY_MOVES = 100;
+
+    Position&   pos    = main_thread->position;
+    const int   state  = relaxed(engine.game_state) == STATE_THINK_REQUEST ? STATE_THINKING
+                                                                           : STATE_PONDERING;
+    const char* reason = unsearchable_reason(pos);
+    prepare_search();
+    engine.book_move = 0;
+    engine.pv[1] = engine.pv[2] = NULL_MOVE;
+    if (reason) PrintFormat("info string position can't be searched: %s", reason);
+    else if (state == STATE_THINKING && active_personality.OwnBook) play_book_move(pos);
+
+    if (!reason && pos.halfmoves <= FIFTY_MOVES && engine.pv[1] == NULL_MOVE) {
+        if (start_search(state) != 0) exit(-1);
+    } else {
+        set_relaxed(engine.game_state, state | STATE_OVER);
+    }
+}
+
+static void print_best_move(const char* best, const char* ponder) {
+    char second[MOVE_TEXT_LENGTH + 10] = "";
+    if (engine.pv[2] != NULL_MOVE) snprintf(second, sizeof second, " ponder %s", ponder);
+    PrintFormat("bestmove %s%s", best, second);
+}
+
+static double hit_rate(TotalIndex hits, TotalIndex probes) {
+    return static_cast<double>(engine.search_totals[hits]) * 100.0
+         / (static_cast<double>(engine.search_totals[probes]) + 1.0);
+}
+
+static void print_console_summary(const char* best) {
+    constexpr uint64_t LEAST_ENTRIES = 3000;
+    engine.hash_fill                 = sample_hash_fill(LEAST_ENTRIES);
+    double elapsed = relaxed(engine.elapsed);
+    double nodes   = static_cast<double>(engine.search_totals[TOTAL_NODES]);
+    PrintFormat("move= %s, time= %0.3f, score= %d, nodes= %0.0f, nps= %0.0fK ebf= %0.2f", best,
+                elapsed, relaxed(engine.best_score), nodes, nodes / (elapsed + 0.001) * 0.001,
+                static_cast<double>(branching_factor()));
+    PrintFormat("Hash fill= %.1f%%, Hash hits: main= %0.1f%%, pawn= %0.1f%%, eval= %0.1f%%, "
+                "TB=%0.0fK",
+                static_cast<double>(engine.hash_fill) * 100.0,
+                hit_rate(TOTAL_HASH_HITS, TOTAL_HASH_PROBES),
+                hit_rate(TOTAL_PAWN_HITS, TOTAL_PAWN_PROBES),
+                hit_rate(TOTAL_EVAL_HITS, TOTAL_EVAL_PROBES),
+                static_cast<double>(engine.search_totals[TOTAL_TB_HITS]) * 0.001);
+    if (engine.ncnt[0] + engine.ncnt[1] + engine.ncnt[2] + engine.ncnt[3] != 0)
+        PrintFormat("ncnt1= %d, ncnt2= %d, ncnt3= %d, ncnt4= %d", engine.ncnt[0], engine.ncnt[1],
+                    engine.ncnt[2], engine.ncnt[3]);
+    Print("");
+}
+
+static void end_think() {
+    const Position& pos  = main_thread->position;
+    const int       side = engine.root_side;
+    report_line(0, 1, relaxed(engine.result_depth), relaxed(engine.best_score), engine.pv);
+
+    char best[MOVE_TEXT_LENGTH], ponder[MOVE_TEXT_LENGTH];
+    move_to_text(pos, side, engine.pv[1], best);
+    move_to_text(pos, side ^ 1, engine.pv[2], ponder);
+    if (relaxed(shell.uci_mode)) print_best_move(best, ponder);
+    else print_console_summary(best);
+    set_relaxed(engine.stop, 0);
+    set_relaxed(engine.game_state, STATE_IDLE);
+    console_after_think();
+}
+
+void abandon_search() {
+    if (relaxed(engine.game_state) == STATE_IDLE) return;
+    set_relaxed(engine.stop, 1);
+    // A request that the main loop has not taken up yet has no search to wait for.
+    while (relaxed(engine.game_state) > STATE_PONDER_REQUEST
+           && !(engine.game_state.load(std::memory_order_acquire) & STATE_OVER))
+        sleep_ms(1);
+    set_relaxed(engine.stop, 0);
+    set_relaxed(engine.game_state, STATE_IDLE);
+}
+
+// Tells whether the search that runs ends by itself: by depth, nodes or time.
+static bool search_is_bounded() {
+    return relaxed(engine.game_state) == STATE_THINKING
+        && (engine.max_nodes != 0 || engine.max_depth < MAX_DEPTH
+            || engine.target_time < ANALYSIS_SECONDS);
+}
+
+// At the end of the input: what is bounded is finished, what isn't is stopped, and with nothing
+// left the program ends.
+static void wind_up() {
+    uint8_t state = relaxed(engine.game_state);
+    if (state == STATE_IDLE) shell.quit = 1;
+    else if (state > STATE_PONDER_REQUEST && !(state & STATE_OVER) && !search_is_bounded())
+        set_relaxed(engine.stop, 1);
+}
+
+void run_game_loop() {
+    constexpr float DEAF_TIME = 0.015f; // seconds at the start of a think without input
+
+    shell.quit                     = 0;
+    active_personality.eval_jitter = 1;
+    while (!shell.quit) {
+        update_elapsed();
+        bool idle = relaxed(engine.game_state) == STATE_IDLE;
+        if (idle || (relaxed(engine.elapsed) > DEAF_TIME && !relaxed(engine.stop))) {
+            PollInput();
+            if (input_ended()) wind_up();
+            // Lines that are waiting already need no sleep between them.
+            if (!shell.quit && !(idle && input_pending())) wait_for_line(LOOP_SLEEP_MS);
+        }
+        if (shell.quit) break;
+        check_time();
+        uint8_t state = engine.game_state.load(std::memory_order_acquire);
+        if (state == STATE_THINK_REQUEST || state == STATE_PONDER_REQUEST) begin_think();
+        if (engine.game_state.load(std::memory_order_acquire) & STATE_OVER) end_think();
+    }
+}

@@ -1,0 +1,90 @@
+#include "shell/input.h"
+
+#include <cstdio>
+#include <cstring>
+
+#include "shell/console.h"
+#include "shell/platform.h"
+#include "shell/state.h"
+#include "shell/uci.h"
+
+constexpr size_t LINE_LIMIT = 4992; // characters of the partial line, and of the pending lines
+constexpr size_t READ_LIMIT = 4999;
+constexpr char   LINE_MARK  = '@';
+
+static char   partial[LINE_LIMIT + 2];  // a line whose end has not come yet
+static size_t partial_length;
+static char   pending[LINE_LIMIT + 1];  // finished lines, each ended by LINE_MARK
+static size_t pending_length;
+static char   unread[READ_LIMIT];       // read, but not taken apart: pending had no room
+static size_t unread_start, unread_end;
+static bool   at_end;
+
+// Moves the partial line to the pending ones. Returns false if they have no room for it now.
+static bool finish_partial_line() {
+    if (partial_length == 0) return true;
+    // A line as long as both buffers loses its last character to the mark.
+    if (partial_length + 1 > LINE_LIMIT) partial_length = LINE_LIMIT - 1;
+    if (pending_length + partial_length + 1 > LINE_LIMIT) return false;
+    memcpy(pending + pending_length, partial, partial_length);
+    pending_length += partial_length;
+    pending[pending_length++] = LINE_MARK;
+    partial_length            = 0;
+    return true;
+}
+
+// Takes read characters apart until the pending lines are full.
+static void split_lines() {
+    while (unread_start < unread_end) {
+        char c = unread[unread_start];
+        if (c == '\n' || c == 0) {
+            if (!finish_partial_line()) return;
+        } else if (partial_length < LINE_LIMIT) {
+            partial[partial_length++] = c;
+        }
+        unread_start++;
+    }
+}
+
+static void take_input() {
+    split_lines();
+    if (unread_start < unread_end || at_end || !input_waiting()) return;
+    int count = read_input(unread, READ_LIMIT);
+    if (count < 0) return;
+    unread_start = 0;
+    unread_end   = static_cast<size_t>(count);
+    at_end       = count == 0;
+    split_lines();
+}
+
+// Takes the first pending line. Returns false if there is none.
+static bool next_line(char* line) {
+    // At the end of the input, what stands there without a newline is a line too.
+    if (at_end) finish_partial_line();
+    auto* mark = static_cast<char*>(memchr(pending, LINE_MARK, pending_length));
+    if (!mark) return false;
+    auto length = static_cast<size_t>(mark - pending);
+    memcpy(line, pending, length);
+    line[length] = 0;
+    pending_length -= length + 1;
+    memmove(pending, mark + 1, pending_length);
+    return true;
+}
+
+bool input_pending() { return pending_length > 0 || unread_start < unread_end; }
+
+bool input_ended() { return at_end && !input_pending() && partial_length == 0; }
+
+void wait_for_line(int milliseconds) {
+    if (at_end) sleep_ms(milliseconds);
+    else wait_for_input(milliseconds);
+}
+
+void PollInput() {
+    char line[LINE_LIMIT + 1];
+    take_input();
+    if (!next_line(line)) return;
+    line[strcspn(line, "\r\n")] = 0;
+    if (relaxed(shell.uci_mode) == 1 || strcmp(line, "uci") == 0) HandleUci(line);
+    else if (relaxed(shell.uci_mode) == 0 && line[0] != 0) handle_console(line);
+}

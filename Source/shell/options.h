@@ -1,0 +1,25 @@
+// options.h: the one way to change a setting by name. Main thread only.
+
+#pragma once
+
+// Sets an option from its text; names and values are case-sensitive. Numbers are read as atoi
+// does and clamped, a check is on when "true" occurs in its value, strings are cut to their
+// fields. The change is reported with "info string". Unknown names do nothing, and so do
+// ConfigFilePath, Hash, Threads and Clear_Hash while a search runs.
+void SetOption(const char* name, const char* value);
+
+// Reads the file named by ConfigFilePath: lines of "name = value", with at least one space in
+// front of the "=" and comments behind "#". A file that can't be opened is passed over.
+void LoadConfig();
+
+// Prints the options of the `uci` listing, with the defaults of default_personality.
+void print_options();
+
+// Prints one check line of that listing.
+void PrintCheckOption(const char* name, int value);
+
+// A whole number as atoi reads it, junk as 0, but clamped to the range of int.
+int read_integer(const char* text);
+
+// A number as atof reads it; what is not finite counts as 0.
+float read_number(const char* text);

@@ -1,0 +1,64 @@
+// platform.h: what the engine needs of the operating system, and nothing else.
+//
+// One implementation for POSIX systems; another system brings its own platform_*.cpp with the
+// same functions. All of them may be called from any thread unless told otherwise.
+
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+// Seconds of a clock that only goes forward, with nanoseconds behind the point.
+double monotonic_seconds();
+
+// Sleeps for about that many milliseconds; 0 gives the processor away once.
+void sleep_ms(int milliseconds);
+
+// A pause inside a loop that waits for another thread.
+inline void relax_processor() {
+#if defined(__x86_64__) || defined(__i386__)
+    __builtin_ia32_pause();
+#endif
+}
+
+// Tells whether a file or directory of that name exists.
+bool file_exists(const char* name);
+
+// Writes the working directory, at most `size` - 1 characters; an empty text on failure.
+void working_directory(char* out, size_t size);
+
+// A closed output pipe must not end the process.
+void ignore_broken_pipes();
+
+// Zeroed memory on page boundaries, or null. `huge` advises the system to use huge pages. Give
+// free_pages the same size.
+void* allocate_pages(size_t bytes, bool huge);
+void  free_pages(void* memory, size_t bytes);
+
+// Threads. A handle is only good for join_thread.
+using ThreadFunction = void (*)(void* argument);
+struct ThreadHandle {
+    uint64_t id;
+};
+
+// Starts a thread that nobody joins. Returns 0, or the system's error number.
+int start_detached(ThreadFunction function, void* argument);
+
+// Starts a thread for join_thread. Returns 0, or the system's error number; `handle` is then
+// unchanged.
+int start_joinable(ThreadHandle& handle, ThreadFunction function, void* argument);
+
+// Waits for the thread's end. Returns 0, or the system's error number.
+int join_thread(ThreadHandle handle);
+
+// Standard input, looked at without blocking: a pipe, a file, or a terminal that gives whole
+// lines. Main thread only.
+// Tells whether read_input would return at once.
+bool input_waiting();
+
+// Reads what is there, at most `size` bytes. Returns their number, 0 at the end of the input,
+// -1 when nothing could be read just now.
+int read_input(char* buffer, size_t size);
+
+// Waits until input arrives or the time is over.
+void wait_for_input(int milliseconds);

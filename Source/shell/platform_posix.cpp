@@ -1,0 +1,124 @@
+#include "shell/platform.h"
+
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <ctime>
+
+#include <poll.h>
+#include <pthread.h>
+#include <sched.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+double monotonic_seconds() {
+    timespec now = {};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
+}
+
+void sleep_ms(int milliseconds) {
+    if (milliseconds <= 0) {
+        sched_yield();
+        return;
+    }
+    timespec wait = {milliseconds / 1000, (milliseconds % 1000) * 1000000L};
+    nanosleep(&wait, nullptr);
+}
+
+bool file_exists(const char* name) {
+    struct stat status;
+    return stat(name, &status) == 0;
+}
+
+void working_directory(char* out, size_t size) {
+    if (!getcwd(out, size)) out[0] = 0;
+}
+
+void ignore_broken_pipes() { signal(SIGPIPE, SIG_IGN); }
+
+void* allocate_pages(size_t bytes, bool huge) {
+    void* memory = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (memory == MAP_FAILED) return nullptr;
+#ifdef MADV_HUGEPAGE
+    if (huge) madvise(memory, bytes, MADV_HUGEPAGE);
+#else
+    (void)huge;
+#endif
+    return memory;
+}
+
+void free_pages(void* memory, size_t bytes) {
+    if (memory) munmap(memory, bytes);
+}
+
+namespace {
+
+struct Start {
+    ThreadFunction function;
+    void*          argument;
+};
+
+// Searches recurse 70 plies deep with small frames; this leaves a wide margin also for
+// sanitizers, and 160 of them stay small since only touched pages count.
+constexpr size_t STACK_BYTES = 4 << 20;
+
+} // namespace
+
+static void* thread_entry(void* memory) {
+    Start start = *static_cast<Start*>(memory);
+    free(memory);
+    start.function(start.argument);
+    return nullptr;
+}
+
+static int start_thread(pthread_t& thread, ThreadFunction function, void* argument, int state) {
+    auto* start = static_cast<Start*>(malloc(sizeof(Start)));
+    if (!start) return ENOMEM;
+    *start = {function, argument};
+
+    pthread_attr_t attributes;
+    int            error = pthread_attr_init(&attributes);
+    if (error == 0) {
+        pthread_attr_setdetachstate(&attributes, state);
+        pthread_attr_setstacksize(&attributes, STACK_BYTES);
+        error = pthread_create(&thread, &attributes, thread_entry, start);
+        pthread_attr_destroy(&attributes);
+    }
+    if (error != 0) free(start);
+    return error;
+}
+
+int start_detached(ThreadFunction function, void* argument) {
+    pthread_t thread;
+    return start_thread(thread, function, argument, PTHREAD_CREATE_DETACHED);
+}
+
+int start_joinable(ThreadHandle& handle, ThreadFunction function, void* argument) {
+    pthread_t thread;
+    int       error = start_thread(thread, function, argument, PTHREAD_CREATE_JOINABLE);
+    if (error == 0) handle.id = static_cast<uint64_t>(thread);
+    return error;
+}
+
+int join_thread(ThreadHandle handle) {
+    return pthread_join(static_cast<pthread_t>(handle.id), nullptr);
+}
+
+bool input_waiting() {
+    pollfd input = {STDIN_FILENO, POLLIN, 0};
+    return poll(&input, 1, 0) > 0;
+}
+
+int read_input(char* buffer, size_t size) {
+    ssize_t count = read(STDIN_FILENO, buffer, size);
+    if (count >= 0) return static_cast<int>(count);
+    // A closed descriptor or a lost terminal is the end of input; anything else may pass.
+    return errno == EINTR || errno == EAGAIN ? -1 : 0;
+}
+
+void wait_for_input(int milliseconds) {
+    pollfd input = {STDIN_FILENO, POLLIN, 0};
+    poll(&input, 1, milliseconds);
+}

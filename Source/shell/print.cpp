@@ -1,0 +1,63 @@
+#include "shell/print.h"
+
+#include <cstdarg>
+
+#include "shell/platform.h"
+#include "shell/state.h"
+
+SpinLock print_lock, report_lock, root_lock;
+FILE*    log_file;
+
+constexpr char   LOG_NAME[]   = "mird.log";
+constexpr size_t LINE_LENGTH  = 8192;
+
+void lock(SpinLock& spin) {
+    while (spin.taken.exchange(true, std::memory_order_acquire))
+        while (spin.taken.load(std::memory_order_relaxed)) relax_processor();
+}
+
+void unlock(SpinLock& spin) { spin.taken.store(false, std::memory_order_release); }
+
+void Print(const char* text) {
+    lock(print_lock);
+    fputs(text, stdout);
+    putchar('\n');
+    fflush(stdout);
+    if (log_file && load_shared(active_personality.Log)) {
+        fprintf(log_file, "%s\n", text);
+        fflush(log_file);
+    }
+    unlock(print_lock);
+}
+
+void PrintFormat(const char* format, ...) {
+    char    text[LINE_LENGTH];
+    va_list arguments;
+    va_start(arguments, format);
+    vsnprintf(text, sizeof text, format, arguments);
+    va_end(arguments);
+    Print(text);
+}
+
+void log_line(const char* format, ...) {
+    if (!log_file || !active_personality.Log) return;
+    va_list arguments;
+    va_start(arguments, format);
+    vfprintf(log_file, format, arguments);
+    va_end(arguments);
+    fputc('\n', log_file);
+    fflush(log_file);
+}
+
+void open_log() {
+    if (!active_personality.Log || log_file) return;
+    if (file_exists(LOG_NAME) && remove(LOG_NAME) != 0) {
+        Print("log file in use.");
+        store_shared(active_personality.Log, 0);
+        return;
+    }
+    FILE* file = fopen(LOG_NAME, "w");
+    lock(print_lock); // search threads look at log_file under this lock
+    log_file = file;
+    unlock(print_lock);
+}

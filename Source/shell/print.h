@@ -1,0 +1,38 @@
+// print.h: the one way to standard output and the log, and the three spin locks.
+//
+// Print may be called from any thread. Where two locks are held, report_lock comes first.
+
+#pragma once
+
+#include <atomic>
+#include <cstdio>
+
+// A lock that is held for microseconds only. Waiters spin on plain reads between attempts.
+struct SpinLock {
+    std::atomic<bool> taken;
+};
+extern SpinLock print_lock;  // around each line of Print
+extern SpinLock report_lock; // around search reports and the summing of counters
+extern SpinLock root_lock;   // around the node counts by iteration
+
+void lock(SpinLock& spin);
+void unlock(SpinLock& spin);
+
+// The open log, or null. Opened at most once in a run; written under print_lock by Print, and by
+// the main thread alone in log_line.
+extern FILE* log_file;
+
+// Prints one line to standard output and, when Log is on and a log is open, to the log; both are
+// flushed. An empty text prints an empty line. Output errors are not looked at.
+void Print(const char* text);
+
+// Formats, then prints as Print does. Texts longer than 8,191 characters are cut.
+[[gnu::format(printf, 1, 2)]] void PrintFormat(const char* format, ...);
+
+// Writes one line to the log only, if Log is on and a log is open. Main thread only.
+[[gnu::format(printf, 1, 2)]] void log_line(const char* format, ...);
+
+// Opens mird.log in the working directory if Log is on and no log is open. An old file is
+// replaced; if it can't be deleted, "log file in use." is printed and Log goes off. A file that
+// can't be opened is passed over in silence.
+void open_log();

@@ -1,0 +1,135 @@
+#include "shell/start.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "board/bitboard.h"
+#include "eval/kpk.h"
+#include "search/hash.h"
+#include "search/ordering.h"
+#include "search/thread.h"
+#include "shell/bench.h"
+#include "shell/game.h"
+#include "shell/options.h"
+#include "shell/platform.h"
+#include "shell/print.h"
+#include "shell/state.h"
+#include "shell/strength.h"
+
+// The program's directory from argv[0], with forward slashes.
+static void find_program_directory(const char* program) {
+    constexpr size_t WORKING_DIRECTORY_LIMIT = 200;
+
+    char path[sizeof exe_dir];
+    copy_text(path, program ? program : "", sizeof path);
+    size_t cut = 0;
+    for (size_t i = 0; path[i]; i++)
+        if (path[i] == '/' || path[i] == '\\') cut = i;
+    path[cut] = 0;
+
+    bool absolute = path[0] == '/' || path[0] == '\\' || (path[0] && path[1] == ':');
+    char here[WORKING_DIRECTORY_LIMIT] = "";
+    if (!absolute) working_directory(here, sizeof here);
+    snprintf(exe_dir, sizeof exe_dir, "%s%s%.50s", here, !absolute && path[0] ? "/" : "", path);
+    if (absolute) copy_text(exe_dir, path, sizeof exe_dir);
+    for (char* c = exe_dir; *c; c++)
+        if (*c == '\\') *c = '/';
+}
+
+// Tables, the game's record and the default settings.
+static bool init_records() {
+    srand(static_cast<unsigned>(static_cast<uint64_t>(monotonic_seconds() * 1000.0)));
+    main_thread = allocate_search_thread();
+    if (!main_thread) return false;
+    reset_search_stack(*main_thread);
+    init_board_tables();
+    init_kpk_table();
+    init_history_rates();
+    set_default_state();
+    return true;
+}
+
+// Runs of fixed depth or nodes need no more than these tables.
+static void size_hash_for_limits() {
+    int32_t& megabytes = default_personality.Hash;
+    if (engine.max_depth < 8) megabytes = 1;
+    else if (engine.max_depth < 13) megabytes = 1 << (engine.max_depth - 7);
+
+    if (engine.max_nodes == 0) return;
+    uint64_t limit = 32000;
+    megabytes      = 1;
+    while (engine.max_nodes > limit && megabytes < 64) {
+        limit *= 2;
+        megabytes *= 2;
+    }
+}
+
+static bool init_hash() {
+    engine.hash_mb = default_personality.Hash;
+    return hash_alloc() != 0;
+}
+
+bool init_engine() {
+    if (!init_records() || !init_hash()) return false;
+    rebuild_evaluation();
+    set_position(main_thread->position, START_FEN);
+    return true;
+}
+
+void shut_down_engine() {
+    hash_free();
+    for (auto& slot : search_threads)
+        if (SearchThread* thread = slot.exchange(nullptr)) free_search_thread(thread);
+    free_search_thread(main_thread);
+    main_thread = nullptr;
+    if (log_file) fclose(log_file);
+    log_file = nullptr;
+}
+
+static void run_game() {
+    calibrate();
+    run_game_loop();
+}
+
+static void run_mode(const CommandLine& line) {
+    switch (line.run_mode) {
+    case MODE_GAME: run_game(); break;
+    case MODE_BENCHMARK: run_benchmark(line.benchmark_here); break;
+    case MODE_NOTHING:
+    case MODE_MAKE_CONFIG: break;
+    case MODE_TEST_SUITE: Print("info string test suites can't be run yet"); break;
+    case MODE_MAKE_BOOK: Print("info string books can't be built yet"); break;
+    case MODE_TUNE_DATA_1:
+    case MODE_TUNE_DATA_2: Print("info string tuning data can't be made yet"); break;
+    default: Print("info string games can't be scanned yet"); break;
+    }
+}
+
+int run_program(int argc, char** argv) {
+    ignore_broken_pipes();
+    find_program_directory(argv[0]);
+    if (!init_records()) return 1;
+
+    CommandLine line = parse_arguments(argc, argv);
+    if (line.exit_status) return line.exit_status;
+    if (line.run_mode >= MODE_TUNE) {
+        printf("Need to compile with 'make ttune'\n");
+        return 1;
+    }
+    // What the command line set counts from here on, and as the default of later listings.
+    active_personality = default_personality;
+    engine.num_threads = static_cast<uint8_t>(default_personality.Threads);
+    PrintFormat("info string Hello from %s", PROGRAM_NAME);
+    size_hash_for_limits();
+    active_personality.Hash = default_personality.Hash;
+    if (!init_hash()) return 1;
+    open_log();
+    default_personality = active_personality;
+    if (active_personality.ConfigFilePath[0]) LoadConfig();
+    rebuild_evaluation();
+
+    run_mode(line);
+    shut_down_engine();
+    return 0;
+}

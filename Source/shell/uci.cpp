@@ -1,0 +1,247 @@
+#include "shell/uci.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+
+#include "board/make.h"
+#include "board/movetext.h"
+#include "search/hash.h"
+#include "search/selectivity.h"
+#include "search/thread.h"
+#include "shell/game.h"
+#include "shell/options.h"
+#include "shell/print.h"
+#include "shell/state.h"
+
+constexpr size_t TOKEN_LENGTH = 128; // with the ending NUL
+
+constexpr float NO_TIME_LIMIT = 10000000.0f; // seconds
+
+static int32_t debug = 1; // not 0: input lines go to the log; nothing clears it
+
+// Copies a token up to the first NUL, newline, carriage return or space.
+static void copy_token(char* to, const char* from) {
+    size_t length = std::min(strcspn(from, "\n\r "), TOKEN_LENGTH - 1);
+    memcpy(to, from, length);
+    to[length] = 0;
+}
+
+static char* skip_spaces(char* text) {
+    while (*text == ' ') text++;
+    return text;
+}
+
+// The text `count` characters on, or its end.
+static char* advance(char* text, size_t count) { return text + strnlen(text, count); }
+
+static void identify() {
+    set_relaxed(shell.uci_mode, 1);
+    PrintFormat("id name %s", PROGRAM_NAME);
+    PrintFormat("id author %s", PROGRAM_AUTHOR);
+    print_options();
+    Print("uciok");
+}
+
+static void set_option(char* arguments) {
+    constexpr size_t NAME_LENGTH = 101, VALUE_LENGTH = 201;
+
+    char  name[NAME_LENGTH] = "", value[VALUE_LENGTH] = "";
+    char* name_word  = strstr(arguments, "name");
+    char* value_word = strstr(arguments, "value");
+    if (name_word && value_word && name_word < value_word) {
+        char* end = value_word;
+        while (end > name_word && end[-1] == ' ') end--;
+        copy_text(value, skip_spaces(advance(value_word, 6)), sizeof value);
+        *end = 0;
+        copy_text(name, skip_spaces(advance(name_word, 5)), sizeof name);
+    }
+    // Without a value nothing is set, not even by a button.
+    SetOption(name, value);
+    default_personality = active_personality;
+}
+
+static void new_game() {
+    constexpr float NEW_GAME_SECONDS = 60.0f;
+    abandon_search();
+    engine.moves_per_control = 0;
+    engine.time_base         = NEW_GAME_SECONDS;
+    engine.time_increment    = 0.0f;
+    engine.clock[0] = engine.clock[1] = NEW_GAME_SECONDS;
+    main_thread->undo_index           = 0;
+    main_thread->ply                  = 1;
+    if (engine.hash_enabled && hash_table) hash_clear();
+    engine.hash_age = 0;
+}
+
+// The flags of a castling word: king two files or more along its home rank, or onto the own rook.
+// 0 if it is a plain king move, also where the right is gone or the way is barred.
+static int castling_flag(const Position& pos, int from, int to) {
+    const int side = pos.side, home = rank_of(rank_flip[side]);
+    if (pos.board[from] != piece_code(side, KING) || rank_of(from) != home || rank_of(to) != home)
+        return 0;
+    int files = std::abs(file_of(from) - file_of(to));
+    if (files <= 1 && pos.board[to] != piece_code(side, ROOK)) return 0;
+
+    int wing  = from < to ? 0 : 1;
+    int right = side * 2 + wing;
+    if (!(pos.castling >> right & 1) || (pos.castle_empty[right] & occupied(pos))) return 0;
+    return wing == 0 ? FLAG_KING_SIDE : FLAG_QUEEN_SIDE;
+}
+
+static int promotion_flag(char letter) {
+    switch (letter) {
+    case 'q': return FLAG_QUEEN;
+    case 'n': return FLAG_KNIGHT;
+    case 'b': return FLAG_BISHOP;
+    case 'r': return FLAG_ROOK;
+    default: return 0;
+    }
+}
+
+static bool is_square(const char* name) {
+    return name[0] >= 'a' && name[0] <= 'h' && name[1] >= '1' && name[1] <= '8';
+}
+
+// Decodes a move word without a test of its legality. Returns NULL_MOVE for words that move
+// nothing of the side to move, or onto an own piece.
+static Move decode_move(const Position& pos, const char* word) {
+    if (strlen(word) < 4 || !is_square(word) || !is_square(word + 2)) return NULL_MOVE;
+    int from  = (word[0] - 'a') + 8 * (word[1] - '1');
+    int to    = (word[2] - 'a') + 8 * (word[3] - '1');
+    int mover = pos.board[from];
+    if (mover == 0 || colour_of(mover) != pos.side) return NULL_MOVE;
+
+    int flag = castling_flag(pos, from, to);
+    if (!flag && (pos.pieces[pos.side][ALL_PIECES] & bit(to))) return NULL_MOVE;
+    // A promotion letter means nothing on any other move.
+    if (type_of(mover) == PAWN && rank_of(to ^ rank_flip[pos.side]) == 7)
+        flag = promotion_flag(word[4]);
+    return static_cast<Move>(make_plain_move(from, to) | flag);
+}
+
+static void play_moves(char* text) {
+    Position& pos  = main_thread->position;
+    char*     rest = nullptr;
+    for (char* word = strtok_r(text, " ", &rest); word; word = strtok_r(nullptr, " ", &rest)) {
+        Move move = decode_move(pos, word);
+        if (move == NULL_MOVE) {
+            PrintFormat("info string can't play move '%.20s'", word);
+            break;
+        }
+        make_game_move(pos, move);
+    }
+    main_thread->undo_stack[main_thread->undo_index].move = NULL_MOVE; // end of the game's moves
+}
+
+static void set_up_position(char* arguments) {
+    char* moves = strstr(arguments, "moves");
+    char  none[1] = "";
+    if (moves) {
+        if (moves > arguments) moves[-1] = 0;
+        else arguments = none;
+    }
+    if (strstr(arguments, "startpos")) set_position(main_thread->position, START_FEN);
+    else if (strstr(arguments, "fen")) set_position(main_thread->position, advance(arguments, 4));
+    else return;
+    if (moves) play_moves(advance(moves, 6));
+}
+
+// Finds a keyword of `go` and copies the number behind it. Returns false without the keyword.
+static bool find_value(char* arguments, const char* keyword, char* token) {
+    char* found = strstr(arguments, keyword);
+    if (!found) return false;
+    copy_token(token, skip_spaces(advance(found, strlen(keyword) + 1)));
+    return true;
+}
+
+static float seconds(const char* token) { return read_number(token) * 0.001f; }
+
+static void limit_depth(const char* token) {
+    engine.max_depth         = std::min<int8_t>(static_cast<int8_t>(read_integer(token)), MAX_DEPTH);
+    engine.moves_per_control = 1;
+    engine.time_base         = NO_TIME_LIMIT;
+}
+
+// The limit varies by up to 4 per cent either way, so that games at fixed nodes differ.
+static void limit_nodes(const char* token) {
+    int64_t nodes            = read_integer(token);
+    engine.max_nodes         = static_cast<uint64_t>(nodes + nodes * (40 - rand() % 80) / 1000);
+    engine.moves_per_control = 1;
+    engine.time_base         = NO_TIME_LIMIT;
+}
+
+static void limit_by_control(const char* token) {
+    constexpr int16_t MOVES = 40; // any number above 1: moves_to_go counts
+    engine.moves_per_control = MOVES;
+    engine.moves_to_go       = static_cast<int16_t>(std::clamp(read_integer(token), 0, 1000));
+    engine.max_depth         = MAX_DEPTH;
+    engine.max_nodes         = 0;
+}
+
+static void limit_move_time(const char* token) {
+    engine.moves_per_control = 1;
+    engine.time_base         = seconds(token);
+    engine.time_increment    = 0.0f;
+}
+
+static void limit_nothing() {
+    engine.time_base         = NO_TIME_LIMIT;
+    engine.time_increment    = 0.0f;
+    engine.max_depth         = MAX_DEPTH;
+    engine.moves_per_control = 1;
+    engine.max_nodes         = 0;
+}
+
+// Limits that a `go` doesn't name stand as an earlier one left them, but for the kind of control.
+static void go(char* arguments) {
+    abandon_search();
+    engine.moves_per_control = 0;
+
+    const int side = main_thread->position.side;
+    char      token[TOKEN_LENGTH];
+    if (find_value(arguments, "wtime", token)) engine.clock[WHITE] = std::max(seconds(token), 0.0f);
+    if (find_value(arguments, "btime", token)) engine.clock[BLACK] = std::max(seconds(token), 0.0f);
+    if (find_value(arguments, side == WHITE ? "winc" : "binc", token))
+        engine.time_increment = seconds(token);
+    if (find_value(arguments, "movestogo", token)) limit_by_control(token);
+    if (find_value(arguments, "depth", token)) limit_depth(token);
+    if (find_value(arguments, "nodes", token)) limit_nodes(token);
+    if (find_value(arguments, "movetime", token)) limit_move_time(token);
+    if (strstr(arguments, "infinite")) limit_nothing();
+    set_relaxed(engine.game_state,
+                strstr(arguments, "ponder") ? STATE_PONDER_REQUEST : STATE_THINK_REQUEST);
+}
+
+static void quit() {
+    abandon_search();
+    shell.quit = 1;
+}
+
+void HandleUci(char* line) {
+    line[strcspn(line, "\n")] = 0;
+    if (line[0] == 0) return;
+    if (debug) log_line("CMD: %s", line);
+
+    char command[TOKEN_LENGTH];
+    copy_token(command, skip_spaces(line));
+    // Counted from the start of the line: leading spaces leave it short of the true arguments.
+    char* arguments = advance(line, strlen(command) + 1);
+
+    if (strcmp(command, "uci") == 0) identify();
+    else if (strcmp(command, "isready") == 0) Print("readyok");
+    else if (strcmp(command, "setoption") == 0) set_option(arguments);
+    else if (strcmp(command, "debug") == 0) debug = 1;
+    else if (strcmp(command, "_show") == 0) {
+        // Search threads read the tables that it would rebuild.
+        if (relaxed(engine.game_state) == STATE_IDLE) print_search_tables();
+    } else if (strcmp(command, "ucinewgame") == 0) new_game();
+    else if (strcmp(command, "position") == 0) set_up_position(arguments);
+    else if (strcmp(command, "go") == 0) go(arguments);
+    else if (strcmp(command, "ponderhit") == 0) {
+        uint8_t pondering = STATE_PONDERING;
+        engine.game_state.compare_exchange_strong(pondering, STATE_THINKING);
+    } else if (strcmp(command, "stop") == 0) {
+        if (relaxed(engine.game_state) != STATE_IDLE) set_relaxed(engine.stop, 1);
+    } else if (strcmp(command, "quit") == 0) quit();
+}

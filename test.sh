@@ -1,0 +1,73 @@
+#!/bin/sh
+# Builds Mird and runs its tests; installs what is missing for that.
+#
+#   ./test.sh           Release build, all tests
+#   ./test.sh --quick   the same, whatever MIRD_CI says
+#
+# With MIRD_CI set, a Debug build, a clang++ build and two sanitizer builds
+# follow. Tests that need large data look for it where MIRD_TEST_DATA says.
+# Exit status 0 means that every stage was passed; the first failure ends the run.
+
+set -eu
+cd "$(dirname "$0")"
+
+quick=
+case ${1:-} in
+    '') ;;
+    --quick) quick=1 ;;
+    *) echo "usage: $0 [--quick]" >&2; exit 2 ;;
+esac
+
+MIRD_FUNCTIONS_ONLY=1
+. ./run.sh
+need compiler cmake make googletest
+need format || true # its test is then skipped
+
+jobs=$(nproc)
+command -v make >/dev/null 2>&1 || export CMAKE_GENERATOR=Ninja
+
+stage() { echo "== $*"; }
+
+# Output that nobody needs unless the command fails.
+quietly() {
+    mkdir -p build
+    "$@" >build/test.log 2>&1 || { cat build/test.log; return 1; }
+}
+
+# Builds and tests one preset. The second argument, if any, is a command to run
+# ctest under.
+run_preset() {
+    quietly cmake --preset "$1"
+    quietly cmake --build --preset "$1" --parallel "$jobs"
+    ${2:-} ctest --preset "$1" --parallel "$jobs" --progress
+}
+
+stage "Release: all tests"
+run_preset release
+if [ -n "$quick" ] || [ -z "${MIRD_CI:-}" ]; then exit 0; fi
+
+stage "Debug: short tests"
+run_preset debug
+
+if command -v clang++ >/dev/null 2>&1; then
+    stage "clang++: all code compiles, the bench number is the same"
+    quietly cmake --preset release -B build/clang -DCMAKE_CXX_COMPILER=clang++ -DMIRD_LTO=OFF
+    quietly cmake --build build/clang --parallel "$jobs"
+    ctest --test-dir build/clang -R '^Bench' --no-tests=error --output-on-failure
+else
+    stage "clang++: not installed, left out"
+fi
+
+stage "Address and undefined behaviour sanitizers: short tests"
+run_preset asan
+
+# With much randomness in its addresses, Linux may leave the thread sanitizer no
+# room for its shadow memory.
+stage "Thread sanitizer: short tests"
+if setarch "$(uname -m)" -R true 2>/dev/null; then
+    run_preset tsan "setarch $(uname -m) -R"
+else
+    run_preset tsan
+fi
+
+stage "All stages passed"
