@@ -12,7 +12,7 @@ Bitboard king_attacks[64];
 Bitboard pawn_attacks[2][64];
 Bitboard pawn_front_span[2][64];
 
-int      log2_table[256];
+int log2_table[256];
 uint64_t zobrist[PIECE_CODES * 64];
 
 alignas(64) SliderMasks slider_masks[64];
@@ -46,25 +46,25 @@ static Bitboard offset_bit(int square, int files, int ranks) {
 static Bitboard walk_ray(int square, int files, int ranks) {
     Bitboard ray = 0;
     for (int s = offset_square(square, files, ranks); s != NO_SQUARE;
-         s     = offset_square(s, files, ranks))
+         s = offset_square(s, files, ranks))
         ray |= bit(s);
     return ray;
 }
 
 static void init_rays() {
     for (int s = 0; s < SQUARES; s++) {
-        ray_north[s]      = walk_ray(s, 0, 1);
-        ray_east[s]       = walk_ray(s, 1, 0);
+        ray_north[s] = walk_ray(s, 0, 1);
+        ray_east[s] = walk_ray(s, 1, 0);
         ray_north_west[s] = walk_ray(s, -1, 1);
         ray_north_east[s] = walk_ray(s, 1, 1);
-        ray_south[s]      = walk_ray(s, 0, -1);
-        ray_west[s]       = walk_ray(s, -1, 0);
+        ray_south[s] = walk_ray(s, 0, -1);
+        ray_west[s] = walk_ray(s, -1, 0);
         ray_south_west[s] = walk_ray(s, -1, -1);
         ray_south_east[s] = walk_ray(s, 1, -1);
 
-        rook_rays[s]   = ray_north[s] | ray_east[s] | ray_south[s] | ray_west[s];
-        bishop_rays[s] = ray_north_west[s] | ray_north_east[s] | ray_south_west[s]
-                       | ray_south_east[s];
+        rook_rays[s] = ray_north[s] | ray_east[s] | ray_south[s] | ray_west[s];
+        bishop_rays[s] =
+            ray_north_west[s] | ray_north_east[s] | ray_south_west[s] | ray_south_east[s];
         slider_masks[s] = {{{ray_south[s], ray_north[s]},
                             {ray_west[s], ray_east[s]},
                             {ray_south_west[s], ray_north_east[s]},
@@ -73,7 +73,7 @@ static void init_rays() {
 }
 
 static void init_steps() {
-    constexpr int KNIGHT_STEPS[8][2] = {{1, 2}, {2, 1}, {2, -1}, {1, -2},
+    constexpr int KNIGHT_STEPS[8][2] = {{1, 2},   {2, 1},   {2, -1}, {1, -2},
                                         {-1, -2}, {-2, -1}, {-2, 1}, {-1, 2}};
     for (int s = 0; s < SQUARES; s++) {
         for (const auto& step : KNIGHT_STEPS) knight_attacks[s] |= offset_bit(s, step[0], step[1]);
@@ -82,7 +82,7 @@ static void init_steps() {
         pawn_attacks[WHITE][s] = offset_bit(s, -1, 1) | offset_bit(s, 1, 1);
         pawn_attacks[BLACK][s] = offset_bit(s, -1, -1) | offset_bit(s, 1, -1);
 
-        Bitboard file  = file_mask(file_of(s));
+        Bitboard file = file_mask(file_of(s));
         Bitboard files = file | step_east(file) | step_west(file);
         for (int rank = 0; rank < 8; rank++) {
             if (rank > rank_of(s)) pawn_front_span[WHITE][s] |= files & rank_mask(rank);
@@ -98,7 +98,7 @@ static void init_between() {
                 if (files == 0 && ranks == 0) continue;
                 Bitboard passed = 0;
                 for (int b = offset_square(a, files, ranks); b != NO_SQUARE;
-                     b     = offset_square(b, files, ranks)) {
+                     b = offset_square(b, files, ranks)) {
                     between[a][b] = passed;
                     passed |= bit(b);
                 }
@@ -123,9 +123,9 @@ static uint32_t next_random(uint32_t& z, uint32_t& w) {
 }
 
 void init_zobrist() {
-    constexpr int MIN_BITS     = 24; // set bits of a good key
-    constexpr int MIN_DISTANCE = 6;  // bits in which any two keys differ
-    static bool   done         = false;
+    constexpr int MIN_BITS = 24;    // set bits of a good key
+    constexpr int MIN_DISTANCE = 6; // bits in which any two keys differ
+    static bool done = false;
     if (done) return;
     done = true;
 
@@ -134,7 +134,7 @@ void init_zobrist() {
         uint64_t key;
         do {
             uint64_t high = next_random(z, w);
-            key           = (high << 32) | next_random(z, w);
+            key = (high << 32) | next_random(z, w);
         } while (pop_count(key) < MIN_BITS);
         zobrist[i] = key;
 

@@ -11,13 +11,13 @@
 
 #include "board/types.h"
 
-constexpr Bitboard FILE_A  = 0x0101010101010101ULL;
-constexpr Bitboard FILE_H  = 0x8080808080808080ULL;
-constexpr Bitboard RANK_1  = 0x00000000000000FFULL;
-constexpr Bitboard RANK_8  = 0xFF00000000000000ULL;
-constexpr Bitboard NOT_FILE_A    = ~FILE_A;
-constexpr Bitboard NOT_FILE_H    = ~FILE_H;
-constexpr Bitboard DARK_SQUARES  = 0xAA55AA55AA55AA55ULL; // the colour of a1
+constexpr Bitboard FILE_A = 0x0101010101010101ULL;
+constexpr Bitboard FILE_H = 0x8080808080808080ULL;
+constexpr Bitboard RANK_1 = 0x00000000000000FFULL;
+constexpr Bitboard RANK_8 = 0xFF00000000000000ULL;
+constexpr Bitboard NOT_FILE_A = ~FILE_A;
+constexpr Bitboard NOT_FILE_H = ~FILE_H;
+constexpr Bitboard DARK_SQUARES = 0xAA55AA55AA55AA55ULL; // the colour of a1
 constexpr Bitboard LIGHT_SQUARES = 0x55AA55AA55AA55AAULL;
 
 constexpr Bitboard file_mask(int file) { return FILE_A << file; }
@@ -31,12 +31,13 @@ constexpr uint32_t count_step[8]       = {0, 0x1, 0x10, 0x100, 0x1000, 0x10000, 
 constexpr uint16_t material_step[8]    = {0,   0,    3,     3,      5,      10, 0, 0};
 // clang-format on
 static_assert(2 * (material_step[KNIGHT] + material_step[BISHOP] + material_step[ROOK])
-                  + material_step[QUEEN] == 32,
+                      + material_step[QUEEN]
+                  == 32,
               "full material of one side");
 
 // Masks of Position::piece_counts.
-constexpr uint32_t COUNT_PAWNS       = 0x0000F;
-constexpr uint32_t COUNT_DIAGONALS   = 0xF0F00; // bishops and queens
+constexpr uint32_t COUNT_PAWNS = 0x0000F;
+constexpr uint32_t COUNT_DIAGONALS = 0xF0F00;   // bishops and queens
 constexpr uint32_t COUNT_ORTHOGONALS = 0xFF000; // rooks and queens
 
 constexpr int8_t pawn_push[2] = {8, -8};
@@ -51,14 +52,14 @@ extern Bitboard between[64][64]; // squares strictly between two squares of a li
 extern Bitboard ray_north[64], ray_east[64], ray_north_west[64], ray_north_east[64];
 extern Bitboard ray_south[64], ray_west[64], ray_south_west[64], ray_south_east[64];
 
-extern Bitboard rook_rays[64];         // a rook's reach on an empty board
-extern Bitboard bishop_rays[64];       // a bishop's reach on an empty board
+extern Bitboard rook_rays[64];   // a rook's reach on an empty board
+extern Bitboard bishop_rays[64]; // a bishop's reach on an empty board
 extern Bitboard knight_attacks[64];
 extern Bitboard king_attacks[64];
-extern Bitboard pawn_attacks[2][64];   // what a pawn of that colour on that square attacks
+extern Bitboard pawn_attacks[2][64];    // what a pawn of that colour on that square attacks
 extern Bitboard pawn_front_span[2][64]; // own and adjacent files, all ranks ahead
 
-extern int      log2_table[256]; // integer part of log2; entries 0 and 1 are 0
+extern int log2_table[256];                // integer part of log2; entries 0 and 1 are 0
 extern uint64_t zobrist[PIECE_CODES * 64]; // piece code * 64 + square; row 0: en passant, rights
 
 // One line through a square, split at the square.
@@ -119,8 +120,8 @@ inline int pop_lowest(Bitboard& set) {
 // highest blocker below (or bit 0), upper - m borrows up to the lowest blocker above, so that
 // the exclusive-or marks everything from one blocker to the other.
 inline Bitboard line_attacks(const LineMasks& line, Bitboard occupied) {
-    Bitboard lower   = line.lower & occupied;
-    Bitboard upper   = line.upper & occupied;
+    Bitboard lower = line.lower & occupied;
+    Bitboard upper = line.upper & occupied;
     Bitboard highest = 1ULL << bit_scan_reverse(lower);
     return (line.lower | line.upper) & (upper ^ (upper - highest));
 }

@@ -27,18 +27,18 @@ static int castled_rook_square(Move move) {
 
 // Moves a piece to an empty square on the board and in the bitboards.
 static void shift_piece(Position& pos, int code, int from, int to) {
-    Bitboard both   = bit(from) | bit(to);
+    Bitboard both = bit(from) | bit(to);
     pos.board[from] = 0;
-    pos.board[to]   = static_cast<uint8_t>(code);
+    pos.board[to] = static_cast<uint8_t>(code);
     pos.pieces[colour_of(code)][ALL_PIECES] ^= both;
     pos.by_code[code] ^= both;
 }
 
 static void make_castling(Position& pos, int side, Move move, int king) {
     int from = move_from(move), to = move_to(move);
-    int rook        = piece_code(side, ROOK);
-    int rook_from   = pos.castle_rook[castling_right(side, move)];
-    int rook_to     = castled_rook_square(move);
+    int rook = piece_code(side, ROOK);
+    int rook_from = pos.castle_rook[castling_right(side, move)];
+    int rook_to = castled_rook_square(move);
 
     // King and rook may trade places, so the rook leaves the board first.
     remove_piece(pos, rook_from, rook);
@@ -61,9 +61,9 @@ static void promote(Position& pos, int side, int to, int type) {
 
 // What a pawn move brings beyond the move itself. `rec` still holds the old en passant square.
 static void finish_pawn_move(Position& pos, int side, int from, int to, UndoRecord& rec) {
-    int push      = pawn_push[side];
-    int enemy     = piece_code(side ^ 1, PAWN);
-    int passed    = to - push; // off the board only for moves that no generator makes
+    int push = pawn_push[side];
+    int enemy = piece_code(side ^ 1, PAWN);
+    int passed = to - push; // off the board only for moves that no generator makes
     pos.halfmoves = 0;
     if (to == from + 2 * push) {
         // Set whether or not an enemy pawn can capture there.
@@ -86,28 +86,28 @@ void make_move(Position& pos, Move move) {
     if (shell.trace_level) search_trace(pos, move);
 
     SearchThread& thread = *pos.owner;
-    UndoRecord&   rec    = thread.undo_stack[thread.undo_index];
+    UndoRecord& rec = thread.undo_stack[thread.undo_index];
     thread.undo_index++;
     thread.ply++;
 
-    int  from = move_from(move), to = move_to(move), side = pos.side;
-    int  mover    = pos.board[from];
+    int from = move_from(move), to = move_to(move), side = pos.side;
+    int mover = pos.board[from];
     bool castling = is_castling(move, mover);
-    int  victim   = castling ? 0 : pos.board[to];
+    int victim = castling ? 0 : pos.board[to];
     if (castling) {
-        to   = (from & 56) + (move & FLAG_KING_SIDE ? G1 : C1);
+        to = (from & 56) + (move & FLAG_KING_SIDE ? G1 : C1);
         move = static_cast<Move>((move & ~63) | to);
     }
 
-    rec.key       = pos.key;
-    rec.pawn_key  = pos.pawn_key;
-    rec.move      = move;
-    rec.captured  = static_cast<uint8_t>(type_of(victim));
+    rec.key = pos.key;
+    rec.pawn_key = pos.pawn_key;
+    rec.move = move;
+    rec.captured = static_cast<uint8_t>(type_of(victim));
     rec.ep_square = pos.ep_square;
-    rec.ep_taken  = 0;
-    rec.touched   = pos.touched;
+    rec.ep_taken = 0;
+    rec.touched = pos.touched;
     rec.halfmoves = pos.halfmoves;
-    rec.castling  = pos.castling;
+    rec.castling = pos.castling;
 
     pos.ep_square = NO_SQUARE;
     pos.touched |= bit(from) | bit(to);
@@ -140,12 +140,12 @@ void make_move(Position& pos, Move move) {
     }
     if (type_of(mover) == KING) pos.king_square[side] = static_cast<uint8_t>(to);
     thread.last_move = rec.move;
-    pos.key          = key_with_side(pos.key, pos.side);
+    pos.key = key_with_side(pos.key, pos.side);
 }
 
 void make_game_move(Position& pos, Move move) {
     constexpr int FORGOTTEN = 400; // even, so that the mover of each record stays the same
-    SearchThread& thread    = *pos.owner;
+    SearchThread& thread = *pos.owner;
     if (thread.undo_index >= UNDO_GAME) {
         auto kept = static_cast<size_t>(thread.undo_index - FORGOTTEN);
         memmove(thread.undo_stack, thread.undo_stack + FORGOTTEN, kept * sizeof(UndoRecord));
@@ -170,17 +170,17 @@ void unmake_move(Position& pos) {
     thread.ply--;
     UndoRecord& rec = thread.undo_stack[thread.undo_index];
 
-    thread.last_move = thread.undo_index > 0 ? thread.undo_stack[thread.undo_index - 1].move
-                                             : NULL_MOVE;
-    pos.touched      = rec.touched;
+    thread.last_move =
+        thread.undo_index > 0 ? thread.undo_stack[thread.undo_index - 1].move : NULL_MOVE;
+    pos.touched = rec.touched;
 
-    int           side    = pos.side ^ 1;
+    int side = pos.side ^ 1;
     const uint8_t word[4] = {static_cast<uint8_t>(side), rec.ep_square, rec.castling,
                              rec.halfmoves};
     memcpy(&pos.side, word, sizeof word);
 
     Move move = rec.move;
-    int  from = move_from(move), to = move_to(move), mover = pos.board[to];
+    int from = move_from(move), to = move_to(move), mover = pos.board[to];
     if (is_castling(move, mover)) {
         unmake_castling(pos, side, move);
     } else {
@@ -192,30 +192,29 @@ void unmake_move(Position& pos) {
         }
         if (rec.captured) add_piece(pos, to, piece_code(side ^ 1, rec.captured));
         if (type_of(mover) == KING) pos.king_square[side] = static_cast<uint8_t>(from);
-        if (rec.ep_taken)
-            add_piece(pos, to - pawn_push[side], piece_code(side ^ 1, PAWN));
+        if (rec.ep_taken) add_piece(pos, to - pawn_push[side], piece_code(side ^ 1, PAWN));
     }
-    pos.key      = rec.key;
+    pos.key = rec.key;
     pos.pawn_key = rec.pawn_key;
 }
 
 void make_null_move(Position& pos) {
     SearchThread& thread = *pos.owner;
-    UndoRecord&   rec    = thread.undo_stack[thread.undo_index];
+    UndoRecord& rec = thread.undo_stack[thread.undo_index];
     thread.ply++;
     thread.undo_index++;
 
-    rec.captured  = 0;
-    rec.move      = NULL_MOVE;
+    rec.captured = 0;
+    rec.move = NULL_MOVE;
     rec.ep_square = pos.ep_square;
     rec.halfmoves = pos.halfmoves;
-    rec.key       = pos.key;
+    rec.key = pos.key;
 
     if (pos.ep_square != NO_SQUARE) pos.key ^= zobrist[pos.ep_square];
-    pos.ep_square    = NO_SQUARE;
-    pos.side         = pos.side ^ 1;
+    pos.ep_square = NO_SQUARE;
+    pos.side = pos.side ^ 1;
     thread.last_move = NULL_MOVE;
-    pos.key          = key_with_side(pos.key, pos.side);
+    pos.key = key_with_side(pos.key, pos.side);
 }
 
 void unmake_null_move(Position& pos) {
@@ -223,12 +222,12 @@ void unmake_null_move(Position& pos) {
     thread.undo_index--;
     thread.ply--;
     const UndoRecord& rec = thread.undo_stack[thread.undo_index];
-    pos.side              = pos.side ^ 1;
-    pos.ep_square         = rec.ep_square;
-    pos.halfmoves         = rec.halfmoves;
-    pos.key               = rec.key;
-    thread.last_move      = thread.undo_index > 0 ? thread.undo_stack[thread.undo_index - 1].move
-                                                  : NULL_MOVE;
+    pos.side = pos.side ^ 1;
+    pos.ep_square = rec.ep_square;
+    pos.halfmoves = rec.halfmoves;
+    pos.key = rec.key;
+    thread.last_move =
+        thread.undo_index > 0 ? thread.undo_stack[thread.undo_index - 1].move : NULL_MOVE;
 }
 
 int square_attacked(const Position& pos, int square, int by_side) {
@@ -237,9 +236,9 @@ int square_attacked(const Position& pos, int square, int by_side) {
     if (knight_attacks[square] & pieces[KNIGHT]) return 1;
     if (king_attacks[square] & pieces[KING]) return 1;
 
-    Bitboard diagonals   = bishop_rays[square] & (pieces[BISHOP] | pieces[QUEEN]);
+    Bitboard diagonals = bishop_rays[square] & (pieces[BISHOP] | pieces[QUEEN]);
     Bitboard orthogonals = rook_rays[square] & (pieces[ROOK] | pieces[QUEEN]);
-    Bitboard occ         = occupied(pos);
+    Bitboard occ = occupied(pos);
     if (diagonals && (bishop_attacks(square, occ) & diagonals)) return 1;
     return orthogonals && (rook_attacks(square, occ) & orthogonals);
 }
@@ -275,7 +274,7 @@ int legal_move(const Position& pos, int side, Move move) {
     int king = mover == KING ? to : pos.king_square[side];
     if (king == NO_SQUARE) return 1; // nothing to expose
     Bitboard taken = bit(to);
-    Bitboard occ   = (occupied(pos) & ~bit(from)) | bit(to);
+    Bitboard occ = (occupied(pos) & ~bit(from)) | bit(to);
     if (is_ep_square(pos, mover, to)) {
         Bitboard passed = bit((to - pawn_push[side]) & 63);
         occ &= ~passed;
@@ -286,9 +285,9 @@ int legal_move(const Position& pos, int side, Move move) {
 
 int castling_exposes_king(const Position& pos, int side, Move move) {
     if (!is_castling(move, pos.board[move_from(move)])) return 0;
-    int      to     = move_to(move);
+    int to = move_to(move);
     Bitboard moving = bit(move_from(move)) | bit(pos.castle_rook[castling_right(side, move)]);
-    Bitboard occ    = (occupied(pos) & ~moving) | bit(to) | bit(castled_rook_square(move));
+    Bitboard occ = (occupied(pos) & ~moving) | bit(to) | bit(castled_rook_square(move));
     return attacked_through(pos, to, side ^ 1, occ, ~Bitboard{0});
 }
 
@@ -300,18 +299,18 @@ static bool has_legal_move(Position& pos) {
 }
 
 int is_draw(Position& pos, int ply) {
-    constexpr int FIRST_REPETITION = 4;   // plies that a repetition takes at least
-    constexpr int FIFTY_MOVES      = 100; // plies; the draw is beyond
+    constexpr int FIRST_REPETITION = 4; // plies that a repetition takes at least
+    constexpr int FIFTY_MOVES = 100;    // plies; the draw is beyond
 
     if (pos.halfmoves < FIRST_REPETITION) return 0;
     if (pos.halfmoves > FIFTY_MOVES && (ply > 0 || !has_legal_move(pos))) return 1;
 
     // No position comes back after a capture, pawn move or castling. `halfmoves` counts from
     // there, but for the null moves of the line, of which there are fewer than plies.
-    const SearchThread& thread  = *pos.owner;
-    int                 top     = thread.undo_index;
-    int                 lowest  = std::max(0, top - pos.halfmoves - PLY_SLOTS);
-    int                 matches = 0;
+    const SearchThread& thread = *pos.owner;
+    int top = thread.undo_index;
+    int lowest = std::max(0, top - pos.halfmoves - PLY_SLOTS);
+    int matches = 0;
     for (int i = top - 2; i >= lowest; i -= 2) {
         const UndoRecord& rec = thread.undo_stack[i];
         if (rec.move == NULL_MOVE) return 0; // no repetition across a null move
@@ -352,8 +351,8 @@ bool gives_check(const Position& pos, int side, Move move, int mover_type) {
 
 int classify_move(const Position& pos, int side, const MoveEntry& entry) {
     Move move = entry.move;
-    int  to = move_to(move), mover = type_of(entry.mover);
-    int  r = gives_check(pos, side, move, mover) ? CLASS_CHECK : 0;
+    int to = move_to(move), mover = type_of(entry.mover);
+    int r = gives_check(pos, side, move, mover) ? CLASS_CHECK : 0;
     if (entry.victim || is_ep_square(pos, mover, to)) r |= CLASS_CAPTURE;
     if (mover != PAWN) return r;
 
@@ -379,8 +378,8 @@ static Bitboard lone_blockers(Bitboard sliders, int target, Bitboard occ) {
 
 Bitboard pinned_pieces(const Position& pos, int side) {
     const Bitboard* enemy = pos.pieces[side ^ 1];
-    Bitboard        occ   = occupied(pos), result = 0;
-    int             king  = pos.king_square[side];
+    Bitboard occ = occupied(pos), result = 0;
+    int king = pos.king_square[side];
     if (king != NO_SQUARE) {
         result |= lone_blockers(bishop_rays[king] & (enemy[BISHOP] | enemy[QUEEN]), king, occ);
         result |= lone_blockers(rook_rays[king] & (enemy[ROOK] | enemy[QUEEN]), king, occ);
@@ -412,7 +411,7 @@ static bool supports_on_lines(Position& pos, int type, int from, int to, Bitboar
 
 int discovers_support(Position& pos, int type, int from, int to, Bitboard targets) {
     const Bitboard* own = pos.pieces[pos.side];
-    Bitboard        occ = occupied(pos);
+    Bitboard occ = occupied(pos);
     if (type == ROOK || type == QUEEN) {
         Bitboard lines = targets & rook_rays[to] & ~rook_rays[from] & ~bit(from);
         if (supports_on_lines(pos, type, from, to, lines, occ & ~(own[ROOK] | own[QUEEN])))

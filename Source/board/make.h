@@ -40,12 +40,12 @@ int square_attacked(const Position& pos, int square, int by_side);
 int is_draw(Position& pos, int ply);
 
 // Classes of a move, added up by classify_move.
-constexpr int CLASS_CAPTURE  = 1;  // also en passant
-constexpr int CLASS_CHECK    = 2;  // gives check; a check by the castling rook is not seen
-constexpr int CLASS_SEVENTH  = 40; // a pawn moves to its seventh rank
+constexpr int CLASS_CAPTURE = 1;  // also en passant
+constexpr int CLASS_CHECK = 2;    // gives check; a check by the castling rook is not seen
+constexpr int CLASS_SEVENTH = 40; // a pawn moves to its seventh rank
 constexpr int CLASS_QUEENING = 48;
-constexpr int CLASS_PAWN     = 32; // in both above; alone an under-promotion or a passer's sixth
-constexpr int CLASS_SPECIAL  = 63; // any of these
+constexpr int CLASS_PAWN = 32;    // in both above; alone an under-promotion or a passer's sixth
+constexpr int CLASS_SPECIAL = 63; // any of these
 
 // What kind of move this is, for the position before it.
 int classify_move(const Position& pos, int side, const MoveEntry& entry);

@@ -10,8 +10,8 @@ constexpr Bitboard RANKS_2_TO_7 = 0x00FFFFFFFFFFFF00ULL;
 constexpr Bitboard RANKS_3_TO_6 = 0x0000FFFFFFFF0000ULL;
 
 static MoveEntry* write_move(const Position& pos, MoveEntry* out, int from, int to, int flags = 0) {
-    out->move   = static_cast<Move>(make_plain_move(from, to) | flags);
-    out->mover  = pos.board[from];
+    out->move = static_cast<Move>(make_plain_move(from, to) | flags);
+    out->mover = pos.board[from];
     out->victim = pos.board[to];
     return out + 1;
 }
@@ -27,7 +27,7 @@ static MoveEntry* write_pawn_moves(const Position& pos, MoveEntry* out, Bitboard
                                    int step) {
     while (targets) {
         int to = pop_lowest(targets);
-        out    = write_move(pos, out, to - step, to);
+        out = write_move(pos, out, to - step, to);
     }
     return out;
 }
@@ -36,35 +36,35 @@ static MoveEntry* write_pawn_moves(const Position& pos, MoveEntry* out, Bitboard
 static MoveEntry* write_piece_moves(const Position& pos, int side, MoveEntry* out,
                                     Bitboard targets) {
     const Bitboard* own = pos.pieces[side];
-    Bitboard        occ = occupied(pos);
+    Bitboard occ = occupied(pos);
     for (Bitboard set = own[KNIGHT]; set;) {
         int from = pop_lowest(set);
-        out      = write_moves(pos, out, from, knight_attacks[from] & targets);
+        out = write_moves(pos, out, from, knight_attacks[from] & targets);
     }
     for (Bitboard set = own[BISHOP]; set;) {
         int from = pop_lowest(set);
-        out      = write_moves(pos, out, from, bishop_attacks(from, occ) & targets);
+        out = write_moves(pos, out, from, bishop_attacks(from, occ) & targets);
     }
     for (Bitboard set = own[ROOK]; set;) {
         int from = pop_lowest(set);
-        out      = write_moves(pos, out, from, rook_attacks(from, occ) & targets);
+        out = write_moves(pos, out, from, rook_attacks(from, occ) & targets);
     }
     for (Bitboard set = own[QUEEN]; set;) {
-        int      from    = pop_lowest(set);
+        int from = pop_lowest(set);
         Bitboard attacks = bishop_attacks(from, occ) | rook_attacks(from, occ);
-        out              = write_moves(pos, out, from, attacks & targets);
+        out = write_moves(pos, out, from, attacks & targets);
     }
     return out;
 }
 
 MoveEntry* gen_captures(Position& pos, int side, MoveEntry* out, int target) {
-    Bitboard enemy       = pos.pieces[side ^ 1][ALL_PIECES];
+    Bitboard enemy = pos.pieces[side ^ 1][ALL_PIECES];
     Bitboard target_mask = target == NO_SQUARE ? enemy : bit(target);
 
     // An en passant square that a text put on an own piece is never captured on.
-    Bitboard ep      = pos.ep_square == NO_SQUARE ? 0 : bit(pos.ep_square);
+    Bitboard ep = pos.ep_square == NO_SQUARE ? 0 : bit(pos.ep_square);
     Bitboard targets = (target_mask | (ep & ~pos.pieces[side][ALL_PIECES])) & RANKS_2_TO_7;
-    Bitboard pawns   = pos.pieces[side][PAWN];
+    Bitboard pawns = pos.pieces[side][PAWN];
     if (side == WHITE) {
         out = write_pawn_moves(pos, out, ((pawns & NOT_FILE_A) << 7) & targets, 7);
         out = write_pawn_moves(pos, out, ((pawns & NOT_FILE_H) << 9) & targets, 9);
@@ -93,7 +93,7 @@ MoveEntry* gen_promotions(Position& pos, int side, int all_pieces, MoveEntry* ou
     Bitboard enemy = pos.pieces[side ^ 1][ALL_PIECES];
     Bitboard pawns = pos.pieces[side][PAWN] & second_to_last_rank[side];
     while (pawns) {
-        int from  = pop_lowest(pawns);
+        int from = pop_lowest(pawns);
         int ahead = from + pawn_push[side];
         if (pos.board[ahead] == 0) out = write_promotions(pos, out, from, ahead, all_pieces);
         if (file_of(from) > 0 && (enemy & bit(ahead - 1)))
@@ -107,7 +107,7 @@ MoveEntry* gen_promotions(Position& pos, int side, int all_pieces, MoveEntry* ou
 MoveEntry* gen_seventh_pushes(Position& pos, int side, MoveEntry* out) {
     Bitboard pawns = pos.pieces[side][PAWN] & third_to_last_rank[side];
     while (pawns) {
-        int from  = pop_lowest(pawns);
+        int from = pop_lowest(pawns);
         int ahead = from + pawn_push[side];
         if (pos.board[ahead] == 0) out = write_move(pos, out, from, ahead);
     }
@@ -119,10 +119,10 @@ static MoveEntry* gen_castling(const Position& pos, int side, MoveEntry* out) {
     for (int wing = 0; wing < 2; wing++) {
         int right = side * 2 + wing;
         if (!(pos.castling >> right & 1) || (pos.castle_empty[right] & occupied(pos))) continue;
-        int to      = (king & 56) + (wing == 0 ? G1 : C1);
-        out->move   = static_cast<Move>(make_plain_move(king, to)
+        int to = (king & 56) + (wing == 0 ? G1 : C1);
+        out->move = static_cast<Move>(make_plain_move(king, to)
                                       | (wing == 0 ? FLAG_KING_SIDE : FLAG_QUEEN_SIDE));
-        out->mover  = pos.board[king];
+        out->mover = pos.board[king];
         out->victim = 0;
         out++;
     }
@@ -131,12 +131,12 @@ static MoveEntry* gen_castling(const Position& pos, int side, MoveEntry* out) {
 
 MoveEntry* gen_quiets(Position& pos, int side, MoveEntry* out, int target) {
     Bitboard empty = ~occupied(pos), free = empty;
-    int      king  = pos.king_square[side];
+    int king = pos.king_square[side];
     if (target != NO_SQUARE && king != NO_SQUARE) free &= between[king][target];
 
-    int      push   = pawn_push[side];
+    int push = pawn_push[side];
     Bitboard single = step_forward(side, pos.pieces[side][PAWN]) & empty;
-    Bitboard twice  = step_forward(side, single) & rank_mask(side == WHITE ? 3 : 4);
+    Bitboard twice = step_forward(side, single) & rank_mask(side == WHITE ? 3 : 4);
     out = write_pawn_moves(pos, out, single & free & RANKS_3_TO_6, push);
     out = write_pawn_moves(pos, out, twice & free, 2 * push);
 
@@ -149,39 +149,39 @@ MoveEntry* gen_quiets(Position& pos, int side, MoveEntry* out, int target) {
 // Quiet moves that give check directly: no king moves, no castling, no discovered checks.
 static MoveEntry* gen_quiet_checks(Position& pos, int side, MoveEntry* out) {
     Bitboard occ = occupied(pos), free = ~occ;
-    int      king = pos.king_square[side ^ 1];
+    int king = pos.king_square[side ^ 1];
     if (king == NO_SQUARE) return out;
 
-    const Bitboard* own          = pos.pieces[side];
-    Bitboard        pawn_targets = pawn_attacks[side ^ 1][king] & free;
-    Bitboard        bishop_targets = 0, rook_targets = 0;
+    const Bitboard* own = pos.pieces[side];
+    Bitboard pawn_targets = pawn_attacks[side ^ 1][king] & free;
+    Bitboard bishop_targets = 0, rook_targets = 0;
     if (pos.piece_counts[side] & COUNT_DIAGONALS) bishop_targets = bishop_attacks(king, occ) & free;
     if (pos.piece_counts[side] & COUNT_ORTHOGONALS) rook_targets = rook_attacks(king, occ) & free;
 
-    int      push   = pawn_push[side];
+    int push = pawn_push[side];
     Bitboard single = step_forward(side, own[PAWN]) & free;
-    Bitboard twice  = step_forward(side, single) & rank_mask(side == WHITE ? 3 : 4);
+    Bitboard twice = step_forward(side, single) & rank_mask(side == WHITE ? 3 : 4);
     out = write_pawn_moves(pos, out, single & pawn_targets, push);
     out = write_pawn_moves(pos, out, twice & pawn_targets, 2 * push);
 
     Bitboard knight_targets = knight_attacks[king] & free;
     for (Bitboard set = own[KNIGHT]; set;) {
         int from = pop_lowest(set);
-        out      = write_moves(pos, out, from, knight_attacks[from] & knight_targets);
+        out = write_moves(pos, out, from, knight_attacks[from] & knight_targets);
     }
     for (Bitboard set = own[BISHOP]; set && bishop_targets;) {
         int from = pop_lowest(set);
-        out      = write_moves(pos, out, from, bishop_attacks(from, occ) & bishop_targets);
+        out = write_moves(pos, out, from, bishop_attacks(from, occ) & bishop_targets);
     }
     for (Bitboard set = own[ROOK]; set && rook_targets;) {
         int from = pop_lowest(set);
-        out      = write_moves(pos, out, from, rook_attacks(from, occ) & rook_targets);
+        out = write_moves(pos, out, from, rook_attacks(from, occ) & rook_targets);
     }
     Bitboard queen_targets = bishop_targets | rook_targets;
     for (Bitboard set = own[QUEEN]; set && queen_targets;) {
-        int      from    = pop_lowest(set);
+        int from = pop_lowest(set);
         Bitboard attacks = bishop_attacks(from, occ) | rook_attacks(from, occ);
-        out              = write_moves(pos, out, from, attacks & queen_targets);
+        out = write_moves(pos, out, from, attacks & queen_targets);
     }
     return out;
 }
@@ -190,28 +190,28 @@ static MoveEntry* gen_quiet_checks(Position& pos, int side, MoveEntry* out) {
 // null move, which generates no list in between.
 static void finish_list(SearchThread& thread, MoveEntry* end) {
     assert(end + 2 < thread.move_store + MOVE_STORE_SIZE);
-    end->move                                              = LIST_END;
-    thread.stack[thread.ply + 1].move_list                 = end + 1;
+    end->move = LIST_END;
+    thread.stack[thread.ply + 1].move_list = end + 1;
     if (thread.ply + 2 < PLY_SLOTS) thread.stack[thread.ply + 2].move_list = end + 2;
 }
 
 void gen_all(Position& pos) {
-    SearchThread&     thread = *pos.owner;
-    SearchStackEntry& entry  = thread.stack[thread.ply];
+    SearchThread& thread = *pos.owner;
+    SearchStackEntry& entry = thread.stack[thread.ply];
 
     MoveEntry* out = entry.move_list;
-    out            = gen_captures(pos, pos.side, out, NO_SQUARE);
-    out            = gen_promotions(pos, pos.side, 1, out);
-    out            = gen_seventh_pushes(pos, pos.side, out);
-    out            = gen_quiets(pos, pos.side, out, NO_SQUARE);
+    out = gen_captures(pos, pos.side, out, NO_SQUARE);
+    out = gen_promotions(pos, pos.side, 1, out);
+    out = gen_seventh_pushes(pos, pos.side, out);
+    out = gen_quiets(pos, pos.side, out, NO_SQUARE);
     finish_list(thread, out);
     entry.current_move = entry.move_list;
 }
 
 MoveEntry* gen_all_game(Position& pos) {
     SearchThread& thread = *pos.owner;
-    int16_t       ply    = thread.ply;
-    thread.ply           = 1; // a game's ply may lie far behind the stack
+    int16_t ply = thread.ply;
+    thread.ply = 1; // a game's ply may lie far behind the stack
 
     thread.stack[1].move_list = thread.move_store + 1;
     gen_all(pos);
@@ -234,17 +234,17 @@ static bool at_end(const MoveEntry* cursor) { return cursor->move == LIST_END; }
 // Scores captures by victim and attacker alone.
 static void score_by_victim(MoveEntry* list) {
     for (MoveEntry* entry = list; !at_end(entry); entry++)
-        entry->score = static_cast<int16_t>(capture_value[type_of(entry->victim)]
-                                            - type_of(entry->mover));
+        entry->score =
+            static_cast<int16_t>(capture_value[type_of(entry->victim)] - type_of(entry->mover));
 }
 
 // Scores the list of captures by what the exchange is worth. The exchange never gives less than
 // the victim less the mover, so that most good captures need no further look.
 static void score_captures(const Position& pos, int side, MoveEntry* list) {
-    constexpr int GOOD    = 50;  // half a pawn won
+    constexpr int GOOD = 50;     // half a pawn won
     constexpr int NEUTRAL = -49; // less is a losing capture
     constexpr int PENALTY = 6;   // for an exchange that wins less than GOOD
-    constexpr int LOSING  = 4;   // places losing captures among the quiet moves
+    constexpr int LOSING = 4;    // places losing captures among the quiet moves
 
     for (MoveEntry* entry = list; !at_end(entry); entry++) {
         int victim = type_of(entry->victim), mover = type_of(entry->mover);
@@ -269,20 +269,20 @@ static void score_quiets(const SearchThread& thread, int side, MoveEntry* list) 
     const SearchStackEntry& entry = thread.stack[thread.ply];
 
     // Replies that worked before. No real move equals 0, so that 0 stands for none.
-    Move             counter1 = 0, counter2 = 0, followup = 0;
+    Move counter1 = 0, counter2 = 0, followup = 0;
     const MoveEntry& previous = *(&entry - 1)->current_move;
     if (previous.move != NULL_MOVE) {
         int index = history_index(previous.mover, move_to(previous.move));
-        counter1  = thread.counter1[index];
-        counter2  = thread.counter2[index];
+        counter1 = thread.counter1[index];
+        counter2 = thread.counter2[index];
         const MoveEntry& before = *(&entry - 2)->current_move;
         if (before.move != NULL_MOVE)
             followup = thread.followup[history_index(before.mover, move_to(before.move))];
     }
 
     for (MoveEntry* quiet = list; !at_end(quiet); quiet++) {
-        Move move  = quiet->move;
-        int  score = thread.history[history_index(quiet->mover, move_to(move))] / 256;
+        Move move = quiet->move;
+        int score = thread.history[history_index(quiet->mover, move_to(move))] / 256;
         if (entry.in_check) {
             if (move == entry.evasion_killer) score += KILLER_1;
             else if (move == counter1) score += EVASION_COUNTER_1;
@@ -292,8 +292,7 @@ static void score_quiets(const SearchThread& thread, int side, MoveEntry* list) 
         else if (move == counter1) score += COUNTER_1;
         else if (move == counter2) score += COUNTER_2;
         else if (move == followup) score += FOLLOWUP;
-        else if (type_of(quiet->mover) == PAWN
-                 && (move_to(move) ^ rank_flip[side]) >= 40)
+        else if (type_of(quiet->mover) == PAWN && (move_to(move) ^ rank_flip[side]) >= 40)
             score += FAR_PAWN;
         quiet->score = static_cast<int16_t>(score);
     }
@@ -302,41 +301,41 @@ static void score_quiets(const SearchThread& thread, int side, MoveEntry* list) 
 // States of the picker, the low four bits of `stage`. STATE_CHECK_LIST and STATE_QUIET_LIST are
 // passed through, never stored.
 enum PickerState {
-    STATE_START      = 0, // hash move, if asked for
-    STATE_CAPTURES   = 1, // generate captures, promotions, pushes to the seventh
-    STATE_BY_VICTIM  = 2, // without exchange scores: best first
+    STATE_START = 0,      // hash move, if asked for
+    STATE_CAPTURES = 1,   // generate captures, promotions, pushes to the seventh
+    STATE_BY_VICTIM = 2,  // without exchange scores: best first
     STATE_CHECK_LIST = 3, // generate quiet checks
-    STATE_BY_GAIN    = 4, // with exchange scores: good captures, best first
+    STATE_BY_GAIN = 4,    // with exchange scores: good captures, best first
     STATE_QUIET_LIST = 5, // generate quiet moves behind the bad captures
-    STATE_SORTED     = 6, // best first while the scores promise something
-    STATE_REST       = 7, // in list order
-    STATE_AGAIN      = 8, // second walk over a list that is already scored
+    STATE_SORTED = 6,     // best first while the scores promise something
+    STATE_REST = 7,       // in list order
+    STATE_AGAIN = 8,      // second walk over a list that is already scored
     STATE_AGAIN_NEXT = 9
 };
 
 MoveEntry* next_move(Position& pos) {
     constexpr int CAPTURE_SCORE = 150; // above: returned before the quiet moves
-    constexpr int SORTED_SCORE  = 2;   // up to it the rest comes unsorted
-    constexpr int CHECK_SCORE   = 100;
-    constexpr int HASH_SCORE    = 255;
+    constexpr int SORTED_SCORE = 2;    // up to it the rest comes unsorted
+    constexpr int CHECK_SCORE = 100;
+    constexpr int HASH_SCORE = 255;
 
-    SearchThread&     thread  = *pos.owner;
-    SearchStackEntry& entry   = thread.stack[thread.ply];
-    MoveEntry*        cursor  = entry.current_move + 1;
-    MoveEntry*        out     = nullptr;
-    const int         options = entry.stage & ~15;
-    const int         side    = pos.side;
+    SearchThread& thread = *pos.owner;
+    SearchStackEntry& entry = thread.stack[thread.ply];
+    MoveEntry* cursor = entry.current_move + 1;
+    MoveEntry* out = nullptr;
+    const int options = entry.stage & ~15;
+    const int side = pos.side;
     auto store = [&](int state) { entry.stage = static_cast<uint16_t>(options | state); };
 
     for (int state = entry.stage & 15;;) {
         switch (state) {
         case STATE_START:
             cursor = entry.move_list;
-            state  = STATE_CAPTURES;
+            state = STATE_CAPTURES;
             if (!(options & STAGE_HASH_MOVE) || entry.hash_move == NULL_MOVE) break;
-            cursor->move   = entry.hash_move;
-            cursor->score  = HASH_SCORE;
-            cursor->mover  = pos.board[move_from(entry.hash_move)];
+            cursor->move = entry.hash_move;
+            cursor->score = HASH_SCORE;
+            cursor->mover = pos.board[move_from(entry.hash_move)];
             cursor->victim = pos.board[move_to(entry.hash_move)];
             finish_list(thread, cursor + 1);
             store(STATE_CAPTURES);
@@ -394,8 +393,7 @@ MoveEntry* next_move(Position& pos) {
             if (select_best(cursor)->score <= SORTED_SCORE) store(STATE_REST);
             return cursor;
 
-        case STATE_REST:
-            return at_end(cursor) ? nullptr : cursor;
+        case STATE_REST: return at_end(cursor) ? nullptr : cursor;
 
         case STATE_AGAIN:
             cursor = entry.move_list;
@@ -403,11 +401,9 @@ MoveEntry* next_move(Position& pos) {
             state = STATE_AGAIN_NEXT;
             break;
 
-        case STATE_AGAIN_NEXT:
-            return at_end(cursor) ? nullptr : select_best(cursor);
+        case STATE_AGAIN_NEXT: return at_end(cursor) ? nullptr : select_best(cursor);
 
-        default:
-            return nullptr;
+        default: return nullptr;
         }
     }
 }

@@ -9,20 +9,20 @@
 #include "board/position.h"
 
 // Options in the high bits of SearchStackEntry::stage; the low four bits are the picker's state.
-constexpr int STAGE_HASH_MOVE = 16;  // try hash_move first
-constexpr int STAGE_NODE      = 32;  // set by every caller, not read
-constexpr int STAGE_FULL      = 64;  // under-promotions, exchange scoring, quiet moves
-constexpr int STAGE_CHECKS    = 128; // without STAGE_FULL: quiet checks after the captures
+constexpr int STAGE_HASH_MOVE = 16; // try hash_move first
+constexpr int STAGE_NODE = 32;      // set by every caller, not read
+constexpr int STAGE_FULL = 64;      // under-promotions, exchange scoring, quiet moves
+constexpr int STAGE_CHECKS = 128;   // without STAGE_FULL: quiet checks after the captures
 
-constexpr int PICK_SEARCH     = STAGE_HASH_MOVE | STAGE_NODE | STAGE_FULL; // 112
-constexpr int PICK_PERFT      = STAGE_NODE | STAGE_FULL;                   // 96
-constexpr int PICK_CHECKS     = STAGE_NODE | STAGE_CHECKS;                 // 160
-constexpr int PICK_CAPTURES   = STAGE_NODE;                                // 32
+constexpr int PICK_SEARCH = STAGE_HASH_MOVE | STAGE_NODE | STAGE_FULL; // 112
+constexpr int PICK_PERFT = STAGE_NODE | STAGE_FULL;                    // 96
+constexpr int PICK_CHECKS = STAGE_NODE | STAGE_CHECKS;                 // 160
+constexpr int PICK_CAPTURES = STAGE_NODE;                              // 32
 
 // Ordering value of a capture by the victim's type. The first entry is what a promotion without
 // capture, a push to the seventh rank and an en passant capture get.
 //                                   none    P    N    B    R    Q  K  -
-constexpr int capture_value[8] =    { 210, 220, 230, 230, 240, 250, 0, 0};
+constexpr int capture_value[8] = {210, 220, 230, 230, 240, 250, 0, 0};
 
 // Captures. With a target square only captures on it, en passant and all captures by the king.
 // Pawn captures on the last rank belong to gen_promotions.

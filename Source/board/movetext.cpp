@@ -42,7 +42,7 @@ void move_to_text_raw(const Position& pos, int side, Move move, char* out) {
         return;
     }
     const char* suffixes[] = {"=Q", "=N", "=B", "=R"};
-    int         piece      = move & FLAG_QUEEN ? 0 : move & FLAG_KNIGHT ? 1 : move & FLAG_BISHOP ? 2 : 3;
+    int piece = move & FLAG_QUEEN ? 0 : move & FLAG_KNIGHT ? 1 : move & FLAG_BISHOP ? 2 : 3;
     if (relaxed(shell.uci_mode)) {
         out[4] = "qnbr"[piece];
         out[5] = 0;
@@ -59,22 +59,22 @@ void move_to_text(const Position& pos, int side, Move move, char* out) {
 // Forms of a pawn move. `coordinate` comes with the protocol's promotion suffix.
 static void write_pawn_forms(const Position& pos, Move move, char* coordinate, char* short_form,
                              char* file_form) {
-    int         to     = move_to(move);
+    int to = move_to(move);
     const char* suffix = "";
     if (move & FLAG_MASK) {
-        suffix = move & FLAG_QUEEN    ? "=Q"
-                 : move & FLAG_KNIGHT ? "=N"
-                 : move & FLAG_BISHOP ? "=B"
-                                      : "=R";
+        suffix = move & FLAG_QUEEN  ? "=Q"
+               : move & FLAG_KNIGHT ? "=N"
+               : move & FLAG_BISHOP ? "=B"
+                                    : "=R";
     }
     coordinate[4] = 0;
 
     if (pos.board[to] != 0 || to == pos.ep_square) {
         strcpy(short_form, coordinate);
         short_form[1] = 'x';
-        file_form[0]  = coordinate[0];
-        file_form[1]  = coordinate[2];
-        file_form[2]  = 0;
+        file_form[0] = coordinate[0];
+        file_form[1] = coordinate[2];
+        file_form[2] = 0;
         strcat(file_form, suffix);
     } else {
         strcpy(short_form, SQUARE_NAMES[to]);
@@ -101,7 +101,7 @@ static void write_castling_forms(const Position& pos, int side, Move move, char*
 static Bitboard fellow_movers(const Position& pos, int side, int type, int from, int to) {
     Bitboard others = pos.pieces[side][type] & ~bit(from);
     if (!others) return 0;
-    Bitboard occ     = occupied(pos) | bit(to);
+    Bitboard occ = occupied(pos) | bit(to);
     Bitboard attacks = 0;
     if (type == KNIGHT) attacks = knight_attacks[to];
     if (type == BISHOP || type == QUEEN) attacks |= bishop_attacks(to, occ);
@@ -111,20 +111,20 @@ static Bitboard fellow_movers(const Position& pos, int side, int type, int from,
 
 static void write_piece_forms(const Position& pos, int side, Move move, int type, char* short_form,
                               char* file_form, char* rank_form) {
-    int  from = move_from(move), to = move_to(move);
+    int from = move_from(move), to = move_to(move);
     char letter = TYPE_LETTERS[type];
 
     char by_file[3] = {letter, SQUARE_NAMES[from][0], 0};
     char by_rank[3] = {letter, SQUARE_NAMES[from][1], 0};
-    char plain[2]   = {letter, 0};
+    char plain[2] = {letter, 0};
 
-    Bitboard    fellows  = fellow_movers(pos, side, type, from, to);
+    Bitboard fellows = fellow_movers(pos, side, type, from, to);
     const char* shortest = plain;
     if (fellows & file_mask(file_of(from))) shortest = by_rank;
     else if (fellows & rank_mask(rank_of(from))) shortest = by_file;
 
     const char* target = SQUARE_NAMES[to];
-    const char* takes  = pos.board[to] != 0 ? "x" : "";
+    const char* takes = pos.board[to] != 0 ? "x" : "";
     snprintf(short_form, MOVE_TEXT_LENGTH, "%s%s%s", shortest, takes, target);
     snprintf(file_form, MOVE_TEXT_LENGTH, "%s%s%s", by_file, takes, target);
     snprintf(rank_form, MOVE_TEXT_LENGTH, "%s%s%s", by_rank, takes, target);
@@ -158,7 +158,7 @@ static void normalise_move_text(char* text) {
     char last = static_cast<char>(toupper(static_cast<unsigned char>(text[length - 1])));
     if (strchr("BNQR", last) && (length < 2 || text[length - 2] != '=')) {
         text[length - 1] = '=';
-        text[length]     = last;
+        text[length] = last;
         text[length + 1] = 0;
     }
     for (char* c = text; *c; c++)
@@ -176,8 +176,8 @@ int parse_move(char* text, Move* out) {
     normalise_move_text(text);
     if (text[0] == 0) return 0;
 
-    Position& pos   = main_thread->position;
-    int       found = 0;
+    Position& pos = main_thread->position;
+    int found = 0;
     for (MoveEntry* entry = gen_all_game(pos); entry->move != LIST_END; entry++) {
         char forms[4][MOVE_TEXT_LENGTH];
         move_to_forms(pos, entry->move, forms[0], forms[1], forms[2], forms[3]);

@@ -10,14 +10,14 @@
 constexpr int PERFT_MAX_DEPTH = 20;
 
 void perft(SearchThread& thread, int side, int ply_slot, int depth) {
-    Position&         pos   = thread.position;
+    Position& pos = thread.position;
     SearchStackEntry& entry = thread.stack[ply_slot];
 
     int checker = first_attacker(pos, pos.king_square[side], side ^ 1, occupied(pos));
     entry.checker_square = static_cast<uint8_t>(checker);
-    entry.in_check       = checker != NO_SQUARE;
-    entry.hash_move      = NULL_MOVE;
-    entry.stage          = PICK_PERFT;
+    entry.in_check = checker != NO_SQUARE;
+    entry.hash_move = NULL_MOVE;
+    entry.stage = PICK_PERFT;
 
     while (MoveEntry* move = next_move(pos)) {
         entry.current_move = move;
@@ -34,7 +34,7 @@ void perft(SearchThread& thread, int side, int ply_slot, int depth) {
 
 uint64_t run_perft(SearchThread& thread, int depth) {
     thread.perft_nodes = 0;
-    depth              = std::clamp(depth, 0, PERFT_MAX_DEPTH);
+    depth = std::clamp(depth, 0, PERFT_MAX_DEPTH);
     if (depth == 0) return 0;
 
     int16_t ply = thread.ply;

@@ -26,21 +26,21 @@ static const char* skip_spaces(const char* text) {
 }
 
 static void clear_position(Position& pos) {
-    pos.touched   = 0;
-    pos.castling  = 0;
+    pos.touched = 0;
+    pos.castling = 0;
     pos.halfmoves = 0;
     for (int side : {WHITE, BLACK}) {
         pos.piece_counts[side] = 0;
-        pos.material[side]     = 0;
-        pos.king_square[side]  = NO_SQUARE;
+        pos.material[side] = 0;
+        pos.king_square[side] = NO_SQUARE;
         for (int type = ALL_PIECES; type <= KING; type++) pos.pieces[side][type] = 0;
     }
     memset(pos.board, 0, sizeof pos.board);
     pos.ep_square = NO_SQUARE;
 
     pos.owner->undo_index = 0;
-    pos.owner->ply        = 1;
-    pos.owner->last_move  = NULL_MOVE;
+    pos.owner->ply = 1;
+    pos.owner->last_move = NULL_MOVE;
 }
 
 // Reads the placement field and returns the place behind it. Letters for squares off the board or
@@ -92,9 +92,9 @@ void set_position(Position& pos, const char* fen) {
         if (*text != 0) text++;
     }
 
-    char   castling_field[9] = {};
-    size_t length            = 0;
-    text                     = skip_spaces(text);
+    char castling_field[9] = {};
+    size_t length = 0;
+    text = skip_spaces(text);
     while (length < 8 && !is_space_or_end(*text)) castling_field[length++] = *text++;
     set_castling_rights(pos, castling_field);
 
@@ -123,9 +123,9 @@ static int wanted_rights(const Position& pos, const char* field) {
 
 void set_castling_rights(Position& pos, const char* field) {
     for (int right = 0; right < CASTLING_RIGHTS; right++) {
-        pos.castle_mask[right]  = 0;
+        pos.castle_mask[right] = 0;
         pos.castle_empty[right] = 0;
-        pos.castle_rook[right]  = NO_SQUARE;
+        pos.castle_rook[right] = NO_SQUARE;
     }
 
     int wanted = wanted_rights(pos, field);
@@ -136,19 +136,19 @@ void set_castling_rights(Position& pos, const char* field) {
 
         // With two rooks on the wing it can't be known which one is meant, and a guess would
         // castle with the wrong one. The right is dropped without a message.
-        bool     king_side = (right & 1) == 0;
+        bool king_side = (right & 1) == 0;
         Bitboard rooks = pos.pieces[side][ROOK] & (king_side ? ray_east[king] : ray_west[king]);
         if (pop_count(rooks) != 1) continue;
 
-        int rook      = bit_scan_forward(rooks);
-        int king_to   = home + (king_side ? G1 : C1);
-        int rook_to   = home + (king_side ? F1 : D1);
-        Bitboard path = between[king][king_to] | between[rook][rook_to] | bit(king_to)
-                      | bit(rook_to);
-        pos.castle_rook[right]  = static_cast<uint8_t>(rook);
-        pos.castle_mask[right]  = bit(king) | bit(rook);
+        int rook = bit_scan_forward(rooks);
+        int king_to = home + (king_side ? G1 : C1);
+        int rook_to = home + (king_side ? F1 : D1);
+        Bitboard path =
+            between[king][king_to] | between[rook][rook_to] | bit(king_to) | bit(rook_to);
+        pos.castle_rook[right] = static_cast<uint8_t>(rook);
+        pos.castle_mask[right] = bit(king) | bit(rook);
         pos.castle_empty[right] = path & ~(bit(king) | bit(rook));
-        pos.castling            = static_cast<uint8_t>(pos.castling | (1 << right));
+        pos.castling = static_cast<uint8_t>(pos.castling | (1 << right));
     }
 }
 
@@ -176,9 +176,9 @@ void write_fen(const Position& pos, char* out, int with_counters) {
                 continue;
             }
             if (empty) *out++ = static_cast<char>('0' + empty);
-            empty       = 0;
+            empty = 0;
             char letter = PIECE_LETTERS[type_of(code) - 1];
-            *out++      = static_cast<char>(colour_of(code) == WHITE ? letter : letter | 0x20);
+            *out++ = static_cast<char>(colour_of(code) == WHITE ? letter : letter | 0x20);
         }
         if (empty) *out++ = static_cast<char>('0' + empty);
         if (rank) *out++ = '/';
@@ -204,12 +204,12 @@ void print_board(const Position& pos) {
     char text[FEN_LENGTH + 256];
     write_fen(pos, text, 1);
     char* out = text + strlen(text);
-    *out++    = '\n';
+    *out++ = '\n';
     for (int rank = 7; rank >= 0; rank--) {
         *out++ = ' ';
         for (int file = 0; file < 8; file++) {
             int code = pos.board[rank * 8 + file];
-            *out++   = ' ';
+            *out++ = ' ';
             // A black pawn is an "o", which stands out from a white "P".
             if (code == 0) *out++ = ((rank ^ file) & 1) == 0 ? '+' : '-';
             else *out++ = (colour_of(code) == WHITE ? PIECE_LETTERS : "onbrqk")[type_of(code) - 1];

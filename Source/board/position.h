@@ -43,9 +43,9 @@ struct Position {
 
     // Restored together by unmake_move as one 32-bit word.
     alignas(4) uint8_t side; // to move
-    uint8_t ep_square; // the square that a pawn just skipped, or NO_SQUARE
-    uint8_t castling;  // living rights
-    uint8_t halfmoves; // plies since the last capture, pawn move or castling; stops at 255
+    uint8_t ep_square;       // the square that a pawn just skipped, or NO_SQUARE
+    uint8_t castling;        // living rights
+    uint8_t halfmoves;       // plies since the last capture, pawn move or castling; stops at 255
 };
 static_assert(offsetof(Position, pawn_key) == offsetof(Position, key) + 8, "one 16-byte block");
 static_assert(offsetof(Position, ep_square) == offsetof(Position, side) + 1
@@ -56,15 +56,15 @@ static_assert(offsetof(Position, ep_square) == offsetof(Position, side) + 1
 
 // What unmake_move needs of one move.
 struct UndoRecord {
-    uint64_t key;       // before the move, as all of these
+    uint64_t key; // before the move, as all of these
     uint64_t pawn_key;
-    Move     move;      // the move made; 0 for a null move
-    uint8_t  captured;  // type of the piece taken on the to-square; 0 for none and for en passant
-    uint8_t  ep_square;
-    uint8_t  ep_taken;  // 1 if an en passant capture took a pawn
+    Move move;        // the move made; 0 for a null move
+    uint8_t captured; // type of the piece taken on the to-square; 0 for none and for en passant
+    uint8_t ep_square;
+    uint8_t ep_taken; // 1 if an en passant capture took a pawn
     uint64_t touched;
-    uint8_t  halfmoves;
-    uint8_t  castling;
+    uint8_t halfmoves;
+    uint8_t castling;
 };
 static_assert(sizeof(UndoRecord) == 40, "one record a move");
 
@@ -80,22 +80,20 @@ inline int pawn_count(const Position& pos, int side) {
 // Puts a piece on an empty square, or takes it off: board, bitboards, counts and material. The
 // keys and king_square are the caller's.
 inline void add_piece(Position& pos, int square, int code) {
-    int side          = colour_of(code);
+    int side = colour_of(code);
     pos.board[square] = static_cast<uint8_t>(code);
     pos.pieces[side][ALL_PIECES] ^= bit(square);
     pos.by_code[code] ^= bit(square);
     pos.piece_counts[side] += count_step[type_of(code)];
-    pos.material[side] = static_cast<uint16_t>(
-        pos.material[side] + material_step[type_of(code)]);
+    pos.material[side] = static_cast<uint16_t>(pos.material[side] + material_step[type_of(code)]);
 }
 inline void remove_piece(Position& pos, int square, int code) {
-    int side          = colour_of(code);
+    int side = colour_of(code);
     pos.board[square] = 0;
     pos.pieces[side][ALL_PIECES] ^= bit(square);
     pos.by_code[code] ^= bit(square);
     pos.piece_counts[side] -= count_step[type_of(code)];
-    pos.material[side] = static_cast<uint16_t>(
-        pos.material[side] - material_step[type_of(code)]);
+    pos.material[side] = static_cast<uint16_t>(pos.material[side] - material_step[type_of(code)]);
 }
 
 // The key with bit 32 showing `side` to move.

@@ -17,7 +17,7 @@ int least_attacker(const Position& pos, int square, int side, Bitboard occ) {
     set = knight_attacks[square] & own[KNIGHT] & occ;
     if (set) return bit_scan_forward(set);
 
-    Bitboard diagonals   = bishop_rays[square] & (own[BISHOP] | own[QUEEN]) & occ;
+    Bitboard diagonals = bishop_rays[square] & (own[BISHOP] | own[QUEEN]) & occ;
     Bitboard orthogonals = rook_rays[square] & (own[ROOK] | own[QUEEN]) & occ;
     if (diagonals) {
         diagonals &= bishop_attacks(square, occ);
@@ -63,8 +63,8 @@ int see_reply(const Position& pos, int side, int square, int target_type, Bitboa
 }
 
 int see(const Position& pos, int side, int from, int to) {
-    Bitboard occ    = occupied(pos);
-    int      target = type_of(pos.board[to]);
+    Bitboard occ = occupied(pos);
+    int target = type_of(pos.board[to]);
     if (from == NO_SQUARE) return see_reply(pos, side, to, target, occ);
 
     occ &= ~bit(from);

@@ -46,15 +46,15 @@ static int king_and_pawn(const Position& pos, int strong) {
     constexpr int WIN_BONUS = 800;
 
     int king = pos.king_square[strong], enemy = pos.king_square[strong ^ 1];
-    int pawn      = bit_scan_forward(pos.pieces[strong][PAWN]);
+    int pawn = bit_scan_forward(pos.pieces[strong][PAWN]);
     int promotion = file_of(pawn) + (strong == WHITE ? 56 : 0);
-    int advance   = rank_of(pawn ^ rank_flip[strong]);
-    int score     = chebyshev(enemy, promotion) - chebyshev(king, promotion) + 4 * advance;
+    int advance = rank_of(pawn ^ rank_flip[strong]);
+    int score = chebyshev(enemy, promotion) - chebyshev(king, promotion) + 4 * advance;
 
     if (strong == BLACK) {
-        king  = 63 - king;
+        king = 63 - king;
         enemy = 63 - enemy;
-        pawn  = 63 - pawn;
+        pawn = 63 - pawn;
     }
     if (file_of(pawn) >= 4) {
         king ^= 7;
@@ -77,7 +77,7 @@ static int bishop_and_knight(const Position& pos, int strong) {
 // Heavy pieces against the lone king, from White's view. Pawns don't count.
 static int heavy_pieces(const Position& pos) {
     int score[2] = {pos.material[WHITE] * 100, pos.material[BLACK] * 100};
-    int strong   = pos.material[WHITE] > pos.material[BLACK] ? WHITE : BLACK;
+    int strong = pos.material[WHITE] > pos.material[BLACK] ? WHITE : BLACK;
     int king = pos.king_square[strong], enemy = pos.king_square[strong ^ 1];
     score[strong] += 100 + 4 * (king_corner_value(enemy) - 4 * chebyshev(king, enemy));
     return score[WHITE] - score[BLACK];
@@ -93,8 +93,8 @@ bool endgame_score(const Position& pos, int side, int& score) {
     }
     if (white != 0 && black != 0) return false; // the rest needs a lone king
 
-    const int      strong = white != 0 ? WHITE : BLACK;
-    const uint32_t force  = white | black;
+    const int strong = white != 0 ? WHITE : BLACK;
+    const uint32_t force = white | black;
     if (force == ONE_PAWN) {
         score = king_and_pawn(pos, strong);
     } else if (force == BISHOP_AND_KNIGHT) {
@@ -113,16 +113,15 @@ bool endgame_score(const Position& pos, int side, int& score) {
 // reach.
 static bool wrong_bishop(const Position& pos, int strong) {
     uint32_t counts = pos.piece_counts[strong];
-    if (!(counts & COUNT_PAWNS) || bishops(counts) == 0
-        || (counts & PIECES & ~0xF00u) != 0)
+    if (!(counts & COUNT_PAWNS) || bishops(counts) == 0 || (counts & PIECES & ~0xF00u) != 0)
         return false;
     Bitboard pawns = pos.pieces[strong][PAWN];
-    int      file;
+    int file;
     if (!(pawns & ~FILE_A)) file = 0;
     else if (!(pawns & ~FILE_H)) file = 7;
     else return false;
 
-    int      corner = file + (strong == WHITE ? 56 : 0);
+    int corner = file + (strong == WHITE ? 56 : 0);
     Bitboard colour = bit(corner) & DARK_SQUARES ? DARK_SQUARES : LIGHT_SQUARES;
     return chebyshev(pos.king_square[strong ^ 1], corner) <= 1
         && !(pos.pieces[strong][BISHOP] & colour);
@@ -143,9 +142,9 @@ static bool king_before_pawns(const Position& pos, int strong) {
 
 // Factor for a leader with one pawn or two.
 static float few_pawns_factor(const Position& pos, int strong, float scale) {
-    bool   minor  = pos.piece_counts[strong ^ 1] & MINOR_PIECES;
+    bool minor = pos.piece_counts[strong ^ 1] & MINOR_PIECES;
     double factor = pawn_count(pos, strong) == 1 ? (minor ? 0.6 : 0.8) : (minor ? 0.8 : 0.9);
-    scale         = static_cast<float>(scale * factor);
+    scale = static_cast<float>(scale * factor);
     if (king_before_pawns(pos, strong)) scale *= 0.75f;
     return scale;
 }
@@ -164,8 +163,8 @@ float endgame_scale(const Position& pos, int white_score) {
         || std::abs(material[WHITE] - material[BLACK]) > MOST_DIFFERENCE)
         return 1.0f;
 
-    int      strong = white_score > 0 ? WHITE : BLACK, weak = strong ^ 1;
-    int      pawns[2] = {pawn_count(pos, WHITE), pawn_count(pos, BLACK)};
+    int strong = white_score > 0 ? WHITE : BLACK, weak = strong ^ 1;
+    int pawns[2] = {pawn_count(pos, WHITE), pawn_count(pos, BLACK)};
     uint32_t force = pos.piece_counts[strong], defence = pos.piece_counts[weak];
 
     if (pawns[strong] == 0) {

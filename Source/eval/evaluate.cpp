@@ -22,7 +22,7 @@ void refresh_eval_tables(SearchThread& thread) {
 static int contempt(const Position& pos) {
     constexpr int FULL = 82; // both sides' pieces above 6 units, and 24 pawns' worth
     int pieces = std::max(pos.material[WHITE] + pos.material[BLACK], 6) - 6;
-    int fill   = pieces + 2 * std::min(pawn_count(pos, WHITE) + pawn_count(pos, BLACK), 12);
+    int fill = pieces + 2 * std::min(pawn_count(pos, WHITE) + pawn_count(pos, BLACK), 12);
     return active_personality.contempt_taper * (fill - FULL / 2) / (FULL / 2)
          + load_shared(active_personality.Contempt) * fill / FULL;
 }
@@ -31,8 +31,8 @@ int Evaluate(SearchThread& thread, int side, int ply, int in_check) {
     constexpr int FIFTY_SCALE = 256;
     if (in_check) return NO_EVAL;
 
-    const Position& pos   = thread.position;
-    int             score = HceEval(thread, side, ply, 0);
+    const Position& pos = thread.position;
+    int score = HceEval(thread, side, ply, 0);
     if (engine.target_time < ANALYSIS_SECONDS)
         score += side == engine.root_side ? contempt(pos) : -contempt(pos);
     score -= score * pos.halfmoves / FIFTY_SCALE;
@@ -43,26 +43,26 @@ int Evaluate(SearchThread& thread, int side, int ply, int in_check) {
 static void prepare_context(const Position& pos, EvalContext& context) {
     constexpr int FULL_MATERIAL = 59; // phase units of both sides
 
-    int material      = pos.material[WHITE] + pos.material[BLACK];
-    context.phase     = material < FULL_MATERIAL ? static_cast<float>(1.0 - 0.017 * material) : 0.0f;
-    context.occupied  = occupied(pos);
+    int material = pos.material[WHITE] + pos.material[BLACK];
+    context.phase = material < FULL_MATERIAL ? static_cast<float>(1.0 - 0.017 * material) : 0.0f;
+    context.occupied = occupied(pos);
     context.hung_pieces = context.free_pawns = 0;
     memset(context.attacks, 0, sizeof context.attacks);
     for (int side : {WHITE, BLACK}) {
-        int king                      = pos.king_square[side];
-        context.packed[side]          = 0;
+        int king = pos.king_square[side];
+        context.packed[side] = 0;
         context.threat_pressure[side] = 0;
-        context.double_attacks[side]  = 0;
+        context.double_attacks[side] = 0;
         context.attacks[side][KING] = context.attacks[side][ATTACKS_ALL] = king_attacks[king];
 
         int centre = std::clamp(rank_of(king), 1, 6) * 8 + std::clamp(file_of(king), 1, 6);
         context.king_zone[side] = king_attacks[centre] | bit(centre);
-        bool queen_side         = file_of(king) < 4;
-        context.flip[side]      = rank_flip[side] ^ (queen_side ? 7 : 0);
+        bool queen_side = file_of(king) < 4;
+        context.flip[side] = rank_flip[side] ^ (queen_side ? 7 : 0);
         context.group_start[side] = 0;
     }
-    context.same_half = (file_of(pos.king_square[WHITE]) < 4)
-                     == (file_of(pos.king_square[BLACK]) < 4);
+    context.same_half =
+        (file_of(pos.king_square[WHITE]) < 4) == (file_of(pos.king_square[BLACK]) < 4);
 }
 
 // Keeps what was added since the last checkpoint as a group of the report.
@@ -70,7 +70,7 @@ static void checkpoint(EvalContext& context, EvalGroup group) {
     if (!context.report) return;
     for (int side : {WHITE, BLACK}) {
         context.group[group][side] = packed_sub(context.packed[side], context.group_start[side]);
-        context.group_start[side]  = context.packed[side];
+        context.group_start[side] = context.packed[side];
     }
 }
 
@@ -105,17 +105,17 @@ static void add_terms(SearchThread& thread, EvalContext& context) {
 }
 
 int HceEval(SearchThread& thread, int side, int ply, int report) {
-    const Position& pos     = thread.position;
-    EvalContext&    context = thread.context;
+    const Position& pos = thread.position;
+    EvalContext& context = thread.context;
     count(thread.eval_probes);
     context.report = report;
-    context.ply    = ply;
+    context.ply = ply;
 
     int score = 0;
     if (endgame_score(pos, side, score)) return score;
 
     SearchStackEntry& stack = thread.stack[ply];
-    EvalHashEntry&    entry = thread.eval_hash[(pos.key & (EVAL_HASH_SIZE - 2)) + pos.side];
+    EvalHashEntry& entry = thread.eval_hash[(pos.key & (EVAL_HASH_SIZE - 2)) + pos.side];
     if (entry.key == pos.key && ply > 1 && !report) {
         count(thread.eval_hits);
         memcpy(stack.threat_pressure, entry.threat_pressure, sizeof stack.threat_pressure);
@@ -124,9 +124,9 @@ int HceEval(SearchThread& thread, int side, int ply, int report) {
 
     prepare_context(pos, context);
     add_terms(thread, context);
-    int   white = blend(packed_sub(context.packed[WHITE], context.packed[BLACK]), context.phase);
+    int white = blend(packed_sub(context.packed[WHITE], context.packed[BLACK]), context.phase);
     float scale = endgame_scale(pos, white);
-    score       = static_cast<int>(static_cast<float>(white) * scale);
+    score = static_cast<int>(static_cast<float>(white) * scale);
     if (pos.side == BLACK) score = -score;
 
     entry.key = pos.key;

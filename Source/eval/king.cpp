@@ -6,15 +6,14 @@
 namespace {
 
 struct CheckSquares {
-    Bitboard safe;              // for the enemy
+    Bitboard safe;                                // for the enemy
     Bitboard from_bishop, from_rook, from_knight; // safe squares that check the king
 };
 
 } // namespace
 
-static CheckSquares find_check_squares(const Position& pos, const EvalContext& context,
-                                       int side) {
-    int      king = pos.king_square[side], them = side ^ 1;
+static CheckSquares find_check_squares(const Position& pos, const EvalContext& context, int side) {
+    int king = pos.king_square[side], them = side ^ 1;
     Bitboard guarded = pos.pieces[them][ALL_PIECES] | context.minor_rook_attacks[side]
                      | context.double_attacks[side]
                      | (context.attacks[side][ATTACKS_ALL] & ~context.double_attacks[them]);
@@ -40,10 +39,10 @@ static int zone_danger(const EvalContext& context, int side, const CheckSquares&
     constexpr int QUEEN_POINTS = 5, MOST_QUEEN_POINTS = 15, CHECK_POINTS = 2;
 
     const Bitboard* attacks = context.attacks[side ^ 1];
-    Bitboard        zone    = context.king_zone[side];
-    Bitboard        minors  = zone & ~context.lesser_attacks[side];
-    Bitboard        rooks   = zone & ~context.minor_rook_attacks[side];
-    Bitboard        queens  = zone & ~context.non_king_attacks[side];
+    Bitboard zone = context.king_zone[side];
+    Bitboard minors = zone & ~context.lesser_attacks[side];
+    Bitboard rooks = zone & ~context.minor_rook_attacks[side];
+    Bitboard queens = zone & ~context.non_king_attacks[side];
 
     int p = pop_count(context.pawn_attacks[side ^ 1] & zone & ~context.pawn_attacks[side]);
     int n = pop_count(attacks[KNIGHT] & (squares.from_knight | minors));
@@ -58,8 +57,8 @@ static int zone_danger(const EvalContext& context, int side, const CheckSquares&
 // Share of the danger rows for so many points: nearly quadratic, flat from 39 on.
 static float danger_share(int danger) {
     constexpr int MOST_DANGER = 39;
-    int           x           = std::min(danger, MOST_DANGER);
-    double        damping     = static_cast<float>(1.0 - 0.006 * x);
+    int x = std::min(danger, MOST_DANGER);
+    double damping = static_cast<float>(1.0 - 0.006 * x);
     return static_cast<float>(damping * 0.0018 * (x * x));
 }
 
@@ -67,9 +66,9 @@ static float danger_share(int danger) {
 static void eval_king_safety(const Position& pos, EvalContext& context, int side) {
     constexpr int FULL_SHIELD = 8, CHECKED_KING_PRESSURE = 800;
 
-    int      them      = side ^ 1;
-    Bitboard pawns     = pos.pieces[side][PAWN];
-    Bitboard one       = step_forward(side, pawns);
+    int them = side ^ 1;
+    Bitboard pawns = pos.pieces[side][PAWN];
+    Bitboard one = step_forward(side, pawns);
     Bitboard sheltered = pawns | one | step_forward(side, one);
     int shield = pop_count(step_forward(side, context.king_zone[side]) & sheltered);
     context.king_attack_weight[side] -= std::min(shield, FULL_SHIELD);
@@ -77,8 +76,8 @@ static void eval_king_safety(const Position& pos, EvalContext& context, int side
         add_row_scaled(context, side, pawn_shield, static_cast<float>((shield - 9) * 0.111));
 
     CheckSquares squares = find_check_squares(pos, context, side);
-    int          checks  = count_checks(context, them, squares);
-    int          danger  = zone_danger(context, side, squares, checks);
+    int checks = count_checks(context, them, squares);
+    int danger = zone_danger(context, side, squares, checks);
     add_row_times(context, side, enemy_checks, checks);
     if (context.attacks[them][QUEEN] & (squares.from_bishop | squares.from_rook)
         & king_attacks[pos.king_square[side]])
@@ -91,10 +90,10 @@ static void eval_king_safety(const Position& pos, EvalContext& context, int side
 // King steps from the king's surroundings to the nearest way of a pawn.
 static int pawn_way_distance(const Position& pos, int king) {
     constexpr int FARTHEST = 7;
-    Bitboard      ways     = fill_forward(WHITE, pos.pieces[WHITE][PAWN])
-                  | fill_forward(BLACK, pos.pieces[BLACK][PAWN]);
-    Bitboard box      = king_attacks[king] | bit(king);
-    int      distance = 0;
+    Bitboard ways =
+        fill_forward(WHITE, pos.pieces[WHITE][PAWN]) | fill_forward(BLACK, pos.pieces[BLACK][PAWN]);
+    Bitboard box = king_attacks[king] | bit(king);
+    int distance = 0;
     while (!(ways & box) && distance < FARTHEST) {
         box = grow_king_step(box);
         distance++;
@@ -104,15 +103,16 @@ static int pawn_way_distance(const Position& pos, int king) {
 
 void eval_king(const Position& pos, EvalContext& context, int side) {
     static constexpr float KingPawnDistance[8] = {0.0f, 0.2f, 0.4f, 0.6f, 0.8f, 1.0f, 1.0f, 1.0f};
-    constexpr int          MIDGAME_MATERIAL    = 8; // phase units; fewer attack no king
+    constexpr int MIDGAME_MATERIAL = 8; // phase units; fewer attack no king
 
     int king = pos.king_square[side], them = side ^ 1;
     add_row(context, side, PST_K + (king ^ context.flip[side]));
     if (pos.material[them] > MIDGAME_MATERIAL) eval_king_safety(pos, context, side);
 
-    Bitboard exits = king_attacks[king] & ~pos.pieces[side][ALL_PIECES]
-                   & ~context.attacks[them][ATTACKS_ALL];
+    Bitboard exits =
+        king_attacks[king] & ~pos.pieces[side][ALL_PIECES] & ~context.attacks[them][ATTACKS_ALL];
     if (!exits) add_row(context, side, king_trapped);
     if (context.all_pawns)
-        add_row_scaled(context, side, king_pawn_dist, KingPawnDistance[pawn_way_distance(pos, king)]);
+        add_row_scaled(context, side, king_pawn_dist,
+                       KingPawnDistance[pawn_way_distance(pos, king)]);
 }

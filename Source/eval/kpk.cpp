@@ -5,7 +5,7 @@
 uint8_t KpkTable[KPK_SIZE];
 
 constexpr uint8_t KPK_IMPOSSIBLE = 0; // values are collected with "or", so this adds nothing
-constexpr uint8_t KPK_UNKNOWN    = 4; // only while the table is built
+constexpr uint8_t KPK_UNKNOWN = 4;    // only while the table is built
 
 namespace {
 
@@ -26,7 +26,7 @@ static bool attacked_by_pawn(int pawn, int square) {
 
 static uint8_t seed_value(const Placement& p) {
     constexpr int SEVENTH = 6;
-    int           rank    = rank_of(p.pawn);
+    int rank = rank_of(p.pawn);
     if (rank == 0 || rank == 7) return KPK_IMPOSSIBLE;
     if (p.pawn == p.king || p.pawn == p.enemy || chebyshev(p.king, p.enemy) <= 1)
         return KPK_IMPOSSIBLE;
@@ -43,7 +43,7 @@ static uint8_t seed_value(const Placement& p) {
 // Union of the values that the attacker can reach.
 static uint8_t attacker_values(const Placement& p) {
     uint8_t values = 0;
-    int     target = p.pawn + 8;
+    int target = p.pawn + 8;
     if (rank_of(p.pawn) < 6) {
         bool open = target != p.king && target != p.enemy;
         if (open) values |= KpkTable[kpk_index(1, target, p.king, p.enemy)];
@@ -70,12 +70,12 @@ static uint8_t defender_values(const Placement& p) {
 // what remains when nothing is open any more is the other. Returns whether an entry changed.
 static bool sweep(int defender_moves) {
     bool changed = false;
-    int  first   = defender_moves << 17;
+    int first = defender_moves << 17;
     for (int i = first; i < first + KPK_SIZE / 2; i++) {
         if (KpkTable[i] != KPK_UNKNOWN) continue;
-        Placement p      = placement_of(i);
-        uint8_t   values = defender_moves ? defender_values(p) : attacker_values(p);
-        uint8_t   good   = defender_moves ? KPK_DRAW : KPK_WIN;
+        Placement p = placement_of(i);
+        uint8_t values = defender_moves ? defender_values(p) : attacker_values(p);
+        uint8_t good = defender_moves ? KPK_DRAW : KPK_WIN;
         if (values & good) KpkTable[i] = good;
         else if (values & KPK_UNKNOWN) continue;
         else if (defender_moves && (values & KPK_WIN)) KpkTable[i] = KPK_WIN;

@@ -11,7 +11,7 @@ constexpr int KPK_SIZE = 2 * 32 * 4096;
 extern uint8_t KpkTable[KPK_SIZE];
 
 constexpr uint8_t KPK_DRAW = 1;
-constexpr uint8_t KPK_WIN  = 2;
+constexpr uint8_t KPK_WIN = 2;
 
 // Index of a placement. `defender_moves` is 0 or 1, the pawn stands on files a-d.
 constexpr int kpk_index(int defender_moves, int pawn, int attacker_king, int defender_king) {

@@ -15,7 +15,7 @@ namespace {
 
 struct DefaultRow {
     char name[24];
-    int  mg, eg;
+    int mg, eg;
 };
 
 } // namespace
@@ -120,8 +120,8 @@ static void write_row(int& next, const char* name, int mg, int eg) {
     EvalParam& row = eval_params[next++];
     if (strcmp(name, row.name) != 0) printf("error %s  %s\n", name, row.name);
     row.value = pack_score(mg, eg);
-    row.mg    = static_cast<float>(mg);
-    row.eg    = static_cast<float>(eg);
+    row.mg = static_cast<float>(mg);
+    row.eg = static_cast<float>(eg);
 }
 
 // The name that belongs to a row.
@@ -145,11 +145,11 @@ void BuildEvalParams() {
 
 void ReadParamsFile() {
     constexpr char DELIMITERS[] = "(),\"\n";
-    FILE*          file         = fopen("params.txt", "r");
+    FILE* file = fopen("params.txt", "r");
     if (!file) return;
 
     char line[254];
-    int  next = mtl_pawn;
+    int next = mtl_pawn;
     while (fgets(line, sizeof line, file)) {
         char* rest = nullptr;
         char* name = strtok_r(line, DELIMITERS, &rest);
@@ -166,8 +166,8 @@ void ReadParamsFile() {
 void ScaleParam(const char* substring, const int16_t* percents) {
     for (EvalParam& row : eval_params) {
         if (!strstr(row.name, substring)) continue;
-        row.mg    = static_cast<float>(row.mg * (percents[0] * 0.01));
-        row.eg    = static_cast<float>(row.eg * (percents[1] * 0.01));
+        row.mg = static_cast<float>(row.mg * (percents[0] * 0.01));
+        row.eg = static_cast<float>(row.eg * (percents[1] * 0.01));
         row.value = pack_score(static_cast<int>(std::lround(row.mg)),
                                static_cast<int>(std::lround(row.eg)));
     }

@@ -7,17 +7,17 @@
 
 #include <cstdint>
 
-constexpr int SPARE_ROWS   = 32; // "ttune": slots for a tuning mode
-constexpr int FAMILY_ROWS  = 87; // scalar rows and families
-constexpr int PARAM_ROWS   = FAMILY_ROWS + SPARE_ROWS + 13 * 64;
+constexpr int SPARE_ROWS = 32;  // "ttune": slots for a tuning mode
+constexpr int FAMILY_ROWS = 87; // scalar rows and families
+constexpr int PARAM_ROWS = FAMILY_ROWS + SPARE_ROWS + 13 * 64;
 static_assert(PARAM_ROWS == 951, "rows of the table");
 
 struct EvalParam {
     int32_t value;     // packed: endgame * 65536 + midgame
-    float   mg;        // midgame value
-    float   eg;        // endgame value
+    float mg;          // midgame value
+    float eg;          // endgame value
     int32_t limits[3]; // zero
-    char    name[24];  // rows of a family share their name
+    char name[24];     // rows of a family share their name
 };
 static_assert(sizeof(EvalParam) == 48, "rows follow each other without gaps");
 

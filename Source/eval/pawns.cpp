@@ -10,18 +10,18 @@ static Bitboard neighbours(Bitboard set) { return step_east(set) | step_west(set
 
 // The pawn maps and sets that later steps read.
 static void find_pawn_sets(const Position& pos, EvalContext& context) {
-    constexpr Bitboard FILES_B_TO_G      = 0x7E7E7E7E7E7E7E7EULL;
-    constexpr Bitboard OUTPOST_RANKS[2]  = {rank_mask(3) | rank_mask(4) | rank_mask(5),
-                                            rank_mask(2) | rank_mask(3) | rank_mask(4)};
+    constexpr Bitboard FILES_B_TO_G = 0x7E7E7E7E7E7E7E7EULL;
+    constexpr Bitboard OUTPOST_RANKS[2] = {rank_mask(3) | rank_mask(4) | rank_mask(5),
+                                           rank_mask(2) | rank_mask(3) | rank_mask(4)};
 
     const Bitboard pawns[2] = {pos.pieces[WHITE][PAWN], pos.pieces[BLACK][PAWN]};
-    Bitboard       front[2], reach[2]; // squares ahead, and what can ever be attacked from there
+    Bitboard front[2], reach[2]; // squares ahead, and what can ever be attacked from there
     for (int side : {WHITE, BLACK}) {
         Bitboard ahead = step_forward(side, pawns[side]);
         Bitboard west = step_west(ahead), east = step_east(ahead);
         context.pawn_attacks[side] = west | east;
-        context.double_attacks[side] |= (west & east)
-                                      | (context.pawn_attacks[side] & context.attacks[side][ATTACKS_ALL]);
+        context.double_attacks[side] |=
+            (west & east) | (context.pawn_attacks[side] & context.attacks[side][ATTACKS_ALL]);
         context.attacks[side][ATTACKS_ALL] |= context.pawn_attacks[side];
         context.attacks[side][PAWN] |= context.pawn_attacks[side];
         front[side] = fill_forward(side, pawns[side]);
@@ -30,21 +30,21 @@ static void find_pawn_sets(const Position& pos, EvalContext& context) {
     context.all_pawns = pawns[WHITE] | pawns[BLACK];
     context.passed_pawns = context.halfopen_pawns = 0;
     for (int side : {WHITE, BLACK}) {
-        int      them  = side ^ 1;
-        Bitboard open  = pawns[side] & ~front[them];
+        int them = side ^ 1;
+        Bitboard open = pawns[side] & ~front[them];
         Bitboard passed = open & ~reach[them];
         context.outposts[side] = FILES_B_TO_G & OUTPOST_RANKS[side] & ~reach[them];
         context.passed_pawns |= passed;
         context.halfopen_pawns |= open & ~passed;
-        context.king_attack_weight[side] = 2 * pop_count(step_forward(them, pawns[them])
-                                                         & context.king_zone[side]);
+        context.king_attack_weight[side] =
+            2 * pop_count(step_forward(them, pawns[them]) & context.king_zone[side]);
     }
 }
 
 // What depends on pawns and king halves alone.
 static void eval_structure(const Position& pos, EvalContext& context) {
     for (int side : {WHITE, BLACK}) {
-        Bitboard  pawns  = pos.pieces[side][PAWN];
+        Bitboard pawns = pos.pieces[side][PAWN];
         const int tables = context.same_half ? PST_P1 : PST_P2;
         for (Bitboard set = pawns; set;) {
             int square = pop_lowest(set), index = square ^ context.flip[side];
@@ -54,10 +54,10 @@ static void eval_structure(const Position& pos, EvalContext& context) {
             if (context.pawn_attacks[side] & step_forward(side, bit(square)))
                 add_row(context, side, PST_CP + index);
         }
-        Bitboard ahead    = fill_forward(side, pawns);
-        Bitboard behind   = fill_forward(side ^ 1, pawns);
+        Bitboard ahead = fill_forward(side, pawns);
+        Bitboard behind = fill_forward(side ^ 1, pawns);
         Bitboard isolated = pawns & ~neighbours(pawns | ahead | behind);
-        Bitboard weak     = pawns & ~isolated & ~neighbours(pawns | ahead);
+        Bitboard weak = pawns & ~isolated & ~neighbours(pawns | ahead);
         add_row_times(context, side, pawn_isolated, pop_count(isolated));
         add_row_times(context, side, pawn_weak, pop_count(weak));
         add_row_times(context, side, pawn_doubled, pop_count(pawns & ahead));
@@ -90,19 +90,17 @@ void PawnEval(SearchThread& thread, EvalContext& context) {
 }
 
 // Tells whether nothing on the way of a mobile passed pawn can stop it.
-static bool path_is_free(const Position& pos, const EvalContext& context, int side,
-                         Bitboard path) {
+static bool path_is_free(const Position& pos, const EvalContext& context, int side, Bitboard path) {
     int them = side ^ 1;
     if (path & context.lesser_attacks[them]) return false;
     Bitboard contested = path & (pos.pieces[them][ALL_PIECES] | context.attacks[them][ATTACKS_ALL]);
-    return !(contested
-             & (~context.attacks[side][ATTACKS_ALL] | context.double_attacks[them]));
+    return !(contested & (~context.attacks[side][ATTACKS_ALL] | context.double_attacks[them]));
 }
 
 static void eval_passed_pawn(const Position& pos, EvalContext& context, int square) {
     // Weight of the kings' distances, and pressure on the defender, by rank.
     static constexpr float KING_SCALE[8] = {0.0f, 0.16f, 0.18f, 0.36f, 0.57f, 0.78f, 1.0f, 1.0f};
-    static constexpr int   PRESSURE[8]   = {0, 0, 0, 150, 300, 600, 1200, 0};
+    static constexpr int PRESSURE[8] = {0, 0, 0, 150, 300, 600, 1200, 0};
 
     int side = colour_of(pos.board[square]), them = side ^ 1;
     int rank = rank_of(square ^ rank_flip[side]), step = pawn_push[side];
@@ -110,7 +108,7 @@ static void eval_passed_pawn(const Position& pos, EvalContext& context, int squa
 
     Bitboard path = fill_forward(side, bit(square));
     if (path & context.all_pawns) return;
-    int stop   = square + step;
+    int stop = square + step;
     int target = rank == 1 && pos.board[stop] == 0 ? stop + step : stop;
 
     int pressure = PRESSURE[rank] / 4;
@@ -130,13 +128,14 @@ static void eval_passed_pawn(const Position& pos, EvalContext& context, int squa
                    KING_SCALE[rank]);
     add_row_scaled(context, side, ppawn_ekdist + chebyshev(pos.king_square[them], measured),
                    KING_SCALE[rank]);
-    if (context.pawn_attacks[side] & bit(target)) add_row(context, side, ppawn_connected + rank - 1);
+    if (context.pawn_attacks[side] & bit(target))
+        add_row(context, side, ppawn_connected + rank - 1);
     context.threat_pressure[them] += pressure;
 }
 
 static void eval_candidate(const Position& pos, EvalContext& context, int square) {
     static constexpr float KING_SCALE[8] = {0.0f, 0.15f, 0.30f, 0.45f, 0.60f, 0.75f, 0.90f, 1.0f};
-    constexpr int          FIRST_RANK = 3, LAST_RANK = 6;
+    constexpr int FIRST_RANK = 3, LAST_RANK = 6;
 
     int side = colour_of(pos.board[square]), them = side ^ 1;
     int rank = rank_of(square ^ rank_flip[side]);
@@ -145,17 +144,15 @@ static void eval_candidate(const Position& pos, EvalContext& context, int square
     if (path & context.occupied) return;
 
     int supporters = pop_count(neighbours(bit(square)) & pos.pieces[side][PAWN]);
-    int attackers  = pop_count(path & context.attacks[them][ATTACKS_ALL])
+    int attackers = pop_count(path & context.attacks[them][ATTACKS_ALL])
                   + ((path & context.double_attacks[them]) != 0);
     if (attackers > supporters) return;
     int before_promotion = file_of(square) + 8 * (side == WHITE ? 6 : 1);
-    int distance         = chebyshev(pos.king_square[them], before_promotion);
+    int distance = chebyshev(pos.king_square[them], before_promotion);
     add_row_scaled(context, side, candidate_passer + rank - 1, KING_SCALE[distance]);
 }
 
 void eval_passed_pawns(const Position& pos, EvalContext& context) {
-    for (Bitboard set = context.passed_pawns; set;)
-        eval_passed_pawn(pos, context, pop_lowest(set));
-    for (Bitboard set = context.halfopen_pawns; set;)
-        eval_candidate(pos, context, pop_lowest(set));
+    for (Bitboard set = context.passed_pawns; set;) eval_passed_pawn(pos, context, pop_lowest(set));
+    for (Bitboard set = context.halfopen_pawns; set;) eval_candidate(pos, context, pop_lowest(set));
 }

@@ -3,14 +3,14 @@
 // Shares of the mobility rows by the number of mobile squares.
 static constexpr float KnightMobility[9] = {-0.5f, -0.15f, 0.0f,  0.11f, 0.21f,
                                             0.29f, 0.37f,  0.44f, 0.5f};
-static constexpr float BishopMobility[14] = {-0.5f, -0.2f, -0.07f, 0.02f, 0.1f,  0.17f, 0.24f,
-                                             0.3f,  0.35f, 0.4f,   0.45f, 0.5f,  0.5f,  0.5f};
-static constexpr float RookMobility[15]   = {-0.5f, -0.2f, -0.07f, 0.02f, 0.1f,  0.17f, 0.24f, 0.3f,
-                                             0.35f, 0.4f,  0.45f,  0.5f,  0.5f,  0.5f,  0.5f};
-static constexpr float QueenMobility[28] = {
-    -0.5f, -0.28f, -0.18f, -0.11f, -0.05f, 0.0f,  0.05f, 0.09f, 0.13f, 0.17f,
-    0.21f, 0.24f,  0.27f,  0.31f,  0.34f,  0.37f, 0.39f, 0.42f, 0.45f, 0.47f,
-    0.5f,  0.5f,   0.5f,   0.5f,   0.5f,   0.5f,  0.5f,  0.5f};
+static constexpr float BishopMobility[14] = {-0.5f, -0.2f, -0.07f, 0.02f, 0.1f, 0.17f, 0.24f,
+                                             0.3f,  0.35f, 0.4f,   0.45f, 0.5f, 0.5f,  0.5f};
+static constexpr float RookMobility[15] = {-0.5f, -0.2f, -0.07f, 0.02f, 0.1f, 0.17f, 0.24f, 0.3f,
+                                           0.35f, 0.4f,  0.45f,  0.5f,  0.5f, 0.5f,  0.5f};
+static constexpr float QueenMobility[28] = {-0.5f, -0.28f, -0.18f, -0.11f, -0.05f, 0.0f,  0.05f,
+                                            0.09f, 0.13f,  0.17f,  0.21f,  0.24f,  0.27f, 0.31f,
+                                            0.34f, 0.37f,  0.39f,  0.42f,  0.45f,  0.47f, 0.5f,
+                                            0.5f,  0.5f,   0.5f,   0.5f,   0.5f,   0.5f,  0.5f};
 
 static constexpr float UNGUARDED_OUTPOST = 0.4f;
 
@@ -48,7 +48,7 @@ void eval_knights(const Position& pos, EvalContext& context) {
     for (int side : {WHITE, BLACK}) {
         Bitboard taken = context.pawn_attacks[side ^ 1] | pos.pieces[side][ALL_PIECES];
         for (Bitboard set = pos.pieces[side][KNIGHT]; set;) {
-            int      square  = pop_lowest(set);
+            int square = pop_lowest(set);
             Bitboard attacks = knight_attacks[square];
             enter_attacks(context, side, KNIGHT, attacks, attacks, KNIGHT_WEIGHT);
             add_row(context, side, mtl_knight);
@@ -80,11 +80,11 @@ void eval_bishops(const Position& pos, EvalContext& context) {
     constexpr Bitboard CENTRE = 0x00003C3C3C3C0000ULL; // files c-f of ranks 3-6
 
     const int table = context.same_half ? PST_B1 : PST_B2;
-    Bitboard  occ   = context.occupied & ~(pos.pieces[WHITE][QUEEN] | pos.pieces[BLACK][QUEEN]);
+    Bitboard occ = context.occupied & ~(pos.pieces[WHITE][QUEEN] | pos.pieces[BLACK][QUEEN]);
     for (int side : {WHITE, BLACK}) {
         Bitboard taken = context.pawn_attacks[side ^ 1] | pos.pieces[side][ALL_PIECES];
         for (Bitboard set = pos.pieces[side][BISHOP]; set;) {
-            int      square  = pop_lowest(set);
+            int square = pop_lowest(set);
             Bitboard attacks = bishop_attacks(square, occ); // sees through queens
             enter_attacks(context, side, BISHOP, attacks, attacks, BISHOP_WEIGHT);
             add_row(context, side, mtl_bishop);
@@ -106,18 +106,18 @@ void eval_bishops(const Position& pos, EvalContext& context) {
 void eval_rooks(const Position& pos, EvalContext& context) {
     constexpr Bitboard ENEMY_HALF[2] = {0xFFFFFFFF00000000ULL, 0x00000000FFFFFFFFULL};
 
-    const int table  = context.same_half ? PST_R1 : PST_R2;
-    Bitboard  queens = pos.pieces[WHITE][QUEEN] | pos.pieces[BLACK][QUEEN];
+    const int table = context.same_half ? PST_R1 : PST_R2;
+    Bitboard queens = pos.pieces[WHITE][QUEEN] | pos.pieces[BLACK][QUEEN];
     for (int side : {WHITE, BLACK}) {
-        int      them  = side ^ 1;
-        Bitboard occ   = context.occupied & ~(queens | pos.pieces[side][ROOK]);
+        int them = side ^ 1;
+        Bitboard occ = context.occupied & ~(queens | pos.pieces[side][ROOK]);
         Bitboard taken = context.lesser_attacks[them] | pos.pieces[side][ALL_PIECES];
         // The enemy king stands on its first or second rank.
         bool king_home = rank_of(pos.king_square[them] ^ rank_flip[them]) <= 1;
         for (Bitboard set = pos.pieces[side][ROOK]; set;) {
-            int      square  = pop_lowest(set);
+            int square = pop_lowest(set);
             Bitboard attacks = rook_attacks(square, occ);
-            Bitboard file    = file_mask(file_of(square));
+            Bitboard file = file_mask(file_of(square));
             enter_attacks(context, side, ROOK, attacks, attacks, ROOK_WEIGHT);
             add_row(context, side, mtl_rook);
             add_row(context, side, table + (square ^ context.flip[side]));
@@ -125,24 +125,25 @@ void eval_rooks(const Position& pos, EvalContext& context) {
                          pop_count(attacks & ~taken));
             add_row_times(context, side, rook_mob2, pop_count(attacks & file & ENEMY_HALF[side]));
             if (!(context.all_pawns & file)) add_row(context, side, rook_openfile);
-            if (king_home && rank_of(square ^ rank_flip[side]) == 6) add_row(context, side, rook_7th);
+            if (king_home && rank_of(square ^ rank_flip[side]) == 6)
+                add_row(context, side, rook_7th);
         }
     }
     for (int side : {WHITE, BLACK})
-        context.minor_rook_attacks[side] = context.lesser_attacks[side]
-                                         | context.attacks[side][ROOK];
+        context.minor_rook_attacks[side] =
+            context.lesser_attacks[side] | context.attacks[side][ROOK];
 }
 
 void eval_queens(const Position& pos, EvalContext& context) {
     const int table = context.same_half ? PST_Q1 : PST_Q2;
-    Bitboard  occ   = context.occupied;
+    Bitboard occ = context.occupied;
     for (int side : {WHITE, BLACK}) {
         Bitboard bishops = pos.pieces[side][BISHOP], rooks = pos.pieces[side][ROOK];
         Bitboard taken = context.minor_rook_attacks[side ^ 1] | pos.pieces[side][ALL_PIECES];
         for (Bitboard set = pos.pieces[side][QUEEN]; set;) {
-            int      square    = pop_lowest(set);
+            int square = pop_lowest(set);
             Bitboard diagonals = bishop_attacks(square, occ), lines = rook_attacks(square, occ);
-            Bitboard attacks   = diagonals | lines;
+            Bitboard attacks = diagonals | lines;
             // Behind own sliders of the same line she attacks for a second time.
             Bitboard reach = attacks;
             if (diagonals & bishops) reach |= bishop_attacks(square, occ & ~bishops);
@@ -155,6 +156,6 @@ void eval_queens(const Position& pos, EvalContext& context) {
         }
     }
     for (int side : {WHITE, BLACK})
-        context.non_king_attacks[side] = context.minor_rook_attacks[side]
-                                       | context.attacks[side][QUEEN];
+        context.non_king_attacks[side] =
+            context.minor_rook_attacks[side] | context.attacks[side][QUEEN];
 }

@@ -19,7 +19,7 @@ static_assert(sizeof(PstPair) == 4, "two packed halves, no padding");
 constexpr int PST_TABLES = 13;
 
 struct PstTable {
-    char    name[8];  // row name in the parameter table, NUL-terminated
+    char name[8];     // row name in the parameter table, NUL-terminated
     PstPair rows[64]; // a1 first, rank by rank
 };
 static_assert(sizeof(PstTable) == 8 + 64 * sizeof(PstPair), "name and squares, no padding");

@@ -37,8 +37,8 @@ inline void add_row(EvalContext& context, int side, int row) {
     context.packed[side] = packed_add(context.packed[side], eval_params[row].value);
 }
 inline void add_row_times(EvalContext& context, int side, int row, int times) {
-    context.packed[side] = packed_add(context.packed[side],
-                                      packed_times(eval_params[row].value, times));
+    context.packed[side] =
+        packed_add(context.packed[side], packed_times(eval_params[row].value, times));
 }
 // Adds a row scaled by a float, each half truncated on its own.
 inline void add_row_scaled(EvalContext& context, int side, int row, float factor) {

@@ -28,16 +28,15 @@ void publish_result(SearchThread& thread) {
     int slot = std::min(depth, PLY_SLOTS - 1); // a table result counts as depth 99
     set_relaxed(engine.iteration_score[slot], score);
     set_relaxed(engine.iteration_move[slot], thread.pv[1]);
-    if (depth >= 2 && engine.multipv == 1)
-        report_line(0, 0, depth, score, thread.pv);
+    if (depth >= 2 && engine.multipv == 1) report_line(0, 0, depth, score, thread.pv);
 }
 
 static void find_checker(SearchThread& thread) {
-    const Position&   pos   = thread.position;
-    SearchStackEntry& root  = thread.stack[1];
+    const Position& pos = thread.position;
+    SearchStackEntry& root = thread.stack[1];
     int checker = first_attacker(pos, pos.king_square[pos.side], pos.side ^ 1, occupied(pos));
     root.checker_square = static_cast<uint8_t>(checker);
-    root.in_check       = checker != NO_SQUARE;
+    root.in_check = checker != NO_SQUARE;
 }
 
 static void reset_root_stack(SearchThread& thread) {
@@ -45,17 +44,17 @@ static void reset_root_stack(SearchThread& thread) {
         entry.hash_move = NULL_MOVE;
         entry.killer1 = entry.killer2 = entry.evasion_killer = NULL_MOVE;
     }
-    SearchStackEntry& root         = thread.stack[1];
-    MoveEntry*        move_list    = root.move_list;
-    MoveEntry*        current_move = root.current_move;
-    root                           = {};
-    root.move_list                 = move_list;
-    root.current_move              = current_move;
-    root.node_type                 = NODE_PV;
-    root.alpha                     = -INFINITE_SCORE;
-    root.beta                      = INFINITE_SCORE;
-    root.checker_square            = NO_SQUARE;
-    root.tb_result                 = -1;
+    SearchStackEntry& root = thread.stack[1];
+    MoveEntry* move_list = root.move_list;
+    MoveEntry* current_move = root.current_move;
+    root = {};
+    root.move_list = move_list;
+    root.current_move = current_move;
+    root.node_type = NODE_PV;
+    root.alpha = -INFINITE_SCORE;
+    root.beta = INFINITE_SCORE;
+    root.checker_square = NO_SQUARE;
+    root.tb_result = -1;
 }
 
 // The static value of the root, for all threads.
@@ -63,9 +62,9 @@ static void evaluate_root(SearchThread& thread) {
     find_checker(thread);
     SearchStackEntry& root = thread.stack[1];
     int eval = Evaluate(thread, thread.position.side, 1, root.in_check);
-    root.static_eval            = static_cast<int16_t>(eval);
+    root.static_eval = static_cast<int16_t>(eval);
     thread.stack[0].static_eval = static_cast<int16_t>(-eval);
-    thread.root_eval            = static_cast<int16_t>(eval);
+    thread.root_eval = static_cast<int16_t>(eval);
     set_relaxed(thread.score, eval);
 }
 
@@ -76,8 +75,8 @@ static void prepare_master(SearchThread& thread) {
     engine.root_value = engine.root_quiet_value = thread.root_eval;
     if (!thread.stack[1].in_check) {
         Position& pos = thread.position;
-        engine.root_quiet_value = static_cast<int16_t>(quiesce(
-            pos, pos.side, 1, 0, -INFINITE_SCORE, INFINITE_SCORE, NODE_PV, thread.pv));
+        engine.root_quiet_value = static_cast<int16_t>(
+            quiesce(pos, pos.side, 1, 0, -INFINITE_SCORE, INFINITE_SCORE, NODE_PV, thread.pv));
     }
     set_relaxed(engine.root_wdl, -1);
 }
@@ -101,7 +100,7 @@ static void score_root_moves(SearchThread& thread) {
     constexpr int HASH_MOVE = 255, KILLER_1 = 60, KILLER_2 = 50, PROMOTION = 60;
     constexpr int LOSING = -50, LOSING_BASE = 4;
 
-    const Position&         pos  = thread.position;
+    const Position& pos = thread.position;
     const SearchStackEntry& root = thread.stack[1];
     for (MoveEntry* entry = root.move_list; entry->move != LIST_END; entry++) {
         int move = entry->move, mover = type_of(entry->mover), victim = type_of(entry->victim);
@@ -136,13 +135,13 @@ static void finish_at_root(SearchThread& thread, int score, int completed_depth)
 static bool tables_play(SearchThread& thread) {
     constexpr int TB_DEPTH = 70, TB_RESULT_DEPTH = 99, PATIENCE = 9;
 
-    Position& pos        = thread.position;
-    unsigned  root_class = 0, dtz = 0;
-    Move      move   = NULL_MOVE;
-    int       probed = tb_probe_root(pos, &root_class, &dtz, &move);
-    int       result = probed == -1 ? tb_probe(pos, TB_DEPTH) : probed;
+    Position& pos = thread.position;
+    unsigned root_class = 0, dtz = 0;
+    Move move = NULL_MOVE;
+    int probed = tb_probe_root(pos, &root_class, &dtz, &move);
+    int result = probed == -1 ? tb_probe(pos, TB_DEPTH) : probed;
     set_relaxed(engine.root_wdl, result);
-    engine.root_tb_score    = result == 4 ? TB_WIN - 1 : result == 0 ? -TB_WIN : 0;
+    engine.root_tb_score = result == 4 ? TB_WIN - 1 : result == 0 ? -TB_WIN : 0;
     engine.root_tb_opponent = -engine.root_tb_score;
 
     if (probed == -1 || pos.halfmoves <= PATIENCE || !legal_root_move(pos, move)) return false;
@@ -225,7 +224,7 @@ static void select_root_move(MoveEntry* from) {
 static int root_reduction(const SearchThread& thread, int depth, int best) {
     constexpr int LEAST_DEPTH = 6, LATE_MOVE = 5, MARGIN = 50, LOST = -9800;
     const SearchStackEntry& root = thread.stack[1];
-    const Position&         pos  = thread.position;
+    const Position& pos = thread.position;
     if (thread.thread_index != 0 || depth < LEAST_DEPTH || root.move_count < LATE_MOVE
         || root.in_check || (root.move_class & CLASS_SPECIAL))
         return 0;
@@ -249,24 +248,24 @@ struct RootWindow {
 static int search_root_move(SearchThread& thread, const RootWindow& window, int running_alpha,
                             int depth, Move* child_pv, bool& proven) {
     constexpr float FULL_SPEED = 1000.0f;
-    constexpr int   PLY        = 2;
+    constexpr int PLY = 2;
 
-    Position&         pos  = thread.position;
+    Position& pos = thread.position;
     SearchStackEntry& root = thread.stack[1];
-    int               side = pos.side; // of the opponent: the move is made
-    child_pv[PLY]          = NULL_MOVE;
+    int side = pos.side; // of the opponent: the move is made
+    child_pv[PLY] = NULL_MOVE;
 
     if (root.move_count == 0 || (depth < 2 && engine.target_nps > FULL_SPEED)) {
         proven = true;
         return -search_node(pos, side, PLY, depth - 1, -window.beta, -window.alpha, NODE_PV,
                             child_pv);
     }
-    proven    = false;
+    proven = false;
     int value = -search_node(pos, side, PLY, depth - 1 - root.reduction, -running_alpha - 1,
                              -running_alpha, NODE_CUT, child_pv);
     if (value <= running_alpha || stopped()) return value;
     root.reduction = 0;
-    value  = -search_node(pos, side, PLY, depth - 1, -window.beta, -window.alpha, NODE_PV, child_pv);
+    value = -search_node(pos, side, PLY, depth - 1, -window.beta, -window.alpha, NODE_PV, child_pv);
     proven = value > window.alpha;
     return value;
 }
@@ -286,15 +285,15 @@ static MoveEntry* search_root_moves(SearchThread& thread, MoveEntry* first, int 
                                     RootWindow& window) {
     constexpr int SEARCHED_SCORE = -11000;
 
-    Position&         pos           = thread.position;
-    SearchStackEntry& root          = thread.stack[1];
-    const bool        master        = thread.thread_index == 0;
-    int               running_alpha = window.alpha;
-    MoveEntry*        entry         = first;
+    Position& pos = thread.position;
+    SearchStackEntry& root = thread.stack[1];
+    const bool master = thread.thread_index == 0;
+    int running_alpha = window.alpha;
+    MoveEntry* entry = first;
     for (; entry->move != LIST_END; entry++) {
         select_root_move(entry);
         root.current_move = entry;
-        root.move_class   = static_cast<uint16_t>(classify_move(pos, pos.side, *entry));
+        root.move_class = static_cast<uint16_t>(classify_move(pos, pos.side, *entry));
         // Moves that don't improve keep the order in which they were searched.
         entry->score = static_cast<int16_t>(SEARCHED_SCORE - root.move_count);
         if (line == 0 && master) report_root_move(entry->move, root.move_count + 1);
@@ -314,7 +313,7 @@ static MoveEntry* search_root_moves(SearchThread& thread, MoveEntry* first, int 
 
         if (value > window.best) {
             take_root_move(thread, *entry, value, depth, child_pv, line);
-            window.best   = value;
+            window.best = value;
             running_alpha = std::max(running_alpha, value);
         }
         if (window.best > window.alpha) {
@@ -331,7 +330,7 @@ static MoveEntry* search_root_moves(SearchThread& thread, MoveEntry* first, int 
 // it stands.
 static void order_root_moves(MoveEntry* first, MoveEntry* searched_end) {
     constexpr int UNSEARCHED_SCORE = -11500;
-    int           count            = 0;
+    int count = 0;
     for (MoveEntry* entry = searched_end; entry->move != LIST_END; entry++)
         entry->score = static_cast<int16_t>(UNSEARCHED_SCORE - count++);
     for (MoveEntry* entry = first; entry->move != LIST_END; entry++) select_root_move(entry);
@@ -342,13 +341,13 @@ static void search_line(SearchThread& thread, MoveEntry* first, int line, int de
     constexpr int WIDE_OPEN = 5001; // bounds beyond are opened fully
     constexpr int BASE_WIDTH = 25, EARLY_DEPTH = 6, EARLY_STEP = 10;
 
-    SearchStackEntry& root  = thread.stack[1];
-    int               score = relaxed(thread.score);
-    int               width = (std::abs(score) >> 4) + BASE_WIDTH;
+    SearchStackEntry& root = thread.stack[1];
+    int score = relaxed(thread.score);
+    int width = (std::abs(score) >> 4) + BASE_WIDTH;
     if (depth < EARLY_DEPTH) width += (EARLY_DEPTH - depth) * EARLY_STEP;
     int low = -INFINITE_SCORE, high = INFINITE_SCORE;
     if (depth >= 2) {
-        low  = score - width;
+        low = score - width;
         high = score + width;
     }
     set_relaxed(thread.root_fail, 0);
@@ -358,7 +357,7 @@ static void search_line(SearchThread& thread, MoveEntry* first, int line, int de
                              high < WIDE_OPEN ? high : INFINITE_SCORE, -INFINITE_SCORE};
         find_checker(thread);
         root.move_count = 0;
-        root.depth      = static_cast<int16_t>(depth);
+        root.depth = static_cast<int16_t>(depth);
 
         MoveEntry* searched_end = search_root_moves(thread, first, line, depth, window);
         order_root_moves(first, searched_end);
@@ -368,7 +367,7 @@ static void search_line(SearchThread& thread, MoveEntry* first, int line, int de
                 report_line(0, line + 1, depth, relaxed(thread.score), thread.pv);
             return;
         }
-        low  = window.best <= window.alpha ? window.alpha - width : window.alpha;
+        low = window.best <= window.alpha ? window.alpha - width : window.alpha;
         high = window.best >= window.beta ? window.beta + width : window.beta;
         width *= 2;
     }
@@ -387,7 +386,7 @@ static void finish_iteration(SearchThread& thread, int depth) {
     engine.iteration_nodes[depth] += relaxed(thread.nodes);
     unlock(root_lock);
     if (thread.thread_index == 0 && !stopped()) {
-        engine.iteration_time     = relaxed(engine.elapsed);
+        engine.iteration_time = relaxed(engine.elapsed);
         engine.iteration_finished = static_cast<int8_t>(depth);
     }
 }
@@ -396,7 +395,7 @@ void search_root(int thread_number) {
     SearchThread* record = search_threads[thread_number].load(std::memory_order_relaxed);
     if (!record) return;
     SearchThread& thread = *record;
-    const bool    master = thread_number == 0;
+    const bool master = thread_number == 0;
     if (!prepare_root(thread)) return;
 
     for (int depth = 1;; depth++) {

@@ -10,13 +10,13 @@
 #include "shell/print.h"
 
 HashEntry* hash_table;
-uint64_t   hash_entries;
+uint64_t hash_entries;
 
 // floor(2^64 / hash_entries), for the remainder below; 0 without a table.
 static uint64_t hash_reciprocal;
 
 constexpr uint64_t ENTRIES_PER_MB = 65536;
-constexpr int      CHECK_OFFSET   = 15000; // makes scores positive in the check word
+constexpr int CHECK_OFFSET = 15000; // makes scores positive in the check word
 
 // key % hash_entries without a division. The product with the rounded-down reciprocal is the
 // quotient or one less, so one correction makes the remainder exact.
@@ -32,8 +32,8 @@ static size_t table_bytes() {
 
 void hash_free() {
     if (hash_table) free_pages(hash_table, table_bytes());
-    hash_table      = nullptr;
-    hash_entries    = 0;
+    hash_table = nullptr;
+    hash_entries = 0;
     hash_reciprocal = 0;
 }
 
@@ -43,7 +43,7 @@ int hash_alloc() {
 
     // Zero megabytes still have the spare entries, but no index, and are never probed.
     hash_entries = engine.hash_mb > 0 ? static_cast<uint64_t>(engine.hash_mb) * ENTRIES_PER_MB : 0;
-    hash_table   = static_cast<HashEntry*>(allocate_pages(table_bytes(), true));
+    hash_table = static_cast<HashEntry*>(allocate_pages(table_bytes(), true));
     if (!hash_table) {
         hash_entries = 0;
         return 0;
@@ -72,11 +72,11 @@ static void clear_share(void* argument) {
 }
 
 void hash_clear() {
-    static ClearShare   shares[MAX_THREADS];
+    static ClearShare shares[MAX_THREADS];
     static ThreadHandle threads[MAX_THREADS];
 
-    int      count = engine.num_threads > 0 ? engine.num_threads : 1;
-    uint64_t each  = hash_entries / static_cast<uint64_t>(count);
+    int count = engine.num_threads > 0 ? engine.num_threads : 1;
+    uint64_t each = hash_entries / static_cast<uint64_t>(count);
     for (int i = 0; i < count; i++) {
         shares[i] = {static_cast<uint64_t>(i) * each, each};
         if (start_joinable(threads[i], clear_share, &shares[i]) != 0) exit(-1);
@@ -140,7 +140,7 @@ static bool pawn_move_fits(const Position& pos, int side, Move move) {
 // A castling flag that fits a living right: the king's move of that wing, with its path empty.
 static bool castling_fits(const Position& pos, int side, Move move) {
     if ((move & FLAG_MASK) != FLAG_KING_SIDE && (move & FLAG_MASK) != FLAG_QUEEN_SIDE) return false;
-    int wing  = move & FLAG_KING_SIDE ? 0 : 1;
+    int wing = move & FLAG_KING_SIDE ? 0 : 1;
     int right = side * 2 + wing;
     return (pos.castling >> right & 1) && !(pos.castle_empty[right] & occupied(pos))
         && move_to(move) == rank_flip[side] + (wing == 0 ? G1 : C1);
@@ -172,7 +172,7 @@ bool hash_move_valid(const Position& pos, Move move) {
 void hash_probe(const Position& pos, HashRecord& record) {
     if (!hash_entries) return;
     const HashEntry* bucket = hash_table + hash_index(pos.key);
-    const auto       lock   = static_cast<uint32_t>(pos.key >> 32);
+    const auto lock = static_cast<uint32_t>(pos.key >> 32);
     for (int i = 0; i < HASH_BUCKET; i++) {
         if (lock_of(bucket[i]) != lock) continue;
         record = load_entry(bucket[i]);
@@ -192,7 +192,7 @@ static int choose_slot(const HashRecord* slot, int depth, uint8_t age) {
     for (int i = 1; i < HASH_BUCKET; i++)
         if (slot[i].age != slot[i - 1].age) return i;
 
-    int low  = slot[1].depth < slot[0].depth ? 1 : 0;
+    int low = slot[1].depth < slot[0].depth ? 1 : 0;
     int high = slot[3].depth < slot[2].depth ? 3 : 2;
     int best = slot[high].depth < slot[low].depth ? high : low;
     return slot[best].depth > depth + MUCH_DEEPER ? -1 : best;
@@ -204,16 +204,16 @@ void hash_store(const Position& pos, int ply, int depth, Move move, int score, i
     if (!engine.hash_enabled || !hash_entries) return;
 
     HashRecord record = {};
-    record.type       = score <= alpha ? BOUND_UPPER : score < beta ? BOUND_EXACT : BOUND_LOWER;
+    record.type = score <= alpha ? BOUND_UPPER : score < beta ? BOUND_EXACT : BOUND_LOWER;
     if (score < MATE_LOW) score -= ply;
     else if (score > MATE_HIGH) score += ply;
 
-    record.lock  = static_cast<uint32_t>(pos.key >> 32);
+    record.lock = static_cast<uint32_t>(pos.key >> 32);
     record.check = check_word(pos.key, move, score);
-    record.move  = move;
+    record.move = move;
     record.score = static_cast<int16_t>(score);
     record.depth = static_cast<int8_t>(depth);
-    record.age   = static_cast<uint8_t>(engine.hash_age);
+    record.age = static_cast<uint8_t>(engine.hash_age);
     record.fifty = pos.halfmoves;
 
     HashEntry* bucket = hash_table + hash_index(pos.key);
@@ -245,11 +245,11 @@ void pv_from_hash(Position& pos, int index, Move* line) {
     if (move == NULL_MOVE) {
         if (!engine.hash_enabled) return;
         HashRecord record = {};
-        record.depth      = HASH_MISS;
+        record.depth = HASH_MISS;
         hash_probe(pos, record);
         if (record.depth < 0 || record.move == NULL_MOVE || is_draw(pos, pos.owner->ply)) return;
         line[index + 1] = NULL_MOVE;
-        move            = record.move;
+        move = record.move;
     }
     if (!legal_move(pos, pos.side, move)) return;
     line[index] = move;

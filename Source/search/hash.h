@@ -18,20 +18,20 @@ constexpr uint8_t BOUND_LOWER = 2;
 constexpr uint8_t BOUND_EXACT = 3;
 
 // What hash_probe reports in `depth` beside the stored depths, which are never negative.
-constexpr int8_t HASH_MISS       = -10; // preset by the caller
-constexpr int8_t HASH_BAD_CHECK  = -98;
-constexpr int8_t HASH_BAD_MOVE   = -99;
+constexpr int8_t HASH_MISS = -10; // preset by the caller
+constexpr int8_t HASH_BAD_CHECK = -98;
+constexpr int8_t HASH_BAD_MOVE = -99;
 
 // An entry's contents.
 struct HashRecord {
     uint32_t lock;  // high half of the position's key
     uint32_t check; // (move << 16) ^ low half of the key ^ (score + 15000)
-    Move     move;  // best move, 0 if none
-    int16_t  score; // mates and table results count from the node, not from the root
-    int8_t   depth; // remaining plies
-    uint8_t  type;  // BOUND_...
-    uint8_t  age;   // low byte of hash_age at the store
-    uint8_t  fifty; // halfmoves at the store
+    Move move;      // best move, 0 if none
+    int16_t score;  // mates and table results count from the node, not from the root
+    int8_t depth;   // remaining plies
+    uint8_t type;   // BOUND_...
+    uint8_t age;    // low byte of hash_age at the store
+    uint8_t fifty;  // halfmoves at the store
 };
 static_assert(sizeof(HashRecord) == 16, "four entries a cache line");
 
@@ -41,11 +41,11 @@ struct HashEntry {
 };
 static_assert(sizeof(HashEntry) == sizeof(HashRecord), "an entry is its record");
 
-constexpr int HASH_BUCKET = 4;  // entries that a position may use, from its index on
-constexpr int HASH_SPARE  = 16; // entries behind the last index, for the last buckets
+constexpr int HASH_BUCKET = 4; // entries that a position may use, from its index on
+constexpr int HASH_SPARE = 16; // entries behind the last index, for the last buckets
 
-extern HashEntry* hash_table;   // null without a table
-extern uint64_t   hash_entries; // indexes; 65,536 a megabyte
+extern HashEntry* hash_table; // null without a table
+extern uint64_t hash_entries; // indexes; 65,536 a megabyte
 
 // Allocates the table for engine.hash_mb megabytes and clears it if the hash is enabled; the old
 // table is freed. The first call also makes the position keys. Returns 1, or 0 if memory ran out;

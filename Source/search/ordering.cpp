@@ -11,8 +11,8 @@ int32_t history_decay[70];
 
 void init_history_rates() {
     for (int depth = 1; depth < 70; depth++) {
-        double root          = std::sqrt(std::min(depth, 16));
-        history_gain[depth]  = static_cast<int32_t>(std::lround(16 * root));
+        double root = std::sqrt(std::min(depth, 16));
+        history_gain[depth] = static_cast<int32_t>(std::lround(16 * root));
         history_decay[depth] = static_cast<int32_t>(std::lround(8 * root));
     }
 }
@@ -26,15 +26,15 @@ void reset_ordering(SearchThread& thread) {
 
 void learn_quiet_move(SearchThread& thread, SearchStackEntry& entry, int depth, int value,
                       int alpha) {
-    const MoveEntry& tried   = *entry.current_move;
-    Move             move    = tried.move;
-    int16_t&         history = thread.history[history_index(tried.mover, move_to(move))];
+    const MoveEntry& tried = *entry.current_move;
+    Move move = tried.move;
+    int16_t& history = thread.history[history_index(tried.mover, move_to(move))];
     if (value <= alpha) {
         history = static_cast<int16_t>(history - history * history_decay[depth] / HISTORY_SHIFT);
         return;
     }
-    history = static_cast<int16_t>(
-        history + (HISTORY_TOP - history) * history_gain[depth] / HISTORY_SHIFT);
+    history = static_cast<int16_t>(history
+                                   + (HISTORY_TOP - history) * history_gain[depth] / HISTORY_SHIFT);
 
     if (entry.in_check) {
         entry.evasion_killer = move;

@@ -11,7 +11,7 @@ struct SearchThread;
 struct SearchStackEntry;
 
 constexpr int HISTORY_START = 2048;
-constexpr int HISTORY_TOP   = 16384;
+constexpr int HISTORY_TOP = 16384;
 constexpr int HISTORY_SHIFT = 1024; // unit of the rates
 
 // Rates by depth in parts of 1,024: 16 and 8 times the square root of the depth, which counts up

@@ -10,12 +10,12 @@
 // What a move may win at most, for the comparison with alpha; the check it may give not counted.
 static int optimistic_gain(const Position& pos, int side, const MoveEntry& move) {
     constexpr int LAST_PIECE = 5000; // the opponent is left with a minor piece at most
-    constexpr int FAR_PAWN   = 1500; // a pawn reaches the seventh rank or promotes
-    constexpr int MINOR      = 3;    // phase units
+    constexpr int FAR_PAWN = 1500;   // a pawn reaches the seventh rank or promotes
+    constexpr int MINOR = 3;         // phase units
 
     int victim = type_of(move.victim), them = side ^ 1;
     if (victim != 0) {
-        int pawns  = pawn_count(pos, them) - (victim == PAWN);
+        int pawns = pawn_count(pos, them) - (victim == PAWN);
         int pieces = pos.material[them] - material_step[victim];
         if (pawns == 0 && pieces <= MINOR) return LAST_PIECE;
     }
@@ -29,21 +29,21 @@ int quiesce(Position& pos, int side, int ply, int depth, int alpha, int beta, in
     constexpr int RECAPTURE_DEPTH = -3; // deeper, only recaptures are looked at
     constexpr int MARGIN_ABOVE = 450, MARGIN = 150;
 
-    SearchThread&     thread = *pos.owner;
-    SearchStackEntry& entry  = thread.stack[ply];
-    Move              child_pv[PLY_SLOTS];
+    SearchThread& thread = *pos.owner;
+    SearchStackEntry& entry = thread.stack[ply];
+    Move child_pv[PLY_SLOTS];
     child_pv[ply + 1] = NULL_MOVE;
 
     // 1. Stand pat.
     int eval = entry.static_eval;
     if (eval >= beta) return beta;
-    int  margin     = depth > 0 ? MARGIN_ABOVE : MARGIN;
-    int  kept_alpha = std::max(alpha, eval), best = kept_alpha;
-    Move best_move  = NULL_MOVE;
+    int margin = depth > 0 ? MARGIN_ABOVE : MARGIN;
+    int kept_alpha = std::max(alpha, eval), best = kept_alpha;
+    Move best_move = NULL_MOVE;
 
     entry.move_count = 0;
     entry.move_class = 0; // moves of quiescence have no class
-    entry.stage      = static_cast<uint16_t>(depth >= 0 ? PICK_CHECKS : PICK_CAPTURES);
+    entry.stage = static_cast<uint16_t>(depth >= 0 ? PICK_CHECKS : PICK_CAPTURES);
 
     while (MoveEntry* move = next_move(pos)) {
         entry.current_move = move;
@@ -58,16 +58,16 @@ int quiesce(Position& pos, int side, int ply, int depth, int alpha, int beta, in
         if (!legal_move(pos, side, move->move)) continue;
 
         make_move(pos, move->move);
-        int value = -search_node(pos, side ^ 1, ply + 1, depth - 1, -beta, -best, -node_type,
-                                 child_pv);
+        int value =
+            -search_node(pos, side ^ 1, ply + 1, depth - 1, -beta, -best, -node_type, child_pv);
         unmake_move(pos);
         if (relaxed(engine.stop)) return 0;
         entry.move_count++;
 
         if (value <= best) continue;
-        best        = value;
-        best_move   = move->move;
-        pv[ply]     = best_move;
+        best = value;
+        best_move = move->move;
+        pv[ply] = best_move;
         pv[ply + 1] = NULL_MOVE;
         if (value >= beta) break;
         copy_line(pv, child_pv, ply);

@@ -15,7 +15,7 @@ constexpr size_t LINE_TEXT = 1200; // 66 moves, line breaks and the figures
 constexpr int MATE_PRINTED = 9900; // from here on a score is told as moves to mate
 
 void sample_hash_fill_for(int depth) {
-    constexpr int      LEAST_DEPTH   = 6;
+    constexpr int LEAST_DEPTH = 6;
     constexpr uint64_t LEAST_ENTRIES = 3000;
     engine.hash_fill = depth > LEAST_DEPTH ? sample_hash_fill(LEAST_ENTRIES) : 0.0f;
 }
@@ -34,10 +34,10 @@ static int agree_with_tables(int score) {
 static void write_line(char* text, const Move* pv, int most, int in_row) {
     // While the search runs, the game's own position may already be another one.
     const SearchThread* master = search_over() ? nullptr : search_threads[0].load();
-    const Position&     root   = master ? master->position : main_thread->position;
-    int                 side   = engine.root_side;
-    char*               out    = text;
-    *out                 = 0;
+    const Position& root = master ? master->position : main_thread->position;
+    int side = engine.root_side;
+    char* out = text;
+    *out = 0;
     for (int i = 1; i <= most && pv[i] != NULL_MOVE; i++) {
         char move[MOVE_TEXT_LENGTH];
         move_to_text(root, side, pv[i], move);
@@ -50,15 +50,14 @@ static void write_line(char* text, const Move* pv, int most, int in_row) {
 
 static double speed(double elapsed) {
     constexpr double LEAST_TIME = 0.001;
-    double           nodes      = static_cast<double>(engine.search_totals[TOTAL_NODES]);
+    double nodes = static_cast<double>(engine.search_totals[TOTAL_NODES]);
     return elapsed > LEAST_TIME ? nodes / elapsed : 0.0;
 }
 
 static void print_uci_line(int line, int depth, int score, const Move* pv) {
     char moves[LINE_TEXT], multipv[20] = "", value[20];
     write_line(moves, pv, MAX_DEPTH, MAX_DEPTH + 1);
-    if (engine.multipv > 1)
-        snprintf(multipv, sizeof multipv, "multipv %d ", line);
+    if (engine.multipv > 1) snprintf(multipv, sizeof multipv, "multipv %d ", line);
 
     if (score >= MATE_PRINTED) snprintf(value, sizeof value, "mate %d", (MATE_VALUE - score) / 2);
     else if (score < -MATE_PRINTED)
@@ -74,15 +73,14 @@ static void print_uci_line(int line, int depth, int score, const Move* pv) {
                 static_cast<double>(engine.hash_fill) * 1000, moves);
 }
 
-static void print_console_line(int thread_number, int line, int depth, int score,
-                               const Move* pv) {
+static void print_console_line(int thread_number, int line, int depth, int score, const Move* pv) {
     constexpr int SHORT_LINE = 8, LONG_LINE = 32;
-    char          moves[LINE_TEXT];
-    bool          running = !search_over() && !relaxed(engine.stop);
+    char moves[LINE_TEXT];
+    bool running = !search_over() && !relaxed(engine.stop);
     write_line(moves, pv, running ? SHORT_LINE : LONG_LINE, SHORT_LINE);
     const char* end = thread_number == 0 && line == engine.multipv ? "\n" : "";
-    PrintFormat("%02d] %02d%c %5.1f %7.0fK %5d  %s%s", thread_number, depth,
-                line == 0 ? ' ' : '.', static_cast<double>(relaxed(engine.elapsed)),
+    PrintFormat("%02d] %02d%c %5.1f %7.0fK %5d  %s%s", thread_number, depth, line == 0 ? ' ' : '.',
+                static_cast<double>(relaxed(engine.elapsed)),
                 static_cast<double>(engine.search_totals[TOTAL_NODES]) * 0.001, score, moves, end);
 }
 
@@ -103,9 +101,9 @@ void report_line(int thread_number, int line, int depth, int score, const Move* 
 }
 
 void report_root_move(Move move, int number) {
-    constexpr float    LEAST_TIME    = 3.5f;
+    constexpr float LEAST_TIME = 3.5f;
     constexpr uint64_t LEAST_ENTRIES = 3000;
-    float              elapsed       = relaxed(engine.elapsed);
+    float elapsed = relaxed(engine.elapsed);
     if (!relaxed(shell.uci_mode) || elapsed <= LEAST_TIME || elapsed <= shell.noise) return;
 
     lock(report_lock);
@@ -124,7 +122,7 @@ void report_root_move(Move move, int number) {
 }
 
 void search_trace(const Position& pos, Move move) {
-    static FILE*  file;
+    static FILE* file;
     SearchThread& thread = *pos.owner;
     if (!shell.trace_level) return;
     if (!file && !(file = fopen("trace.txt", "w"))) exit(0);
@@ -140,7 +138,7 @@ void search_trace(const Position& pos, Move move) {
     move_to_text(pos, pos.side, move, text);
     fprintf(file, "(%2d)%s ", thread.stack[thread.ply].depth, text);
     thread.trace_depth = current;
-    thread.trace_ply   = thread.ply;
+    thread.trace_ply = thread.ply;
 }
 
 void print_stack_dump(const Position& pos, int ply) {
@@ -149,10 +147,12 @@ void print_stack_dump(const Position& pos, int ply) {
     int side = pos.side ^ (ply & 1) ^ 1; // to move at ply 1
     for (int i = 1; i < ply; i++, side ^= 1) {
         const SearchStackEntry& entry = thread.stack[i];
-        char                    move[MOVE_TEXT_LENGTH];
+        char move[MOVE_TEXT_LENGTH];
         move_to_text(pos, side, entry.current_move->move, move);
-        const char* type = entry.node_type == NODE_ALL ? "ALL" : entry.node_type == NODE_PV ? "PV" : "CUT";
-        char        text[128];
+        const char* type = entry.node_type == NODE_ALL ? "ALL"
+                         : entry.node_type == NODE_PV  ? "PV"
+                                                       : "CUT";
+        char text[128];
         snprintf(text, sizeof text, "%2d. %3d  %6d  %6d  %6d  %3s  %5s  %3d", i, entry.depth,
                  entry.alpha, entry.beta, entry.static_eval, type, move, entry.reduction);
         Print(text);

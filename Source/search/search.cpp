@@ -21,7 +21,7 @@ static constexpr int ROUGH_VALUE[8] = {0, 1, 3, 3, 5, 10, 99, 0};
 
 bool loses_exchange(const Position& pos, int side, const MoveEntry& entry) {
     constexpr int LOSING = -70;
-    int           mover = type_of(entry.mover), to = move_to(entry.move);
+    int mover = type_of(entry.mover), to = move_to(entry.move);
     if (ROUGH_VALUE[mover] <= ROUGH_VALUE[type_of(pos.board[to])]) return false;
     if (is_ep_square(pos, mover, to)) return false;
     return see(pos, side, move_from(entry.move), to) < LOSING;
@@ -39,8 +39,8 @@ static bool stopped() { return relaxed(engine.stop) != 0; }
 // Holds the thread to target_nps by sleeping.
 static void throttle(const SearchThread& thread) {
     while (relaxed(engine.iteration_depth) >= 2 && !stopped()) {
-        float speed = static_cast<float>(relaxed(thread.nodes))
-                    / (relaxed(engine.elapsed) + 0.0001f);
+        float speed =
+            static_cast<float>(relaxed(thread.nodes)) / (relaxed(engine.elapsed) + 0.0001f);
         if (speed <= engine.target_nps) return;
         sleep_ms(1);
         check_time();
@@ -50,19 +50,19 @@ static void throttle(const SearchThread& thread) {
 // Resets what a node owns of its stack entry, and the killers of the plies below it.
 static void enter_node(SearchThread& thread, int ply, int depth, int alpha, int beta,
                        int node_type) {
-    SearchStackEntry& entry  = thread.stack[ply];
-    entry.node_type          = static_cast<int16_t>(node_type);
-    entry.depth              = static_cast<int16_t>(depth);
-    entry.alpha              = static_cast<int16_t>(alpha);
-    entry.beta               = static_cast<int16_t>(beta);
-    entry.static_eval        = 0;
-    entry.reduction          = 0;
-    entry.in_iid             = 0;
-    entry.from_futility      = 0;
+    SearchStackEntry& entry = thread.stack[ply];
+    entry.node_type = static_cast<int16_t>(node_type);
+    entry.depth = static_cast<int16_t>(depth);
+    entry.alpha = static_cast<int16_t>(alpha);
+    entry.beta = static_cast<int16_t>(beta);
+    entry.static_eval = 0;
+    entry.reduction = 0;
+    entry.in_iid = 0;
+    entry.from_futility = 0;
     entry.threat_pressure[0] = entry.threat_pressure[1] = 0;
-    entry.move_count                                    = 0;
-    entry.hash_move                                     = NULL_MOVE;
-    entry.tb_result                                     = -1;
+    entry.move_count = 0;
+    entry.hash_move = NULL_MOVE;
+    entry.tb_result = -1;
 
     SearchStackEntry& below = thread.stack[ply + 1];
     below.killer1 = below.killer2 = below.evasion_killer = NULL_MOVE;
@@ -82,7 +82,7 @@ namespace {
 
 // What the hash table knows of a node; all 0 after a miss.
 struct HashView {
-    int  depth;
+    int depth;
     bool low;  // the stored value says: not above alpha
     bool high; // the stored value says: not below beta
 };
@@ -100,20 +100,20 @@ static int score_from_hash(const HashRecord& record, int ply, int halfmoves) {
 }
 
 static HashView probe_node(Position& pos, SearchThread& thread, int ply, int alpha, int beta) {
-    HashView          view  = {};
+    HashView view = {};
     SearchStackEntry& entry = thread.stack[ply];
     count(thread.hash_probes);
     HashRecord record = {};
-    record.depth      = HASH_MISS;
+    record.depth = HASH_MISS;
     if (engine.hash_enabled) hash_probe(pos, record);
     if (record.depth < 0) return view;
 
     count(thread.hash_hits);
     entry.hash_move = record.move;
-    int score       = score_from_hash(record, ply, pos.halfmoves);
-    view.depth      = record.depth;
-    view.low        = score <= alpha && record.type != BOUND_LOWER;
-    view.high       = score >= beta && record.type != BOUND_UPPER;
+    int score = score_from_hash(record, ply, pos.halfmoves);
+    view.depth = record.depth;
+    view.low = score <= alpha && record.type != BOUND_LOWER;
+    view.high = score >= beta && record.type != BOUND_UPPER;
     return view;
 }
 
@@ -122,13 +122,13 @@ static HashView probe_node(Position& pos, SearchThread& thread, int ply, int alp
 static bool tables_decide(SearchThread& thread, int ply, int result, int alpha, int beta,
                           int& value) {
     constexpr int DECIDED_BY_REPLY = 6;
-    SearchStackEntry& entry  = thread.stack[ply];
-    int               parent = thread.stack[ply - 1].tb_result;
+    SearchStackEntry& entry = thread.stack[ply];
+    int parent = thread.stack[ply - 1].tb_result;
     if (parent == -1) { // the first proven node on the path
         value = result == 0 ? ply + TB_LOSS : result == 4 ? TB_WIN - ply : 0;
         if (value <= alpha) {
             entry.beta = static_cast<int16_t>(value);
-            value      = alpha;
+            value = alpha;
             return true;
         }
         entry.alpha = static_cast<int16_t>(value);
@@ -145,8 +145,8 @@ static bool tables_decide(SearchThread& thread, int ply, int result, int alpha, 
 
 // Own pieces whose loss would bring the static value below beta, by what is left above it.
 static Bitboard pieces_at_stake(const Position& pos, int side, int eval, int beta) {
-    const Bitboard* own   = pos.pieces[side];
-    Bitboard        stake = own[QUEEN];
+    const Bitboard* own = pos.pieces[side];
+    Bitboard stake = own[QUEEN];
     if (eval <= beta + 99) stake |= own[PAWN];
     if (eval <= beta + 299) stake |= own[KNIGHT] | own[BISHOP];
     if (eval <= beta + 499) stake |= own[ROOK];
@@ -159,8 +159,9 @@ static bool static_value_holds(const Position& pos, int side, int eval, int beta
     constexpr int PASSER_THREAT = 350;
     if (!relaxed(shell.use_nn)) return true;
 
-    int      them    = side ^ 1;
-    Bitboard pawns   = pos.pieces[them][PAWN] & (second_to_last_rank[them] | third_to_last_rank[them]);
+    int them = side ^ 1;
+    Bitboard pawns =
+        pos.pieces[them][PAWN] & (second_to_last_rank[them] | third_to_last_rank[them]);
     Bitboard runners = step_forward(them, pawns) & ~occupied(pos);
     if (beta > eval - PASSER_THREAT * pop_count(runners)) return false;
 
@@ -179,24 +180,24 @@ static int null_reduction(const Position& pos, int side, int depth) {
 // The value of passing, from the node's own view.
 static int search_null_move(Position& pos, SearchThread& thread, int side, int ply, int depth,
                             int alpha, int beta, Move* pv) {
-    SearchStackEntry& entry     = thread.stack[ply];
-    int               reduction = null_reduction(pos, side, depth);
-    entry.reduction             = static_cast<int8_t>(reduction);
-    entry.move_count            = 0;
-    entry.move_class            = 0;
+    SearchStackEntry& entry = thread.stack[ply];
+    int reduction = null_reduction(pos, side, depth);
+    entry.reduction = static_cast<int8_t>(reduction);
+    entry.move_count = 0;
+    entry.move_class = 0;
 
     // A list of its own with nothing but the null move, so that children find no previous move.
-    MoveEntry* dummy              = entry.move_list;
-    dummy[0]                      = {};
-    dummy[1].move                 = LIST_END;
-    entry.current_move            = dummy;
+    MoveEntry* dummy = entry.move_list;
+    dummy[0] = {};
+    dummy[1].move = LIST_END;
+    entry.current_move = dummy;
     thread.stack[ply + 1].move_list = dummy + 2;
     thread.stack[ply + 2].move_list = dummy + 3;
 
     if (shell.trace_level) search_trace(pos, NULL_MOVE);
     make_null_move(pos);
-    int value = -search_node(pos, side ^ 1, ply + 1, depth - reduction - 1, -beta, -alpha,
-                             NODE_ALL, pv);
+    int value =
+        -search_node(pos, side ^ 1, ply + 1, depth - reduction - 1, -beta, -alpha, NODE_ALL, pv);
     unmake_null_move(pos);
     entry.reduction = 0;
     return value;
@@ -204,8 +205,8 @@ static int search_null_move(Position& pos, SearchThread& thread, int side, int p
 
 int search_node(Position& pos, int side, int ply, int depth, int alpha, int beta, int node_type,
                 Move* pv) {
-    SearchThread&     thread = *pos.owner;
-    SearchStackEntry& entry  = thread.stack[ply];
+    SearchThread& thread = *pos.owner;
+    SearchStackEntry& entry = thread.stack[ply];
 
     // 1. Count, hold the speed, look at the limits.
     count(thread.nodes);
@@ -225,9 +226,9 @@ int search_node(Position& pos, int side, int ply, int depth, int alpha, int beta
     enter_node(thread, ply, depth, a, b, node_type);
     pv[ply] = pv[ply + 1] = NULL_MOVE;
     int checker = first_attacker(pos, pos.king_square[side], side ^ 1, occupied(pos));
-    int in_check         = checker != NO_SQUARE;
+    int in_check = checker != NO_SQUARE;
     entry.checker_square = static_cast<uint8_t>(checker);
-    entry.in_check       = static_cast<uint16_t>(in_check);
+    entry.in_check = static_cast<uint16_t>(in_check);
     if (is_draw(pos, ply)) return 0;
     if (ply > LAST_PLY) return in_check ? 0 : Evaluate(thread, side, ply, in_check);
 
@@ -247,7 +248,7 @@ int search_node(Position& pos, int side, int ply, int depth, int alpha, int beta
 
     // 6. Endgame tables.
     if (tb_largest > 0 && (pos.halfmoves == 0 || thread.stack[ply - 1].tb_result != -1)) {
-        int result      = tb_probe(pos, depth);
+        int result = tb_probe(pos, depth);
         entry.tb_result = result;
         if (result != -1) {
             int value = 0;
@@ -257,7 +258,7 @@ int search_node(Position& pos, int side, int ply, int depth, int alpha, int beta
     }
 
     // 7. Static value. In check there is none, and nothing is pruned.
-    int eval          = Evaluate(thread, side, ply, in_check);
+    int eval = Evaluate(thread, side, ply, in_check);
     entry.static_eval = static_cast<int16_t>(eval);
     if (in_check) return search_moves(pos, side, ply, depth, a, b, 1, node_type, pv);
     if (depth <= 0) return quiesce(pos, side, ply, depth, a, b, node_type, pv);
@@ -271,11 +272,11 @@ int search_node(Position& pos, int side, int ply, int depth, int alpha, int beta
 
     // 9. SEP and NMP: far above beta, at an expected cut node, with pieces and pawns left.
     constexpr int PAWN_UNIT = 100, PIECE_UNIT = 128, BALANCE_MARGIN = 150;
-    int them    = side ^ 1;
+    int them = side ^ 1;
     int balance = PAWN_UNIT * (pawn_count(pos, side) - pawn_count(pos, them))
                 + PIECE_UNIT * (pos.material[side] - pos.material[them]);
-    if (eval >= b + BP_margin && balance >= b - BALANCE_MARGIN && node_type == NODE_CUT
-        && !hash.low && b >= MATE_LOW && pos.material[side] > 0 && pawn_count(pos, side) > 0) {
+    if (eval >= b + BP_margin && balance >= b - BALANCE_MARGIN && node_type == NODE_CUT && !hash.low
+        && b >= MATE_LOW && pos.material[side] > 0 && pawn_count(pos, side) > 0) {
         if (depth <= SEP_depth
             && eval - entry.threat_pressure[side] >= b + sep_margins[margin_index(depth)]
             && static_value_holds(pos, side, eval, b))
@@ -317,26 +318,22 @@ static bool attacks_on_new_line(const Position& pos, const Bitboard* rays, int f
 // Tells whether a quiet move that comes late is kept because it attacks something. Asked on the
 // board as it stands before the move.
 static bool attacks_something(Position& pos, int side, const MoveEntry& move) {
-    int             from = move_from(move.move), to = move_to(move.move);
-    int             type  = type_of(move.mover), them = side ^ 1;
+    int from = move_from(move.move), to = move_to(move.move);
+    int type = type_of(move.mover), them = side ^ 1;
     const Bitboard* enemy = pos.pieces[them];
-    Bitboard        zone  = king_attacks[pos.king_square[them]];
-    Bitboard        heavy = enemy[ROOK] | enemy[QUEEN];
+    Bitboard zone = king_attacks[pos.king_square[them]];
+    Bitboard heavy = enemy[ROOK] | enemy[QUEEN];
     switch (type) {
-    case PAWN:
-        return pawn_attacks[side][to] & (enemy[KNIGHT] | enemy[BISHOP] | heavy | zone);
-    case KNIGHT:
-        return knight_attacks[to] & (heavy | zone);
+    case PAWN: return pawn_attacks[side][to] & (enemy[KNIGHT] | enemy[BISHOP] | heavy | zone);
+    case KNIGHT: return knight_attacks[to] & (heavy | zone);
     case BISHOP:
         if (attacks_on_new_line(pos, bishop_rays, from, to, heavy)) return true;
         break;
     case ROOK:
         if (attacks_on_new_line(pos, rook_rays, from, to, enemy[QUEEN])) return true;
         break;
-    case QUEEN:
-        break;
-    default:
-        return false;
+    case QUEEN: break;
+    default: return false;
     }
     return discovers_support(pos, type, from, to, zone);
 }
@@ -352,7 +349,7 @@ enum class LateMove { DROP, FULL_DEPTH, REDUCE };
 static LateMove judge_late_move(Position& pos, SearchStackEntry& entry, int side, int depth,
                                 bool prune, const MoveEntry& move, int& reduction) {
     const bool special = entry.move_class & CLASS_SPECIAL;
-    int        losing  = -1; // not asked yet
+    int losing = -1; // not asked yet
 
     if (prune && !(special && depth > 1)) {
         if (!special && entry.move_count >= move.score / 4 + lmp_counts[margin_index(depth)]
@@ -365,11 +362,11 @@ static LateMove judge_late_move(Position& pos, SearchStackEntry& entry, int side
 
     // A well-scored move is treated as the second move of the node.
     constexpr int LAST_ROW = 30, LAST_COLUMN = 30, WELL_SCORED = 30;
-    int           column = 1, row = std::min(depth, LAST_ROW);
+    int column = 1, row = std::min(depth, LAST_ROW);
     if (!special && move.score < 2 * entry.move_count + WELL_SCORED)
         column = std::min<int>(entry.move_count, LAST_COLUMN);
 
-    row       = std::max(row, 0);
+    row = std::max(row, 0);
     reduction = entry.node_type == NODE_PV ? lmr_table[row][column] : lmr_table_nonpv[row][column];
     if (losing < 0) losing = loses_exchange(pos, side, move);
     if (losing) reduction++;
@@ -379,17 +376,17 @@ static LateMove judge_late_move(Position& pos, SearchStackEntry& entry, int side
 
 int search_moves(Position& pos, int side, int ply, int depth, int alpha, int beta, int in_check,
                  int node_type, Move* pv) {
-    SearchThread&     thread = *pos.owner;
-    SearchStackEntry& entry  = thread.stack[ply];
-    Move              child_pv[PLY_SLOTS];
+    SearchThread& thread = *pos.owner;
+    SearchStackEntry& entry = thread.stack[ply];
+    Move child_pv[PLY_SLOTS];
     child_pv[ply + 1] = NULL_MOVE;
 
-    pv[ply]          = NULL_MOVE;
+    pv[ply] = NULL_MOVE;
     const bool prune = depth <= LMP_depth && !in_check && !entry.in_iid && node_type != NODE_PV;
     entry.move_count = 0;
-    entry.stage      = PICK_SEARCH;
+    entry.stage = PICK_SEARCH;
 
-    int  best = -INFINITE_SCORE, low = alpha;
+    int best = -INFINITE_SCORE, low = alpha;
     Move best_move = NULL_MOVE;
     bool hash_move_seen = false, cut = false;
 
@@ -403,30 +400,29 @@ int search_moves(Position& pos, int side, int ply, int depth, int alpha, int bet
         }
         if (!legal_move(pos, side, move->move)) continue;
         entry.move_class = static_cast<uint16_t>(classify_move(pos, side, *move));
-        entry.reduction  = 0;
+        entry.reduction = 0;
 
         // 2. Nothing is pruned or reduced while the node has only proven a loss.
         int reduction = 0;
         if (best >= MATE_LOW) {
-            if (judge_late_move(pos, entry, side, depth, prune, *move, reduction)
-                == LateMove::DROP)
+            if (judge_late_move(pos, entry, side, depth, prune, *move, reduction) == LateMove::DROP)
                 continue;
             entry.reduction = static_cast<int8_t>(reduction);
         }
 
         // 3. The first move gets the full window, the others a scout and then the window.
         const bool quiet = !(entry.move_class & CLASS_CAPTURE);
-        int        value;
+        int value;
         make_move(pos, move->move);
         if (entry.move_count == 0 || depth <= 1) {
-            value = -search_node(pos, side ^ 1, ply + 1, depth - 1, -beta, -low, -node_type,
-                                 child_pv);
+            value =
+                -search_node(pos, side ^ 1, ply + 1, depth - 1, -beta, -low, -node_type, child_pv);
         } else {
             value = -search_node(pos, side ^ 1, ply + 1, depth - reduction - 1, -low - 1, -low,
                                  NODE_CUT, child_pv);
             if (value > low) {
                 entry.reduction = 0;
-                int child_type  = node_type == NODE_PV ? NODE_PV : NODE_ALL;
+                int child_type = node_type == NODE_PV ? NODE_PV : NODE_ALL;
                 value = -search_node(pos, side ^ 1, ply + 1, depth - 1, -beta, -low, child_type,
                                      child_pv);
             }
@@ -438,9 +434,9 @@ int search_moves(Position& pos, int side, int ply, int depth, int alpha, int bet
         // 4. Learn, and keep the best.
         if (quiet && depth > 0) learn_quiet_move(thread, entry, depth, value, low);
         if (value <= best) continue;
-        best      = value;
+        best = value;
         best_move = move->move;
-        pv[ply]   = best_move;
+        pv[ply] = best_move;
         pv[ply + 1] = NULL_MOVE;
         if (value <= low) continue;
         if (value >= beta) {
@@ -454,9 +450,9 @@ int search_moves(Position& pos, int side, int ply, int depth, int alpha, int bet
     // 5. Without a move it is mate or stalemate, and that is exact.
     int store_alpha = alpha, store_beta = beta;
     if (!cut && best_move == NULL_MOVE) {
-        best        = in_check ? ply - MATE_VALUE : 0;
+        best = in_check ? ply - MATE_VALUE : 0;
         store_alpha = -INFINITE_SCORE;
-        store_beta  = INFINITE_SCORE;
+        store_beta = INFINITE_SCORE;
     }
     if (depth >= 0) hash_store(pos, ply, depth, best_move, best, store_alpha, store_beta);
     return best;

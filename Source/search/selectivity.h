@@ -11,7 +11,7 @@
 #include <cstdint>
 
 constexpr int MARGIN_DEPTHS = 12; // depths 0 to 11; deeper ones read the last entry
-constexpr int LMR_SIZE      = 32;
+constexpr int LMR_SIZE = 32;
 
 extern int16_t BP_margin;
 extern int16_t FP_depth, SEP_depth; // greatest depth of the rule
@@ -23,8 +23,8 @@ extern int16_t sep_margins[MARGIN_DEPTHS];
 extern int16_t lmp_counts[MARGIN_DEPTHS]; // moves
 
 // Plies of reduction, by depth and by number of the move.
-extern int8_t lmr_table[LMR_SIZE][LMR_SIZE];        // at PV nodes
-extern int8_t lmr_table_nonpv[LMR_SIZE][LMR_SIZE];  // at others
+extern int8_t lmr_table[LMR_SIZE][LMR_SIZE];       // at PV nodes
+extern int8_t lmr_table_nonpv[LMR_SIZE][LMR_SIZE]; // at others
 
 // Index of the margin tables for a depth: below 0 the first entry is read, above 11 the last.
 inline int margin_index(int depth) {

@@ -16,108 +16,108 @@
 
 // The score scale: 16-bit centipawn-like units from the side to move's view.
 constexpr int INFINITE_SCORE = 10001;
-constexpr int MATE_VALUE     = 10000; // a side that is mated at ply p scores p - 10000
-constexpr int MATE_LOW       = -9799; // scores below are mates or table losses
-constexpr int MATE_HIGH      = 9798;  // scores above are mates or table wins
-constexpr int TB_WIN         = 9800;  // a proven win at ply p scores 9800 - p
-constexpr int TB_LOSS        = -9801; // a proven loss at ply p scores p - 9801
-constexpr int NO_EVAL        = -9999; // static value of a side in check: there is none
+constexpr int MATE_VALUE = 10000; // a side that is mated at ply p scores p - 10000
+constexpr int MATE_LOW = -9799;   // scores below are mates or table losses
+constexpr int MATE_HIGH = 9798;   // scores above are mates or table wins
+constexpr int TB_WIN = 9800;      // a proven win at ply p scores 9800 - p
+constexpr int TB_LOSS = -9801;    // a proven loss at ply p scores p - 9801
+constexpr int NO_EVAL = -9999;    // static value of a side in check: there is none
 
 // Node types.
 constexpr int NODE_CUT = 1;
-constexpr int NODE_PV  = 0;
+constexpr int NODE_PV = 0;
 constexpr int NODE_ALL = -1;
 
-constexpr int LAST_PLY    = 65;  // a deeper node is not searched any further
-constexpr int UNDO_GAME   = 900; // records for the moves of a game
-constexpr int UNDO_LINE   = 100; // room behind them for the deepest line of the search
+constexpr int LAST_PLY = 65;     // a deeper node is not searched any further
+constexpr int UNDO_GAME = 900;   // records for the moves of a game
+constexpr int UNDO_LINE = 100;   // room behind them for the deepest line of the search
 constexpr int UNDO_SEARCH = 884; // a deeper iteration begins only below this many records
 
 // Move lists of all plies share one store. With at most 16 pieces a side a list has at most 15
 // queens' moves of 27, ten of the king, eight repeated pushes and the sentinel.
-constexpr int LONGEST_LIST    = 15 * 27 + 10 + 8 + 1;
+constexpr int LONGEST_LIST = 15 * 27 + 10 + 8 + 1;
 constexpr int MOVE_STORE_SIZE = PLY_SLOTS * LONGEST_LIST;
 
-constexpr int HISTORY_SIZE    = PIECE_CODES * 64;
-constexpr int EVAL_HASH_SIZE  = 32768;
-constexpr int PAWN_HASH_SIZE  = 16384;
+constexpr int HISTORY_SIZE = PIECE_CODES * 64;
+constexpr int EVAL_HASH_SIZE = 32768;
+constexpr int PAWN_HASH_SIZE = 16384;
 
 // Index of the ordering tables: coloured piece and the square that it went to.
 inline int history_index(int mover, int to) { return mover * 64 + to; }
 
 // What the search keeps for one ply.
 struct SearchStackEntry {
-    int16_t  node_type;
-    int16_t  depth;              // remaining, after the node's extensions
-    int16_t  static_eval;        // NO_EVAL in check
-    int16_t  alpha;              // the window after mate distance pruning
-    int16_t  beta;
-    uint16_t in_check;           // 1 if the side to move is in check
-    int8_t   reduction;          // of the move being searched, or of the null search
-    uint8_t  in_iid;             // 1 while the node runs its internal deepening
-    uint16_t move_class;         // class of the move being searched, see classify_move
-    uint16_t from_futility;      // 1 when the node fell into quiescence far below alpha
-    int16_t  threat_pressure[2]; // by side, written by HceEval
-    int16_t  move_count;         // moves searched so far here
-    int32_t  tb_result;          // 0 to 4, or -1 for none
-    Move     hash_move;
-    Move     killer1;
-    Move     killer2;
-    Move     evasion_killer;     // in place of the killers at a node in check
-    uint8_t  checker_square;     // one checking piece, or NO_SQUARE
-    uint16_t stage;              // state of next_move
-    MoveEntry* move_list;        // start of this ply's entries; next_move sets those below
-    MoveEntry* current_move;     // the entry being searched; move 0 is a null move
+    int16_t node_type;
+    int16_t depth;       // remaining, after the node's extensions
+    int16_t static_eval; // NO_EVAL in check
+    int16_t alpha;       // the window after mate distance pruning
+    int16_t beta;
+    uint16_t in_check;          // 1 if the side to move is in check
+    int8_t reduction;           // of the move being searched, or of the null search
+    uint8_t in_iid;             // 1 while the node runs its internal deepening
+    uint16_t move_class;        // class of the move being searched, see classify_move
+    uint16_t from_futility;     // 1 when the node fell into quiescence far below alpha
+    int16_t threat_pressure[2]; // by side, written by HceEval
+    int16_t move_count;         // moves searched so far here
+    int32_t tb_result;          // 0 to 4, or -1 for none
+    Move hash_move;
+    Move killer1;
+    Move killer2;
+    Move evasion_killer;     // in place of the killers at a node in check
+    uint8_t checker_square;  // one checking piece, or NO_SQUARE
+    uint16_t stage;          // state of next_move
+    MoveEntry* move_list;    // start of this ply's entries; next_move sets those below
+    MoveEntry* current_move; // the entry being searched; move 0 is a null move
 };
 
 // One entry of the eval hash. Both evaluators share the table: which of them is asked depends on
 // the position and on settings whose change flushes the table.
 struct EvalHashEntry {
     uint64_t key;
-    int16_t  threat_pressure[2];
-    int16_t  hce_score;
-    int16_t  nn_score;
+    int16_t threat_pressure[2];
+    int16_t hce_score;
+    int16_t nn_score;
 };
 static_assert(sizeof(EvalHashEntry) == 16, "four entries a cache line");
 
 struct PawnHashEntry {
     uint64_t key;
-    int32_t  packed[2]; // structure of White and Black
+    int32_t packed[2]; // structure of White and Black
 };
 static_assert(sizeof(PawnHashEntry) == 16, "four entries a cache line");
 
 struct alignas(64) SearchThread {
-    UndoRecord       undo_stack[UNDO_GAME + UNDO_LINE]; // the game's moves, then the line's
-    SearchStackEntry stack[PLY_SLOTS];                  // by ply; 0 is a sentinel, 1 the root
-    MoveEntry        move_store[MOVE_STORE_SIZE];       // 0 and 1: empty lists of plies 0 and 1
+    UndoRecord undo_stack[UNDO_GAME + UNDO_LINE]; // the game's moves, then the line's
+    SearchStackEntry stack[PLY_SLOTS];            // by ply; 0 is a sentinel, 1 the root
+    MoveEntry move_store[MOVE_STORE_SIZE];        // 0 and 1: empty lists of plies 0 and 1
 
-    int16_t history[HISTORY_SIZE];  // 0 to 16384
-    Move    counter1[HISTORY_SIZE]; // the two latest replies to a move
-    Move    counter2[HISTORY_SIZE];
-    Move    followup[HISTORY_SIZE]; // the latest move that worked two plies after a move
+    int16_t history[HISTORY_SIZE]; // 0 to 16384
+    Move counter1[HISTORY_SIZE];   // the two latest replies to a move
+    Move counter2[HISTORY_SIZE];
+    Move followup[HISTORY_SIZE]; // the latest move that worked two plies after a move
 
     EvalHashEntry eval_hash[EVAL_HASH_SIZE];
     PawnHashEntry pawn_hash[PAWN_HASH_SIZE];
-    uint32_t      eval_epoch; // settings that the two tables were filled under, see evaluate.h
+    uint32_t eval_epoch; // settings that the two tables were filled under, see evaluate.h
 
     EvalContext context;
-    Position    position;
+    Position position;
 
-    Move    pv[PLY_SLOTS]; // best line at the root: pv[1] is the best move, 0 ends it
-    int16_t undo_index;    // used records of undo_stack
-    int16_t ply;           // of the current node; stepped together with undo_index
-    Move    last_move;     // led to the current node; 0 after a null move
+    Move pv[PLY_SLOTS]; // best line at the root: pv[1] is the best move, 0 ends it
+    int16_t undo_index; // used records of undo_stack
+    int16_t ply;        // of the current node; stepped together with undo_index
+    Move last_move;     // led to the current node; 0 after a null move
     uint8_t thread_index;
 
-    std::atomic<int8_t>  current_depth;   // iteration that the thread works at; this thread
-    std::atomic<uint8_t> root_fail;       // 0, 1 after a fail low, 2 after a fail high; this thread
-    std::atomic<int8_t>  completed_depth; // iteration of `score` and `pv`; this thread
-    int8_t   seldepth;                    // highest ply reached
-    uint32_t seed;                        // state of the root-order noise
-    std::atomic<int16_t> score;           // of the current best line; this thread
-    int16_t  root_eval;                   // static evaluation of the root
-    uint64_t perft_nodes;                 // leaves counted by perft
-    uint64_t node_limit;                  // nodes at which the search must stop
+    std::atomic<int8_t> current_depth;   // iteration that the thread works at; this thread
+    std::atomic<uint8_t> root_fail;      // 0, 1 after a fail low, 2 after a fail high; this thread
+    std::atomic<int8_t> completed_depth; // iteration of `score` and `pv`; this thread
+    int8_t seldepth;                     // highest ply reached
+    uint32_t seed;                       // state of the root-order noise
+    std::atomic<int16_t> score;          // of the current best line; this thread
+    int16_t root_eval;                   // static evaluation of the root
+    uint64_t perft_nodes;                // leaves counted by perft
+    uint64_t node_limit;                 // nodes at which the search must stop
 
     // Counters. Written by this thread, summed by others.
     std::atomic<uint64_t> nodes;
@@ -130,7 +130,7 @@ struct alignas(64) SearchThread {
     std::atomic<uint64_t> pawn_hits;
 
     // Of the last call of search_trace.
-    int8_t  trace_depth;
+    int8_t trace_depth;
     int16_t trace_ply;
 };
 
@@ -148,7 +148,7 @@ extern std::atomic<SearchThread*> search_threads[MAX_THREADS];
 
 // Allocates a zeroed record and links its Position to it. Returns null without memory.
 SearchThread* allocate_search_thread();
-void          free_search_thread(SearchThread* thread);
+void free_search_thread(SearchThread* thread);
 
 // Sets the empty lists of plies 0 and 1, their pointers and node types, and `ply` to 1.
 void reset_search_stack(SearchThread& thread);

@@ -10,9 +10,9 @@
 #include "shell/platform.h"
 #include "shell/state.h"
 
-SearchThread*              main_thread;
+SearchThread* main_thread;
 std::atomic<SearchThread*> search_threads[MAX_THREADS];
-SpinLock                   record_lock;
+SpinLock record_lock;
 
 // The master's record is kept from search to search up to this many threads.
 constexpr int KEEP_RECORD_THREADS = 8;
@@ -23,7 +23,7 @@ SearchThread* allocate_search_thread() {
     // Fresh pages are zero, and a zeroed record is a valid record.
     void* memory = allocate_pages(sizeof(SearchThread), false);
     if (!memory) return nullptr;
-    auto* thread           = new (memory) SearchThread;
+    auto* thread = new (memory) SearchThread;
     thread->position.owner = thread;
     return thread;
 }
@@ -33,11 +33,11 @@ void free_search_thread(SearchThread* thread) { free_pages(thread, sizeof(Search
 void reset_search_stack(SearchThread& thread) {
     thread.ply = 1;
     for (int ply : {0, 1}) {
-        thread.move_store[ply]         = {};
-        thread.move_store[ply].move    = LIST_END;
-        thread.stack[ply].move_list    = &thread.move_store[ply];
+        thread.move_store[ply] = {};
+        thread.move_store[ply].move = LIST_END;
+        thread.stack[ply].move_list = &thread.move_store[ply];
         thread.stack[ply].current_move = &thread.move_store[ply];
-        thread.stack[ply].node_type    = NODE_PV;
+        thread.stack[ply].node_type = NODE_PV;
     }
 }
 
@@ -50,24 +50,24 @@ static bool setup_record(int index) {
     }
     const SearchThread& game = *main_thread;
 
-    thread->thread_index   = static_cast<uint8_t>(index);
-    thread->seed           = static_cast<uint32_t>(index) * 123;
-    thread->position       = game.position;
+    thread->thread_index = static_cast<uint8_t>(index);
+    thread->seed = static_cast<uint32_t>(index) * 123;
+    thread->position = game.position;
     thread->position.owner = thread;
 
     auto used = static_cast<size_t>(game.undo_index);
     memcpy(thread->undo_stack, game.undo_stack, used * sizeof(UndoRecord));
     thread->undo_stack[used].move = NULL_MOVE;
-    thread->undo_index            = game.undo_index;
-    thread->last_move             = game.last_move;
+    thread->undo_index = game.undo_index;
+    thread->last_move = game.last_move;
 
     reset_search_stack(*thread);
     thread->node_limit = engine.max_nodes ? engine.max_nodes : NO_NODE_LIMIT;
 
     memset(thread->pv, 0, sizeof thread->pv);
-    for (auto* counter : {&thread->nodes, &thread->tb_hits, &thread->eval_probes,
-                          &thread->eval_hits, &thread->hash_probes, &thread->hash_hits,
-                          &thread->pawn_probes, &thread->pawn_hits})
+    for (auto* counter :
+         {&thread->nodes, &thread->tb_hits, &thread->eval_probes, &thread->eval_hits,
+          &thread->hash_probes, &thread->hash_hits, &thread->pawn_probes, &thread->pawn_hits})
         set_relaxed(*counter, 0);
     set_relaxed(thread->score, 0);
     set_relaxed(thread->current_depth, 0);
@@ -102,7 +102,7 @@ static void free_record(int index) {
 }
 
 static void run_search_threads() {
-    static int          numbers[MAX_THREADS];
+    static int numbers[MAX_THREADS];
     static ThreadHandle helpers[MAX_THREADS];
 
     const int threads = engine.num_threads;

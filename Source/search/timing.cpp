@@ -9,9 +9,7 @@
 #include "shell/print.h"
 #include "shell/state.h"
 
-void update_elapsed() {
-    set_relaxed(engine.elapsed, monotonic_seconds() - think_start + 0.0001);
-}
+void update_elapsed() { set_relaxed(engine.elapsed, monotonic_seconds() - think_start + 0.0001); }
 
 // Units that the score must drop before it counts as worse.
 static int score_tolerance(int best_score) {
@@ -23,7 +21,7 @@ static int score_tolerance(int best_score) {
 static float extra_time(int root_fail, int best_score, int tolerance, float remain) {
     constexpr float FAIL_LOW_SHARE = 0.25f, FAIL_HIGH_SHARE = 0.1f;
     constexpr float DROP_SHARE = 0.03f, CHANGE_SHARE = 0.02f, STABLE_SHARE = 0.25f;
-    constexpr int   FRESH_MOVE = 2, STABLE_MOVE = 5; // iterations since the best move changed
+    constexpr int FRESH_MOVE = 2, STABLE_MOVE = 5; // iterations since the best move changed
 
     int depth = relaxed(engine.iteration_depth);
     if (root_fail == 1) return FAIL_LOW_SHARE * remain;
@@ -55,12 +53,12 @@ static bool helper_sees_more(int best_score, int tolerance) {
 // The decision, with the thread records held in place.
 static bool time_is_up(const SearchThread& master, float elapsed) {
     constexpr float MOST_SAFETY = 0.025f, HELPER_SHARE = 0.08f;
-    constexpr int   SINGLE_MOVE_DEPTH = 5;
+    constexpr int SINGLE_MOVE_DEPTH = 5;
 
     float remain = std::max(engine.clock[engine.root_side] - elapsed, 0.0f);
     float limit = engine.target_time, safety = 0.0f;
     if (engine.moves_per_control != 1) {
-        safety         = std::min(engine.move_overhead, MOST_SAFETY);
+        safety = std::min(engine.move_overhead, MOST_SAFETY);
         int best_score = relaxed(engine.best_score), tolerance = score_tolerance(best_score);
         float extra = extra_time(relaxed(master.root_fail), best_score, tolerance, remain);
         if (HELPER_SHARE * remain > extra && helper_sees_more(best_score, tolerance))
@@ -98,7 +96,7 @@ static float clock_share(float clock, int undo_index, bool& long_horizon) {
         return clock / static_cast<float>(engine.moves_to_go + 1);
     }
     if (!relaxed(shell.uci_mode)) {
-        int period         = engine.moves_per_control;
+        int period = engine.moves_per_control;
         engine.moves_to_go = static_cast<int16_t>(period - undo_index / 2 % period);
     }
     long_horizon = engine.moves_to_go > 2;
@@ -108,17 +106,17 @@ static float clock_share(float clock, int undo_index, bool& long_horizon) {
 
 void plan_time(int undo_index) {
     constexpr float PONDER_FACTOR = 1.3f, WEAK_FACTOR = 0.85f;
-    constexpr int   STRONG_ELO     = 2400;
-    constexpr float LARGEST_SHARE  = 0.65f; // of the clock
-    constexpr float LEAST_TARGET   = 0.002f;
+    constexpr int STRONG_ELO = 2400;
+    constexpr float LARGEST_SHARE = 0.65f; // of the clock
+    constexpr float LEAST_TARGET = 0.002f;
 
     float& clock = engine.clock[engine.root_side];
     if (engine.moves_per_control == 1) {
         engine.target_time = clock = engine.time_base;
         return;
     }
-    bool  long_horizon = false;
-    float time         = clock_share(clock, undo_index, long_horizon);
+    bool long_horizon = false;
+    float time = clock_share(clock, undo_index, long_horizon);
     if (engine.ponder_enabled && long_horizon) time *= PONDER_FACTOR;
     if (active_personality.UCI_Elo < STRONG_ELO) time *= WEAK_FACTOR;
     if (engine.time_increment > 0)

@@ -15,9 +15,9 @@ namespace {
 
 // The arguments and the one that is looked at.
 struct Cursor {
-    int    count;
+    int count;
     char** texts;
-    int    at;
+    int at;
 };
 
 } // namespace
@@ -39,24 +39,24 @@ static void take_text(Cursor& cursor, const char* option, char* field, size_t si
 
 static void parse_limits(Cursor& cursor) {
     if (is(cursor, "-d")) {
-        auto depth       = static_cast<int8_t>(read_integer(take_value(cursor)));
+        auto depth = static_cast<int8_t>(read_integer(take_value(cursor)));
         engine.max_depth = std::min<int8_t>(depth, MAX_DEPTH);
         engine.moves_per_control = 1;
-        engine.time_base         = 10000.0f;
+        engine.time_base = 10000.0f;
     }
     if (is(cursor, "-t")) {
         engine.moves_per_control = 1;
-        engine.time_base         = read_number(take_value(cursor));
+        engine.time_base = read_number(take_value(cursor));
     }
     if (is(cursor, "-n")) {
         engine.moves_per_control = 1;
-        engine.time_base         = 1000.0f;
-        engine.max_nodes         = static_cast<uint64_t>(read_integer(take_value(cursor)));
+        engine.time_base = 1000.0f;
+        engine.max_nodes = static_cast<uint64_t>(read_integer(take_value(cursor)));
     }
     if (is(cursor, "-nps")) {
-        float speed                           = read_number(take_value(cursor));
+        float speed = read_number(take_value(cursor));
         default_personality.UCI_LimitStrength = 1;
-        engine.target_nps                     = speed;
+        engine.target_nps = speed;
         // A speed below 1 has no figure worth the name.
         int elo = speed > 0.0f ? static_cast<int>(elo_of_speed(speed)) : 0;
         default_personality.UCI_Elo = static_cast<int16_t>(elo);
@@ -66,10 +66,10 @@ static void parse_limits(Cursor& cursor) {
 
 static void parse_resources(Cursor& cursor) {
     Personality& p = default_personality;
-    if (is(cursor, "-hash"))
-        p.Hash = std::clamp(read_integer(take_value(cursor)), 0, MAX_HASH_MB);
+    if (is(cursor, "-hash")) p.Hash = std::clamp(read_integer(take_value(cursor)), 0, MAX_HASH_MB);
     if (is(cursor, "-threads"))
-        p.Threads = static_cast<int16_t>(std::clamp(read_integer(take_value(cursor)), 1, MAX_THREADS));
+        p.Threads =
+            static_cast<int16_t>(std::clamp(read_integer(take_value(cursor)), 1, MAX_THREADS));
     take_text(cursor, "-book", p.OwnBook_File, sizeof p.OwnBook_File);
     take_text(cursor, "-tbpath", p.SyzygyPath, sizeof p.SyzygyPath);
     if (is(cursor, "-tbx")) copy_text(p.SyzygyPath, EXAMPLE_TABLE_PATH, sizeof p.SyzygyPath);
@@ -84,7 +84,8 @@ static void parse_scan(Cursor& cursor, CommandLine& line) {
     for (int number = 1; number <= 4; number++) {
         char name[16];
         snprintf(name, sizeof name, "-scan_pgn%d", number);
-        if (strcmp(option, name) == 0) line.run_mode = static_cast<RunMode>(MODE_SCAN_PGN_1 + number - 1);
+        if (strcmp(option, name) == 0)
+            line.run_mode = static_cast<RunMode>(MODE_SCAN_PGN_1 + number - 1);
     }
     copy_text(shell.games_in_name, take_value(cursor), sizeof shell.games_in_name);
 }
@@ -101,7 +102,7 @@ static void parse_tuning(Cursor& cursor, CommandLine& line) {
             return;
         }
         copy_text(shell.epd_in_name, take_value(cursor), sizeof shell.epd_in_name);
-        double rate  = atof(take_value(cursor));
+        double rate = atof(take_value(cursor));
         double count = read_integer(take_value(cursor));
         if (rate > MOST_RATE || count * 1000000.0 < LEAST_COUNT) line.exit_status = 1;
         if (cursor.at + 1 < cursor.count) {
@@ -129,7 +130,7 @@ static void parse_modes(Cursor& cursor, CommandLine& line) {
     parse_scan(cursor, line);
     if (is(cursor, "-bench")) line.run_mode = MODE_BENCHMARK;
     if (is(cursor, "-pbench")) {
-        line.run_mode       = MODE_BENCHMARK;
+        line.run_mode = MODE_BENCHMARK;
         line.benchmark_here = true;
     }
     if (is(cursor, "-mkconfig")) line.run_mode = MODE_MAKE_CONFIG;
@@ -149,7 +150,7 @@ static void parse_modes(Cursor& cursor, CommandLine& line) {
 // option that took it, so that "-noise -quiet" also acts as "-quiet". That is wanted.
 CommandLine parse_arguments(int argc, char** argv) {
     CommandLine line = {MODE_GAME, false, 0};
-    Cursor      cursor = {argc, argv, 1};
+    Cursor cursor = {argc, argv, 1};
     for (; cursor.at < cursor.count && line.exit_status == 0; cursor.at++) {
         Personality& p = default_personality;
         if (is(cursor, "-uci")) set_relaxed(shell.uci_mode, 1);
@@ -158,7 +159,7 @@ CommandLine parse_arguments(int argc, char** argv) {
         if (is(cursor, "-numa")) shell.numa = 1;
         if (is(cursor, "-noise")) shell.noise = read_number(take_value(cursor));
         if (is(cursor, "-quiet")) {
-            p.Log       = 0;
+            p.Log = 0;
             shell.noise = NOISE_QUIET;
         }
         take_text(cursor, "-cfg", p.ConfigFilePath, sizeof p.ConfigFilePath);

@@ -57,7 +57,7 @@ void run_benchmark(bool on_main_thread) {
     constexpr int8_t DEFAULT_DEPTH = 17, NO_LIMIT = 50;
 
     engine.time_base = 99.0f;
-    shell.noise      = NOISE_QUIET;
+    shell.noise = NOISE_QUIET;
     if (engine.max_depth > NO_LIMIT) engine.max_depth = DEFAULT_DEPTH;
     PrintFormat("%s running benchmark using %d threads", PROGRAM_NAME, engine.num_threads);
 

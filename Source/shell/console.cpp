@@ -20,7 +20,7 @@
 #include "shell/print.h"
 #include "shell/state.h"
 
-constexpr int    WORDS       = 10;
+constexpr int WORDS = 10;
 constexpr size_t WORD_LENGTH = 128; // with the ending NUL
 
 // The words of a line; missing ones are empty.
@@ -60,23 +60,23 @@ static void set_game_position(const char* fen) {
 }
 
 static void analyse(const Words& words) {
-    int depth                = read_integer(words.word[1]);
-    engine.time_base         = 99999.0f;
+    int depth = read_integer(words.word[1]);
+    engine.time_base = 99999.0f;
     engine.moves_per_control = 1;
-    engine.max_depth         = static_cast<int8_t>(depth >= 1 && depth < MAX_DEPTH ? depth : MAX_DEPTH);
+    engine.max_depth = static_cast<int8_t>(depth >= 1 && depth < MAX_DEPTH ? depth : MAX_DEPTH);
     clear_hash_if_enabled();
     set_relaxed(engine.game_state, STATE_THINK_REQUEST);
 }
 
 static void show_hash_line() {
     Position& pos = game_position();
-    Move      line[PLY_SLOTS + 1] = {};
-    main_thread->ply              = 1;
+    Move line[PLY_SLOTS + 1] = {};
+    main_thread->ply = 1;
     pv_from_hash(pos, 1, line);
 
-    char   text[PLY_SLOTS * MOVE_TEXT_LENGTH] = "";
-    char*  out    = text;
-    int    played = 0;
+    char text[PLY_SLOTS * MOVE_TEXT_LENGTH] = "";
+    char* out = text;
+    int played = 0;
     for (; line[played + 1] != NULL_MOVE && played < MAX_DEPTH; played++) {
         char move[MOVE_TEXT_LENGTH];
         move_to_text(pos, pos.side, line[played + 1], move);
@@ -95,9 +95,9 @@ static void take_back() {
 }
 
 static void replay() {
-    Position& pos   = game_position();
-    int       index = main_thread->undo_index;
-    Move      move  = main_thread->undo_stack[index].move;
+    Position& pos = game_position();
+    int index = main_thread->undo_index;
+    Move move = main_thread->undo_stack[index].move;
     if (move == NULL_MOVE || index >= UNDO_GAME) return;
     char text[MOVE_TEXT_LENGTH];
     move_to_text(pos, pos.side, move, text);
@@ -129,7 +129,7 @@ static void count_moves(int depth) {
         PrintFormat("info string position can't be searched: %s", reason);
         return;
     }
-    think_start    = monotonic_seconds();
+    think_start = monotonic_seconds();
     uint64_t nodes = run_perft(*main_thread, depth);
     update_elapsed();
     double elapsed = relaxed(engine.elapsed);
@@ -157,10 +157,11 @@ static float read_level_time(const char* text) {
 }
 
 static void set_level(const Words& words) {
-    engine.moves_per_control = static_cast<uint8_t>(std::clamp(read_integer(words.word[2]), 0, 255));
-    engine.time_base         = read_level_time(words.word[3]);
+    engine.moves_per_control =
+        static_cast<uint8_t>(std::clamp(read_integer(words.word[2]), 0, 255));
+    engine.time_base = read_level_time(words.word[3]);
     engine.clock[0] = engine.clock[1] = engine.time_base;
-    engine.time_increment             = read_number(words.word[4]);
+    engine.time_increment = read_number(words.word[4]);
     PrintFormat("set level to %d moves in %0.2f seconds, inc %0.2f", engine.moves_per_control,
                 static_cast<double>(engine.time_base), static_cast<double>(engine.time_increment));
 }
@@ -179,7 +180,7 @@ static void set_selectivity(int value) {
 static bool set_personality_field(const char* name, int value) {
     struct Field {
         const char* name;
-        int16_t     Personality::*field;
+        int16_t Personality::*field;
     };
     constexpr Field FIELDS[] = {
         {"NMP_depth", &Personality::NMP_depth}, {"SEP_depth", &Personality::SEP_depth},
@@ -197,8 +198,8 @@ static bool set_personality_field(const char* name, int value) {
 }
 
 static void change_setting(const Words& words) {
-    const char* name  = words.word[1];
-    int         value = read_integer(words.word[2]);
+    const char* name = words.word[1];
+    int value = read_integer(words.word[2]);
     if (is_word(name, "hash")) {
         engine.hash_enabled = static_cast<uint8_t>(value);
         engine.hash_refused = 0;
@@ -218,7 +219,7 @@ static void change_setting(const Words& words) {
         engine.max_depth = MAX_DEPTH;
         engine.max_nodes = static_cast<uint64_t>(value);
     } else if (is_word(name, "target_nps")) {
-        engine.target_nps                    = read_number(words.word[2]);
+        engine.target_nps = read_number(words.word[2]);
         active_personality.UCI_LimitStrength = 1;
         PrintFormat("target_nps set to %.0f", static_cast<double>(engine.target_nps));
     } else if (is_word(name, "ss")) {
@@ -229,10 +230,10 @@ static void change_setting(const Words& words) {
 }
 
 static void enter_move(const Words& words) {
-    Position&   pos   = game_position();
+    Position& pos = game_position();
     const char* typed = words.word[1][0] ? words.word[1] : words.word[0];
-    char        text[WORD_LENGTH + 2];
-    Move        move;
+    char text[WORD_LENGTH + 2];
+    Move move;
     copy_text(text, typed, WORD_LENGTH);
     if (!parse_move(text, &move)) {
         printf("invalid: %s%s\n", SQUARE_NAMES[move_from(move)], SQUARE_NAMES[move_to(move)]);
@@ -256,7 +257,7 @@ static void start_new_game() {
 }
 
 void handle_console(char* line) {
-    Words       words   = split_words(line);
+    Words words = split_words(line);
     const char* command = words.word[0];
 
     if (is_word(command, "quit")) {

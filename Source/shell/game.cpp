@@ -37,10 +37,10 @@ static void reset_think(const Position& pos) {
     constexpr int FIFTY_MOVES = 100, LAST_AGE = 31, NO_SCORE = -10000, NO_ITERATION = -10001;
 
     set_relaxed(engine.best_score, pos.halfmoves > FIFTY_MOVES ? 0 : NO_SCORE);
-    engine.pv[1]          = NULL_MOVE;
+    engine.pv[1] = NULL_MOVE;
     engine.ponder_enabled = load_shared(active_personality.Ponder);
-    engine.multipv        = static_cast<uint8_t>(active_personality.MultiPV);
-    engine.move_overhead  = static_cast<float>(active_personality.MoveOverhead * 0.001);
+    engine.multipv = static_cast<uint8_t>(active_personality.MultiPV);
+    engine.move_overhead = static_cast<float>(active_personality.MoveOverhead * 0.001);
     if (++engine.hash_age > LAST_AGE) engine.hash_age = 1;
 
     // A table of no megabytes can't be used; the next one that can switches it on again.
@@ -57,7 +57,7 @@ static void reset_think(const Position& pos) {
     set_relaxed(engine.single_move, 0);
     set_relaxed(engine.root_wdl, -1);
     engine.iteration_finished = 0;
-    engine.iteration_time     = 0.0f;
+    engine.iteration_time = 0.0f;
     for (int depth = 0; depth < PLY_SLOTS; depth++) {
         set_relaxed(engine.iteration_score[depth], NO_ITERATION);
         set_relaxed(engine.iteration_move[depth], 0);
@@ -87,7 +87,7 @@ void prepare_search() {
     const Position& pos = main_thread->position;
     set_relaxed(engine.elapsed, 0.0f);
     main_thread->ply = 1;
-    think_start      = monotonic_seconds();
+    think_start = monotonic_seconds();
     engine.root_side = pos.side;
 
     apply_strength_limit();
@@ -101,8 +101,8 @@ void prepare_search() {
 }
 
 float branching_factor() {
-    constexpr int SPAN  = 4;
-    int           depth = engine.iteration_finished;
+    constexpr int SPAN = 4;
+    int depth = engine.iteration_finished;
     if (depth < SPAN + 2 || engine.iteration_nodes[depth] == 0
         || engine.iteration_nodes[depth - SPAN] == 0)
         return 2.0f;
@@ -114,8 +114,8 @@ float branching_factor() {
 // A move from one of the books, or 0. A move into a draw by rule is forgotten.
 static Move choose_book_move(Position& pos) {
     const Personality& settings = active_personality;
-    const int          moves    = pos.owner->undo_index;
-    Move               move     = NULL_MOVE;
+    const int moves = pos.owner->undo_index;
+    Move move = NULL_MOVE;
     if (moves < settings.OwnBook_Depth) move = book_probe(pos, settings.OwnBook_File);
     if (move == NULL_MOVE && moves < settings.OwnBook2_Depth)
         move = book_probe(pos, settings.OwnBook2_File);
@@ -144,9 +144,9 @@ static void play_book_move(Position& pos) {
 static void begin_think() {
     constexpr int FIFTY_MOVES = 100;
 
-    Position&   pos    = main_thread->position;
-    const int   state  = relaxed(engine.game_state) == STATE_THINK_REQUEST ? STATE_THINKING
-                                                                           : STATE_PONDERING;
+    Position& pos = main_thread->position;
+    const int state =
+        relaxed(engine.game_state) == STATE_THINK_REQUEST ? STATE_THINKING : STATE_PONDERING;
     const char* reason = unsearchable_reason(pos);
     prepare_search();
     engine.book_move = 0;
@@ -174,19 +174,18 @@ static double hit_rate(TotalIndex hits, TotalIndex probes) {
 
 static void print_console_summary(const char* best) {
     constexpr uint64_t LEAST_ENTRIES = 3000;
-    engine.hash_fill                 = sample_hash_fill(LEAST_ENTRIES);
+    engine.hash_fill = sample_hash_fill(LEAST_ENTRIES);
     double elapsed = relaxed(engine.elapsed);
-    double nodes   = static_cast<double>(engine.search_totals[TOTAL_NODES]);
+    double nodes = static_cast<double>(engine.search_totals[TOTAL_NODES]);
     PrintFormat("move= %s, time= %0.3f, score= %d, nodes= %0.0f, nps= %0.0fK ebf= %0.2f", best,
                 elapsed, relaxed(engine.best_score), nodes, nodes / (elapsed + 0.001) * 0.001,
                 static_cast<double>(branching_factor()));
-    PrintFormat("Hash fill= %.1f%%, Hash hits: main= %0.1f%%, pawn= %0.1f%%, eval= %0.1f%%, "
-                "TB=%0.0fK",
-                static_cast<double>(engine.hash_fill) * 100.0,
-                hit_rate(TOTAL_HASH_HITS, TOTAL_HASH_PROBES),
-                hit_rate(TOTAL_PAWN_HITS, TOTAL_PAWN_PROBES),
-                hit_rate(TOTAL_EVAL_HITS, TOTAL_EVAL_PROBES),
-                static_cast<double>(engine.search_totals[TOTAL_TB_HITS]) * 0.001);
+    PrintFormat(
+        "Hash fill= %.1f%%, Hash hits: main= %0.1f%%, pawn= %0.1f%%, eval= %0.1f%%, "
+        "TB=%0.0fK",
+        static_cast<double>(engine.hash_fill) * 100.0, hit_rate(TOTAL_HASH_HITS, TOTAL_HASH_PROBES),
+        hit_rate(TOTAL_PAWN_HITS, TOTAL_PAWN_PROBES), hit_rate(TOTAL_EVAL_HITS, TOTAL_EVAL_PROBES),
+        static_cast<double>(engine.search_totals[TOTAL_TB_HITS]) * 0.001);
     if (engine.ncnt[0] + engine.ncnt[1] + engine.ncnt[2] + engine.ncnt[3] != 0)
         PrintFormat("ncnt1= %d, ncnt2= %d, ncnt3= %d, ncnt4= %d", engine.ncnt[0], engine.ncnt[1],
                     engine.ncnt[2], engine.ncnt[3]);
@@ -194,8 +193,8 @@ static void print_console_summary(const char* best) {
 }
 
 static void end_think() {
-    const Position& pos  = main_thread->position;
-    const int       side = engine.root_side;
+    const Position& pos = main_thread->position;
+    const int side = engine.root_side;
     report_line(0, 1, relaxed(engine.result_depth), relaxed(engine.best_score), engine.pv);
 
     char best[MOVE_TEXT_LENGTH], ponder[MOVE_TEXT_LENGTH];
@@ -238,7 +237,7 @@ static void wind_up() {
 void run_game_loop() {
     constexpr float DEAF_TIME = 0.015f; // seconds at the start of a think without input
 
-    shell.quit                     = 0;
+    shell.quit = 0;
     active_personality.eval_jitter = 1;
     while (!shell.quit) {
         update_elapsed();

@@ -10,15 +10,15 @@
 
 constexpr size_t LINE_LIMIT = 4992; // characters of the partial line, and of the pending lines
 constexpr size_t READ_LIMIT = 4999;
-constexpr char   LINE_MARK  = '@';
+constexpr char LINE_MARK = '@';
 
-static char   partial[LINE_LIMIT + 2];  // a line whose end has not come yet
+static char partial[LINE_LIMIT + 2]; // a line whose end has not come yet
 static size_t partial_length;
-static char   pending[LINE_LIMIT + 1];  // finished lines, each ended by LINE_MARK
+static char pending[LINE_LIMIT + 1]; // finished lines, each ended by LINE_MARK
 static size_t pending_length;
-static char   unread[READ_LIMIT];       // read, but not taken apart: pending had no room
+static char unread[READ_LIMIT]; // read, but not taken apart: pending had no room
 static size_t unread_start, unread_end;
-static bool   at_end;
+static bool at_end;
 
 // Moves the partial line to the pending ones. Returns false if they have no room for it now.
 static bool finish_partial_line() {
@@ -29,7 +29,7 @@ static bool finish_partial_line() {
     memcpy(pending + pending_length, partial, partial_length);
     pending_length += partial_length;
     pending[pending_length++] = LINE_MARK;
-    partial_length            = 0;
+    partial_length = 0;
     return true;
 }
 
@@ -52,8 +52,8 @@ static void take_input() {
     int count = read_input(unread, READ_LIMIT);
     if (count < 0) return;
     unread_start = 0;
-    unread_end   = static_cast<size_t>(count);
-    at_end       = count == 0;
+    unread_end = static_cast<size_t>(count);
+    at_end = count == 0;
     split_lines();
 }
 

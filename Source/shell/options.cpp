@@ -33,15 +33,15 @@ namespace {
 
 // Spin and check options that only store a value.
 struct NumberOption {
-    char              name[24];
+    char name[24];
     int16_t Personality::*field;
-    int               least, most; // of a spin; a check has 0 and 1
-    bool              check;
+    int least, most; // of a spin; a check has 0 and 1
+    bool check;
 };
 
 struct TextOption {
-    char   name[16];
-    char*  field;
+    char name[16];
+    char* field;
     size_t size;
 };
 
@@ -78,7 +78,7 @@ static bool set_number(const char* name, const char* value) {
 }
 
 static bool set_text(const char* name, const char* value) {
-    Personality&     p         = active_personality;
+    Personality& p = active_personality;
     const TextOption options[] = {
         {"NN_File", p.NN_File, sizeof p.NN_File},
         {"OwnBook_File", p.OwnBook_File, sizeof p.OwnBook_File},
@@ -107,7 +107,7 @@ static void set_threads(const char* value) {
     int threads = std::clamp(read_integer(value), 0, MAX_THREADS);
     report_number("Threads", threads);
     active_personality.Threads = static_cast<int16_t>(threads);
-    engine.num_threads         = static_cast<uint8_t>(threads);
+    engine.num_threads = static_cast<uint8_t>(threads);
 }
 
 static void set_config_path(const char* value) {
@@ -167,15 +167,15 @@ static bool split_setting(char* line, char*& name, char*& value) {
     constexpr size_t SHORTEST = 4; // characters, with the newline
     if (strlen(line) < SHORTEST) return false;
     line[strcspn(line, "\r\n")] = 0;
-    line[strcspn(line, "#")]    = 0;
+    line[strcspn(line, "#")] = 0;
 
     char* equals = strchr(line, '=');
     // Without a space in front, the "=" belongs to the name, and no option has such a name.
     if (!equals || equals == line || equals[-1] != ' ') return false;
     char* end = equals;
     while (end > line && end[-1] == ' ') end--;
-    *end  = 0;
-    name  = line;
+    *end = 0;
+    name = line;
     value = equals + 1;
     while (*value == ' ') value++;
     return true;
@@ -183,8 +183,8 @@ static bool split_setting(char* line, char*& name, char*& value) {
 
 void LoadConfig() {
     constexpr size_t NAME_LENGTH = 101, VALUE_LENGTH = 201;
-    constexpr int    MOST_NESTED = 10; // a file that names itself is not read for ever
-    static int       nested;
+    constexpr int MOST_NESTED = 10; // a file that names itself is not read for ever
+    static int nested;
 
     if (nested >= MOST_NESTED) return;
     FILE* file = fopen(active_personality.ConfigFilePath, "r");
@@ -204,7 +204,7 @@ void LoadConfig() {
     fclose(file);
     nested--;
     active_personality.eval_dirty = 1;
-    default_personality           = active_personality;
+    default_personality = active_personality;
 }
 
 static void print_spin(const char* name, int value, int least, int most) {

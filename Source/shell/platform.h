@@ -33,7 +33,7 @@ void ignore_broken_pipes();
 // Zeroed memory on page boundaries, or null. `huge` advises the system to use huge pages. Give
 // free_pages the same size.
 void* allocate_pages(size_t bytes, bool huge);
-void  free_pages(void* memory, size_t bytes);
+void free_pages(void* memory, size_t bytes);
 
 // Threads. A handle is only good for join_thread.
 using ThreadFunction = void (*)(void* argument);

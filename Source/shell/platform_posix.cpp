@@ -57,7 +57,7 @@ namespace {
 
 struct Start {
     ThreadFunction function;
-    void*          argument;
+    void* argument;
 };
 
 // Searches recurse 70 plies deep with small frames; this leaves a wide margin also for
@@ -79,7 +79,7 @@ static int start_thread(pthread_t& thread, ThreadFunction function, void* argume
     *start = {function, argument};
 
     pthread_attr_t attributes;
-    int            error = pthread_attr_init(&attributes);
+    int error = pthread_attr_init(&attributes);
     if (error == 0) {
         pthread_attr_setdetachstate(&attributes, state);
         pthread_attr_setstacksize(&attributes, STACK_BYTES);
@@ -97,7 +97,7 @@ int start_detached(ThreadFunction function, void* argument) {
 
 int start_joinable(ThreadHandle& handle, ThreadFunction function, void* argument) {
     pthread_t thread;
-    int       error = start_thread(thread, function, argument, PTHREAD_CREATE_JOINABLE);
+    int error = start_thread(thread, function, argument, PTHREAD_CREATE_JOINABLE);
     if (error == 0) handle.id = static_cast<uint64_t>(thread);
     return error;
 }

@@ -6,10 +6,10 @@
 #include "shell/state.h"
 
 SpinLock print_lock, report_lock, root_lock;
-FILE*    log_file;
+FILE* log_file;
 
-constexpr char   LOG_NAME[]   = "mird.log";
-constexpr size_t LINE_LENGTH  = 8192;
+constexpr char LOG_NAME[] = "mird.log";
+constexpr size_t LINE_LENGTH = 8192;
 
 void lock(SpinLock& spin) {
     while (spin.taken.exchange(true, std::memory_order_acquire))
@@ -31,7 +31,7 @@ void Print(const char* text) {
 }
 
 void PrintFormat(const char* format, ...) {
-    char    text[LINE_LENGTH];
+    char text[LINE_LENGTH];
     va_list arguments;
     va_start(arguments, format);
     vsnprintf(text, sizeof text, format, arguments);

@@ -58,7 +58,7 @@ static void size_hash_for_limits() {
 
     if (engine.max_nodes == 0) return;
     uint64_t limit = 32000;
-    megabytes      = 1;
+    megabytes = 1;
     while (engine.max_nodes > limit && megabytes < 64) {
         limit *= 2;
         megabytes *= 2;

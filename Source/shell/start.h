@@ -19,8 +19,8 @@ enum RunMode {
 
 struct CommandLine {
     RunMode run_mode;
-    bool    benchmark_here; // -pbench: search on the main thread
-    int     exit_status;    // not 0: the process ends with it at once, without a message
+    bool benchmark_here; // -pbench: search on the main thread
+    int exit_status;     // not 0: the process ends with it at once, without a message
 };
 
 // The whole program: start-up in its fixed order, one run mode, shutdown. Returns the exit status.

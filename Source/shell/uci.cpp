@@ -46,8 +46,8 @@ static void identify() {
 static void set_option(char* arguments) {
     constexpr size_t NAME_LENGTH = 101, VALUE_LENGTH = 201;
 
-    char  name[NAME_LENGTH] = "", value[VALUE_LENGTH] = "";
-    char* name_word  = strstr(arguments, "name");
+    char name[NAME_LENGTH] = "", value[VALUE_LENGTH] = "";
+    char* name_word = strstr(arguments, "name");
     char* value_word = strstr(arguments, "value");
     if (name_word && value_word && name_word < value_word) {
         char* end = value_word;
@@ -65,11 +65,11 @@ static void new_game() {
     constexpr float NEW_GAME_SECONDS = 60.0f;
     abandon_search();
     engine.moves_per_control = 0;
-    engine.time_base         = NEW_GAME_SECONDS;
-    engine.time_increment    = 0.0f;
+    engine.time_base = NEW_GAME_SECONDS;
+    engine.time_increment = 0.0f;
     engine.clock[0] = engine.clock[1] = NEW_GAME_SECONDS;
-    main_thread->undo_index           = 0;
-    main_thread->ply                  = 1;
+    main_thread->undo_index = 0;
+    main_thread->ply = 1;
     if (engine.hash_enabled && hash_table) hash_clear();
     engine.hash_age = 0;
 }
@@ -83,7 +83,7 @@ static int castling_flag(const Position& pos, int from, int to) {
     int files = std::abs(file_of(from) - file_of(to));
     if (files <= 1 && pos.board[to] != piece_code(side, ROOK)) return 0;
 
-    int wing  = from < to ? 0 : 1;
+    int wing = from < to ? 0 : 1;
     int right = side * 2 + wing;
     if (!(pos.castling >> right & 1) || (pos.castle_empty[right] & occupied(pos))) return 0;
     return wing == 0 ? FLAG_KING_SIDE : FLAG_QUEEN_SIDE;
@@ -107,8 +107,8 @@ static bool is_square(const char* name) {
 // nothing of the side to move, or onto an own piece.
 static Move decode_move(const Position& pos, const char* word) {
     if (strlen(word) < 4 || !is_square(word) || !is_square(word + 2)) return NULL_MOVE;
-    int from  = (word[0] - 'a') + 8 * (word[1] - '1');
-    int to    = (word[2] - 'a') + 8 * (word[3] - '1');
+    int from = (word[0] - 'a') + 8 * (word[1] - '1');
+    int to = (word[2] - 'a') + 8 * (word[3] - '1');
     int mover = pos.board[from];
     if (mover == 0 || colour_of(mover) != pos.side) return NULL_MOVE;
 
@@ -121,8 +121,8 @@ static Move decode_move(const Position& pos, const char* word) {
 }
 
 static void play_moves(char* text) {
-    Position& pos  = main_thread->position;
-    char*     rest = nullptr;
+    Position& pos = main_thread->position;
+    char* rest = nullptr;
     for (char* word = strtok_r(text, " ", &rest); word; word = strtok_r(nullptr, " ", &rest)) {
         Move move = decode_move(pos, word);
         if (move == NULL_MOVE) {
@@ -136,7 +136,7 @@ static void play_moves(char* text) {
 
 static void set_up_position(char* arguments) {
     char* moves = strstr(arguments, "moves");
-    char  none[1] = "";
+    char none[1] = "";
     if (moves) {
         if (moves > arguments) moves[-1] = 0;
         else arguments = none;
@@ -158,39 +158,39 @@ static bool find_value(char* arguments, const char* keyword, char* token) {
 static float seconds(const char* token) { return read_number(token) * 0.001f; }
 
 static void limit_depth(const char* token) {
-    engine.max_depth         = std::min<int8_t>(static_cast<int8_t>(read_integer(token)), MAX_DEPTH);
+    engine.max_depth = std::min<int8_t>(static_cast<int8_t>(read_integer(token)), MAX_DEPTH);
     engine.moves_per_control = 1;
-    engine.time_base         = NO_TIME_LIMIT;
+    engine.time_base = NO_TIME_LIMIT;
 }
 
 // The limit varies by up to 4 per cent either way, so that games at fixed nodes differ.
 static void limit_nodes(const char* token) {
-    int64_t nodes            = read_integer(token);
-    engine.max_nodes         = static_cast<uint64_t>(nodes + nodes * (40 - rand() % 80) / 1000);
+    int64_t nodes = read_integer(token);
+    engine.max_nodes = static_cast<uint64_t>(nodes + nodes * (40 - rand() % 80) / 1000);
     engine.moves_per_control = 1;
-    engine.time_base         = NO_TIME_LIMIT;
+    engine.time_base = NO_TIME_LIMIT;
 }
 
 static void limit_by_control(const char* token) {
     constexpr int16_t MOVES = 40; // any number above 1: moves_to_go counts
     engine.moves_per_control = MOVES;
-    engine.moves_to_go       = static_cast<int16_t>(std::clamp(read_integer(token), 0, 1000));
-    engine.max_depth         = MAX_DEPTH;
-    engine.max_nodes         = 0;
+    engine.moves_to_go = static_cast<int16_t>(std::clamp(read_integer(token), 0, 1000));
+    engine.max_depth = MAX_DEPTH;
+    engine.max_nodes = 0;
 }
 
 static void limit_move_time(const char* token) {
     engine.moves_per_control = 1;
-    engine.time_base         = seconds(token);
-    engine.time_increment    = 0.0f;
+    engine.time_base = seconds(token);
+    engine.time_increment = 0.0f;
 }
 
 static void limit_nothing() {
-    engine.time_base         = NO_TIME_LIMIT;
-    engine.time_increment    = 0.0f;
-    engine.max_depth         = MAX_DEPTH;
+    engine.time_base = NO_TIME_LIMIT;
+    engine.time_increment = 0.0f;
+    engine.max_depth = MAX_DEPTH;
     engine.moves_per_control = 1;
-    engine.max_nodes         = 0;
+    engine.max_nodes = 0;
 }
 
 // Limits that a `go` doesn't name stand as an earlier one left them, but for the kind of control.
@@ -199,7 +199,7 @@ static void go(char* arguments) {
     engine.moves_per_control = 0;
 
     const int side = main_thread->position.side;
-    char      token[TOKEN_LENGTH];
+    char token[TOKEN_LENGTH];
     if (find_value(arguments, "wtime", token)) engine.clock[WHITE] = std::max(seconds(token), 0.0f);
     if (find_value(arguments, "btime", token)) engine.clock[BLACK] = std::max(seconds(token), 0.0f);
     if (find_value(arguments, side == WHITE ? "winc" : "binc", token))
