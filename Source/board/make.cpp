@@ -155,6 +155,14 @@ void make_game_move(Position& pos, Move move) {
     thread.ply = 1;
 }
 
+uint64_t likely_key_after(const Position& pos, const MoveEntry& entry) {
+    int from = move_from(entry.move), to = move_to(entry.move);
+    uint64_t key = pos.key ^ piece_key(entry.mover, from) ^ piece_key(entry.mover, to);
+    if (entry.victim) key ^= piece_key(entry.victim, to);
+    if (pos.ep_square != NO_SQUARE) key ^= zobrist[pos.ep_square];
+    return key_with_side(key, pos.side ^ 1);
+}
+
 static void unmake_castling(Position& pos, int side, Move move) {
     int from = move_from(move), to = move_to(move);
     int rook = piece_code(side, ROOK), king = piece_code(side, KING);

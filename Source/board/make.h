@@ -15,6 +15,10 @@ void make_move(Position& pos, Move move);
 // a game of any length can be played on; repetitions lie far behind them.
 void make_game_move(Position& pos, Move move);
 
+// The key that an ordinary move leads to. Castling, en passant, promotions, double pushes and lost
+// rights are left out, so that it is good for a prefetch only.
+uint64_t likely_key_after(const Position& pos, const MoveEntry& entry);
+
 // Takes back the move on top of the undo stack.
 void unmake_move(Position& pos);
 

@@ -327,6 +327,7 @@ MoveEntry* next_move(Position& pos) {
     const int side = pos.side;
     auto store = [&](int state) { entry.stage = static_cast<uint16_t>(options | state); };
 
+    const bool came_sorted = (entry.stage & 15) == STATE_SORTED;
     for (int state = entry.stage & 15;;) {
         switch (state) {
         case STATE_START:
@@ -390,6 +391,9 @@ MoveEntry* next_move(Position& pos) {
 
         case STATE_SORTED:
             if (at_end(cursor)) return nullptr;
+            // What was handed out from this list last was the best of it, so that its equal needs
+            // no search. Long runs of quiet moves have one and the same score.
+            if (came_sorted && cursor->score == cursor[-1].score) return cursor;
             if (select_best(cursor)->score <= SORTED_SCORE) store(STATE_REST);
             return cursor;
 

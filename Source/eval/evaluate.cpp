@@ -17,6 +17,15 @@ void refresh_eval_tables(SearchThread& thread) {
     thread.eval_epoch = epoch;
 }
 
+// Place of a position in the eval hash; the two colours to move are neighbours.
+static size_t eval_hash_index(const Position& pos) {
+    return static_cast<size_t>(pos.key & (EVAL_HASH_SIZE - 2)) + pos.side;
+}
+
+void prefetch_eval(const SearchThread& thread) {
+    __builtin_prefetch(&thread.eval_hash[eval_hash_index(thread.position)]);
+}
+
 // The contempt term for the side to move at the root: the option counts most on a full board, the
 // taper turns from plus to minus as it empties.
 static int contempt(const Position& pos) {
@@ -115,7 +124,7 @@ int HceEval(SearchThread& thread, int side, int ply, int report) {
     if (endgame_score(pos, side, score)) return score;
 
     SearchStackEntry& stack = thread.stack[ply];
-    EvalHashEntry& entry = thread.eval_hash[(pos.key & (EVAL_HASH_SIZE - 2)) + pos.side];
+    EvalHashEntry& entry = thread.eval_hash[eval_hash_index(pos)];
     if (entry.key == pos.key && ply > 1 && !report) {
         count(thread.eval_hits);
         memcpy(stack.threat_pressure, entry.threat_pressure, sizeof stack.threat_pressure);

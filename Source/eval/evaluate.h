@@ -19,6 +19,9 @@ constexpr int EVAL_LIMIT = 9700;
 // the eval hash is not read.
 int Evaluate(SearchThread& thread, int side, int ply, int in_check);
 
+// Asks for the memory of the position's entry of the eval hash ahead of Evaluate.
+void prefetch_eval(const SearchThread& thread);
+
 // The hand-crafted score for `side`, without contempt and scaling. With `report` not 0 the term
 // groups are recorded in the thread's context.
 int HceEval(SearchThread& thread, int side, int ply, int report);

@@ -223,6 +223,7 @@ int search_node(Position& pos, int side, int ply, int depth, int alpha, int beta
 
     // 3. The node's own state. The bucket is on its way while check and draws are tested.
     if (depth >= 0) hash_prefetch(pos.key);
+    prefetch_eval(thread);
     enter_node(thread, ply, depth, a, b, node_type);
     pv[ply] = pv[ply + 1] = NULL_MOVE;
     int checker = first_attacker(pos, pos.king_square[side], side ^ 1, occupied(pos));
@@ -398,6 +399,7 @@ int search_moves(Position& pos, int side, int ply, int depth, int alpha, int bet
             if (hash_move_seen) continue;
             hash_move_seen = true;
         }
+        if (depth > 0) hash_prefetch(likely_key_after(pos, *move));
         if (!legal_move(pos, side, move->move)) continue;
         entry.move_class = static_cast<uint16_t>(classify_move(pos, side, *move));
         entry.reduction = 0;

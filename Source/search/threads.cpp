@@ -14,6 +14,9 @@ SearchThread* main_thread;
 std::atomic<SearchThread*> search_threads[MAX_THREADS];
 SpinLock record_lock;
 
+// Search threads that have yet to copy the game; set by start_search, counted down by each.
+static std::atomic<int> copies_left;
+
 // The master's record is kept from search to search up to this many threads.
 constexpr int KEEP_RECORD_THREADS = 8;
 
@@ -82,9 +85,17 @@ static bool setup_record(int index) {
 
 int setup_master_record() { return setup_record(0) ? 0 : -1; }
 
+static void report_copy() { copies_left.fetch_sub(1, std::memory_order_release); }
+
+void wait_for_copies() {
+    while (copies_left.load(std::memory_order_acquire) > 0) sleep_ms(0);
+}
+
 static void helper_thread(void* argument) {
     int index = *static_cast<int*>(argument);
-    if (!setup_record(index)) return; // the search goes on without it
+    bool ready = setup_record(index);
+    report_copy();
+    if (!ready) return; // the search goes on without it
 
     // Helpers begin when the master has finished its first iteration. The acquire makes all that
     // the master built before visible.
@@ -127,12 +138,14 @@ static void run_search_threads() {
 
 static void master_thread(void*) {
     if (setup_master_record() != 0) exit(-1);
+    report_copy();
     run_search_threads();
 }
 
 int start_search(int state) {
     set_relaxed(engine.stop, 0);
     set_relaxed(engine.game_state, state);
+    copies_left.store(engine.num_threads > 1 ? engine.num_threads : 1, std::memory_order_relaxed);
     return start_detached(master_thread, nullptr);
 }
 

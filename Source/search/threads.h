@@ -20,6 +20,10 @@ extern SpinLock record_lock;
 // system's error number when it could not be created.
 int start_search(int state);
 
+// Waits until every search thread has its own copy of the game. Before this the main thread must
+// not change the game's position while a search runs; it takes a moment after a start at most.
+void wait_for_copies();
+
 // Prepares thread 0's record as a copy of the game. Returns 0, or -1 when memory ran out.
 int setup_master_record();
 

@@ -81,12 +81,10 @@ static void parse_resources(Cursor& cursor) {
 static void parse_scan(Cursor& cursor, CommandLine& line) {
     const char* option = cursor.texts[cursor.at];
     if (!strstr(option, "-scan_pgn")) return;
-    for (int number = 1; number <= 4; number++) {
-        char name[16];
-        snprintf(name, sizeof name, "-scan_pgn%d", number);
-        if (strcmp(option, name) == 0)
-            line.run_mode = static_cast<RunMode>(MODE_SCAN_PGN_1 + number - 1);
-    }
+    constexpr const char* NAMES[4] = {"-scan_pgn1", "-scan_pgn2", "-scan_pgn3", "-scan_pgn4"};
+    for (int i = 0; i < 4; i++)
+        if (strcmp(option, NAMES[i]) == 0)
+            line.run_mode = static_cast<RunMode>(MODE_SCAN_PGN_1 + i);
     copy_text(shell.games_in_name, take_value(cursor), sizeof shell.games_in_name);
 }
 

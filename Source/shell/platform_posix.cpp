@@ -38,15 +38,36 @@ void working_directory(char* out, size_t size) {
 
 void ignore_broken_pipes() { signal(SIGPIPE, SIG_IGN); }
 
-void* allocate_pages(size_t bytes, bool huge) {
-    void* memory = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+// Length of a huge page, and of the boundary that it must begin on.
+constexpr size_t HUGE_PAGE = 2 << 20;
+
+// Maps memory whose start lies on a huge-page boundary: a little more than asked for, with what
+// stands over given back at once.
+static void* map_aligned(size_t bytes) {
+    size_t length = bytes + HUGE_PAGE;
+    void* memory =
+        mmap(nullptr, length, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     if (memory == MAP_FAILED) return nullptr;
+    auto start = reinterpret_cast<uintptr_t>(memory);
+    auto aligned = (start + HUGE_PAGE - 1) & ~(HUGE_PAGE - 1);
+    size_t page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
+    auto end = aligned + (bytes + page - 1) / page * page;
+    if (aligned > start) munmap(memory, aligned - start);
+    if (end < start + length) munmap(reinterpret_cast<void*>(end), start + length - end);
+    return reinterpret_cast<void*>(aligned);
+}
+
+void* allocate_pages(size_t bytes, bool huge) {
 #ifdef MADV_HUGEPAGE
-    if (huge) madvise(memory, bytes, MADV_HUGEPAGE);
-#else
-    (void)huge;
+    if (huge && bytes >= HUGE_PAGE) {
+        void* memory = map_aligned(bytes);
+        if (memory) madvise(memory, bytes, MADV_HUGEPAGE);
+        return memory;
+    }
 #endif
-    return memory;
+    (void)huge;
+    void* memory = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    return memory == MAP_FAILED ? nullptr : memory;
 }
 
 void free_pages(void* memory, size_t bytes) {

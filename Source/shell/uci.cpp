@@ -9,6 +9,7 @@
 #include "search/hash.h"
 #include "search/selectivity.h"
 #include "search/thread.h"
+#include "search/threads.h"
 #include "shell/game.h"
 #include "shell/options.h"
 #include "shell/print.h"
@@ -137,6 +138,7 @@ static void play_moves(char* text) {
 static void set_up_position(char* arguments) {
     char* moves = strstr(arguments, "moves");
     char none[1] = "";
+    wait_for_copies();
     if (moves) {
         if (moves > arguments) moves[-1] = 0;
         else arguments = none;
