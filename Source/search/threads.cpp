@@ -28,6 +28,7 @@ SearchThread* allocate_search_thread() {
     if (!memory) return nullptr;
     auto* thread = new (memory) SearchThread;
     thread->position.owner = thread;
+    thread->eval_epoch = relaxed(eval_epoch); // its tables are empty, so they fit any settings
     return thread;
 }
 
