@@ -22,6 +22,7 @@
 #include "shell/strength.h"
 
 constexpr int LOOP_SLEEP_MS = 2;
+constexpr int DEAF_SLEEP_US = 200; // between looks at the end of a search
 
 void rebuild_evaluation() {
     BuildEvalParams();
@@ -247,6 +248,9 @@ void run_game_loop() {
             if (input_ended()) wind_up();
             // Lines that are waiting already need no sleep between them.
             if (!shell.quit && !(idle && input_pending())) wait_for_line(LOOP_SLEEP_MS);
+        } else {
+            // Without input to hear, the processor belongs to the search threads.
+            sleep_us(DEAF_SLEEP_US);
         }
         if (shell.quit) break;
         check_time();
