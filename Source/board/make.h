@@ -31,6 +31,16 @@ void unmake_null_move(Position& pos);
 // For castling it looks at the king's path alone, not at what the rook's departure opens.
 int legal_move(const Position& pos, int side, Move move);
 
+// The same with the knowledge whether the side stands in check: if not, a piece off the king's
+// lines can't expose it.
+inline int legal_move_knowing(const Position& pos, int side, Move move, int in_check) {
+    int from = move_from(move), king = pos.king_square[side];
+    if (!in_check && king != from && !((rook_rays[king] | bishop_rays[king]) & bit(from))
+        && move_to(move) != pos.ep_square)
+        return 1;
+    return legal_move(pos, side, move);
+}
+
 // Tells whether a castling move leaves the king attacked by a line that the rook's departure
 // opened, which legal_move does not see. 0 for all other moves.
 int castling_exposes_king(const Position& pos, int side, Move move);

@@ -32,27 +32,43 @@ static MoveEntry* write_pawn_moves(const Position& pos, MoveEntry* out, Bitboard
     return out;
 }
 
-// Moves of knights, bishops, rooks and queens, in this order, to squares of a set.
+namespace {
+
+// Squares that pieces may go to, by type.
+struct PieceTargets {
+    Bitboard knight, bishop, rook, queen;
+};
+
+} // namespace
+
+static PieceTargets same_targets(Bitboard targets) { return {targets, targets, targets, targets}; }
+
+// Moves of knights, bishops, rooks and queens, in this order, to their targets. Lines are looked
+// along only where a target lies on them.
 static MoveEntry* write_piece_moves(const Position& pos, int side, MoveEntry* out,
-                                    Bitboard targets) {
+                                    const PieceTargets& targets) {
     const Bitboard* own = pos.pieces[side];
     Bitboard occ = occupied(pos);
     for (Bitboard set = own[KNIGHT]; set;) {
         int from = pop_lowest(set);
-        out = write_moves(pos, out, from, knight_attacks[from] & targets);
+        out = write_moves(pos, out, from, knight_attacks[from] & targets.knight);
     }
     for (Bitboard set = own[BISHOP]; set;) {
         int from = pop_lowest(set);
-        out = write_moves(pos, out, from, bishop_attacks(from, occ) & targets);
+        if (bishop_rays[from] & targets.bishop)
+            out = write_moves(pos, out, from, bishop_attacks(from, occ) & targets.bishop);
     }
     for (Bitboard set = own[ROOK]; set;) {
         int from = pop_lowest(set);
-        out = write_moves(pos, out, from, rook_attacks(from, occ) & targets);
+        if (rook_rays[from] & targets.rook)
+            out = write_moves(pos, out, from, rook_attacks(from, occ) & targets.rook);
     }
     for (Bitboard set = own[QUEEN]; set;) {
         int from = pop_lowest(set);
-        Bitboard attacks = bishop_attacks(from, occ) | rook_attacks(from, occ);
-        out = write_moves(pos, out, from, attacks & targets);
+        Bitboard attacks = 0;
+        if (bishop_rays[from] & targets.queen) attacks |= bishop_attacks(from, occ);
+        if (rook_rays[from] & targets.queen) attacks |= rook_attacks(from, occ);
+        out = write_moves(pos, out, from, attacks & targets.queen);
     }
     return out;
 }
@@ -73,7 +89,7 @@ MoveEntry* gen_captures(Position& pos, int side, MoveEntry* out, int target) {
         out = write_pawn_moves(pos, out, ((pawns & NOT_FILE_H) >> 7) & targets, -7);
     }
 
-    out = write_piece_moves(pos, side, out, target_mask);
+    out = write_piece_moves(pos, side, out, same_targets(target_mask));
     // The king takes any enemy piece next to it, also when another one gives check.
     int king = pos.king_square[side];
     if (king == NO_SQUARE) return out;
@@ -140,7 +156,7 @@ MoveEntry* gen_quiets(Position& pos, int side, MoveEntry* out, int target) {
     out = write_pawn_moves(pos, out, single & free & RANKS_3_TO_6, push);
     out = write_pawn_moves(pos, out, twice & free, 2 * push);
 
-    out = write_piece_moves(pos, side, out, free);
+    out = write_piece_moves(pos, side, out, same_targets(free));
     if (king == NO_SQUARE) return out;
     out = write_moves(pos, out, king, king_attacks[king] & empty);
     return gen_castling(pos, side, out);
@@ -164,26 +180,9 @@ static MoveEntry* gen_quiet_checks(Position& pos, int side, MoveEntry* out) {
     out = write_pawn_moves(pos, out, single & pawn_targets, push);
     out = write_pawn_moves(pos, out, twice & pawn_targets, 2 * push);
 
-    Bitboard knight_targets = knight_attacks[king] & free;
-    for (Bitboard set = own[KNIGHT]; set;) {
-        int from = pop_lowest(set);
-        out = write_moves(pos, out, from, knight_attacks[from] & knight_targets);
-    }
-    for (Bitboard set = own[BISHOP]; set && bishop_targets;) {
-        int from = pop_lowest(set);
-        out = write_moves(pos, out, from, bishop_attacks(from, occ) & bishop_targets);
-    }
-    for (Bitboard set = own[ROOK]; set && rook_targets;) {
-        int from = pop_lowest(set);
-        out = write_moves(pos, out, from, rook_attacks(from, occ) & rook_targets);
-    }
-    Bitboard queen_targets = bishop_targets | rook_targets;
-    for (Bitboard set = own[QUEEN]; set && queen_targets;) {
-        int from = pop_lowest(set);
-        Bitboard attacks = bishop_attacks(from, occ) | rook_attacks(from, occ);
-        out = write_moves(pos, out, from, attacks & queen_targets);
-    }
-    return out;
+    return write_piece_moves(
+        pos, side, out,
+        {knight_attacks[king] & free, bishop_targets, rook_targets, bishop_targets | rook_targets});
 }
 
 // Ends a list and publishes where the next ones begin. The second one serves the ply after a

@@ -413,5 +413,8 @@ void search_root(int thread_number) {
         finish_iteration(thread, depth);
         if (!go_deeper(thread, depth)) break;
     }
-    if (master) set_relaxed(engine.stop, 1);
+    if (!master) return;
+    // Stopped before the first root move was done: any legal move is better than none.
+    if (engine.pv[1] == NULL_MOVE) engine.pv[1] = thread.stack[1].move_list->move;
+    set_relaxed(engine.stop, 1);
 }

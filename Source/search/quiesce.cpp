@@ -55,7 +55,7 @@ int quiesce(Position& pos, int side, int ply, int depth, int alpha, int beta, in
             && !gives_check(pos, side, move->move, mover))
             continue;
         if (loses_exchange(pos, side, *move)) continue;
-        if (!legal_move(pos, side, move->move)) continue;
+        if (!legal_move_knowing(pos, side, move->move, 0)) continue;
 
         make_move(pos, move->move);
         int value =

@@ -400,7 +400,7 @@ int search_moves(Position& pos, int side, int ply, int depth, int alpha, int bet
             hash_move_seen = true;
         }
         if (depth > 0) hash_prefetch(likely_key_after(pos, *move));
-        if (!legal_move(pos, side, move->move)) continue;
+        if (!legal_move_knowing(pos, side, move->move, in_check)) continue;
         entry.move_class = static_cast<uint16_t>(classify_move(pos, side, *move));
         entry.reduction = 0;
 

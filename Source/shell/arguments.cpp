@@ -88,13 +88,20 @@ static void parse_scan(Cursor& cursor, CommandLine& line) {
     copy_text(shell.games_in_name, take_value(cursor), sizeof shell.games_in_name);
 }
 
-// The tuning options. They are refused later; bad arguments end the process at once.
+// The tuning options. They are refused later, whatever else is asked for; bad arguments end the
+// process at once.
 static void parse_tuning(Cursor& cursor, CommandLine& line) {
     constexpr double MOST_RATE = 0.008, LEAST_COUNT = 1000000.0;
     constexpr const char* NAMES[4] = {"-tune", "-tune2", "-tune3", "-tune4"};
-    for (int i = 0; i < 4; i++) {
-        if (!is(cursor, NAMES[i])) continue;
-        line.run_mode = static_cast<RunMode>(MODE_TUNE + i);
+    if (is(cursor, "-mktraindata")) {
+        line.refused = true;
+        if (cursor.at + 1 >= cursor.count) line.exit_status = 1;
+        copy_text(shell.epd_in_name, take_value(cursor), sizeof shell.epd_in_name);
+        take_value(cursor);
+    }
+    for (const char* name : NAMES) {
+        if (!is(cursor, name)) continue;
+        line.refused = true;
         if (cursor.at + 3 >= cursor.count) {
             line.exit_status = 1;
             return;
@@ -109,13 +116,6 @@ static void parse_tuning(Cursor& cursor, CommandLine& line) {
         }
         default_personality.Hash = 0;
         copy_text(default_personality.SyzygyPath, EXAMPLE_TABLE_PATH, PATH_LENGTH);
-        return;
-    }
-    if (is(cursor, "-mktraindata")) {
-        line.run_mode = MODE_TRAIN_DATA;
-        if (cursor.at + 1 >= cursor.count) line.exit_status = 1;
-        copy_text(shell.epd_in_name, take_value(cursor), sizeof shell.epd_in_name);
-        take_value(cursor);
     }
 }
 
@@ -147,7 +147,7 @@ static void parse_modes(Cursor& cursor, CommandLine& line) {
 // The tests for one argument are a chain, not alternatives: a value meets those that follow the
 // option that took it, so that "-noise -quiet" also acts as "-quiet". That is wanted.
 CommandLine parse_arguments(int argc, char** argv) {
-    CommandLine line = {MODE_GAME, false, 0};
+    CommandLine line = {MODE_GAME, false, false, 0};
     Cursor cursor = {argc, argv, 1};
     for (; cursor.at < cursor.count && line.exit_status == 0; cursor.at++) {
         Personality& p = default_personality;

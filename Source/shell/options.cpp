@@ -17,8 +17,8 @@ int read_integer(const char* text) {
 }
 
 float read_number(const char* text) {
-    double value = atof(text);
-    return std::isfinite(value) ? static_cast<float>(value) : 0.0f;
+    float value = strtof(text, nullptr);
+    return std::isfinite(value) ? value : 0.0f;
 }
 
 static bool busy() { return relaxed(engine.game_state) != STATE_IDLE; }

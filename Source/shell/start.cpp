@@ -113,7 +113,7 @@ int run_program(int argc, char** argv) {
 
     CommandLine line = parse_arguments(argc, argv);
     if (line.exit_status) return line.exit_status;
-    if (line.run_mode >= MODE_TUNE) {
+    if (line.refused) {
         printf("Need to compile with 'make ttune'\n");
         return 1;
     }

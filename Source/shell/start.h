@@ -12,13 +12,12 @@ enum RunMode {
     MODE_MAKE_BOOK = 9,
     MODE_MAKE_CONFIG = 10,
     MODE_TUNE_DATA_1 = 11,
-    MODE_TUNE_DATA_2 = 12,
-    MODE_TUNE = 13, // to 16: tuning, not part of this build
-    MODE_TRAIN_DATA = 17
+    MODE_TUNE_DATA_2 = 12 // 13 to 17 are tuning, which this build refuses
 };
 
 struct CommandLine {
     RunMode run_mode;
+    bool refused;        // a tuning mode was asked for, wherever it stood
     bool benchmark_here; // -pbench: search on the main thread
     int exit_status;     // not 0: the process ends with it at once, without a message
 };

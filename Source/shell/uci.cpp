@@ -127,7 +127,7 @@ static void play_moves(char* text) {
     for (char* word = strtok_r(text, " ", &rest); word; word = strtok_r(nullptr, " ", &rest)) {
         Move move = decode_move(pos, word);
         if (move == NULL_MOVE) {
-            PrintFormat("info string can't play move '%.20s'", word);
+            PrintFormat("info string can't play move '%s'", word);
             break;
         }
         make_game_move(pos, move);
