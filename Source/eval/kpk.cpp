@@ -66,12 +66,14 @@ static uint8_t defender_values(const Placement& p) {
     return values;
 }
 
-// One pass over the open entries of one side to move: a value that is good for it decides, and
-// what remains when nothing is open any more is the other. Returns whether an entry changed.
-static bool sweep(int defender_moves) {
+// One pass over the open entries of one pawn square and side to move: a value that is good for it
+// decides, and what remains when nothing is open any more is the other. Returns whether an entry
+// changed.
+static bool sweep(int defender_moves, int pawn) {
+    constexpr int PLACEMENTS = 64 * 64; // of the two kings
     bool changed = false;
-    int first = defender_moves << 17;
-    for (int i = first; i < first + KPK_SIZE / 2; i++) {
+    int first = kpk_index(defender_moves, pawn, 0, 0);
+    for (int i = first; i < first + PLACEMENTS; i++) {
         if (KpkTable[i] != KPK_UNKNOWN) continue;
         Placement p = placement_of(i);
         uint8_t values = defender_moves ? defender_values(p) : attacker_values(p);
@@ -87,10 +89,14 @@ static bool sweep(int defender_moves) {
 
 void init_kpk_table() {
     for (int i = 0; i < KPK_SIZE; i++) KpkTable[i] = seed_value(placement_of(i));
-    for (bool changed = true; changed;) {
-        changed = sweep(0);
-        changed = sweep(1) || changed;
-    }
+
+    // The pawn only goes forward, so a square needs no value of the squares behind it.
+    for (int rank = 6; rank >= 1; rank--)
+        for (int file = 0; file < 4; file++)
+            for (bool changed = true; changed;) {
+                changed = sweep(0, rank * 8 + file);
+                changed = sweep(1, rank * 8 + file) || changed;
+            }
     for (uint8_t& entry : KpkTable)
         if (entry != KPK_WIN) entry = KPK_DRAW;
 }
