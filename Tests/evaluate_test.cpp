@@ -245,6 +245,12 @@ TEST_F(Blend, MixesTheHalvesAndCutsTowardZero) {
     }
 }
 
+TEST_F(Blend, ShareOfTheMidgameIsTakenInDoublePrecision) {
+    only_row(stm_bonus, 1000, 0);
+    set_up("rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/R2QKBNR w - -"); // phase 0.014, a little above
+    EXPECT_EQ(HceEval(*main_thread, WHITE, 1, 0), 985) << "985.9999996";
+}
+
 TEST_F(Blend, OnAFullBoardIsTheMidgame) {
     only_row(stm_bonus, 123, -5000);
     set_up(START_FEN);

@@ -343,6 +343,8 @@ TEST_F(AttackMaps, QueenDoesNotSeeThroughOthers) {
     EXPECT_EQ(evaluated("Kh1 Qd1 Bd3 Pe4 kh8 ph7").double_attacks[WHITE] & squares("d5"), 0u);
     EXPECT_EQ(evaluated("Kh1 Qd1 Rf3 Ph3 kh8 ph7").double_attacks[WHITE] & squares("g4"), 0u);
     EXPECT_EQ(evaluated("Kh1 Qd1 Nd3 Pe4 kh8 ph7").double_attacks[WHITE] & squares("d5"), 0u);
+    EXPECT_EQ(evaluated("Kh1 Qd1 Be2 Rf3 Ph3 kh8 ph7").double_attacks[WHITE] & squares("g4"), 0u);
+    EXPECT_EQ(evaluated("Kh1 Qd1 Rd2 Bd3 Pe4 kh8 ph7").double_attacks[WHITE] & squares("d5"), 0u);
 }
 
 TEST_F(AttackMaps, PiecesPressTheKingWhoseZoneTheyReach) {

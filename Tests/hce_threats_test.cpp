@@ -55,6 +55,7 @@ INSTANTIATE_TEST_SUITE_P(Pushes, ThreatTerm, testing::Values(
     TermCase{"NoDoublePushFromTheThird",       ppush_threat, "Kh1 Pe3 kh8 nd6",                 0, 0},
     TermCase{"NoDoublePushOverAPiece",         ppush_threat, "Ke3 Pe2 kh8 nd5",                 0, 0},
     TermCase{"PushBeforeAPawn",                ppush_threat, "Kh1 Pe3 kh8 nd5 pf5",             0, 0},
+    TermCase{"GuardedPushBeforeAPawn",         ppush_threat, "Kh1 Pd3 Pe3 kh8 nd5 pf5",         0, 0},
     TermCase{"PushThatARookTakes",             ppush_threat, "Kh1 Pe3 kh8 nd5 re8",             0, 0},
     TermCase{"GuardedPush",                    ppush_threat, "Kh1 Pd3 Pe3 kh8 nd5 re8",         0, 1},
     TermCase{"TwoTargetsOfOnePush",            ppush_threat, "Kh1 Pe3 kh8 nd5 nf5",             0, 2},
