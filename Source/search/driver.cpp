@@ -168,7 +168,8 @@ static bool prepare_root(SearchThread& thread) {
         return false;
     }
     if (engine.max_depth < 1) {
-        if (master && engine.max_depth == 0 && !thread.stack[1].in_check)
+        if (!master) return false;
+        if (engine.max_depth == 0 && !thread.stack[1].in_check)
             memcpy(engine.pv, thread.pv, sizeof engine.pv);
         set_relaxed(engine.stop, 1);
         return false;

@@ -55,12 +55,14 @@ int hash_alloc();
 // Frees the table, if there is one.
 void hash_free();
 
-// Zeroes the table with one thread per search thread and resets hash_fill. Main thread only. A
-// thread that can't be started or joined ends the program with -1.
+// Zeroes the table with one thread per search thread, each an equal share, and resets hash_fill.
+// What the division leaves over and the spare entries stay as they are: a stale entry is a correct
+// one. Main thread only. A thread that can't be started or joined ends the program with -1.
 void hash_clear();
 
-// Looks the position up. On a hit fills `record`; otherwise sets at most its depth to one of the
-// negative values above, which the caller presets to HASH_MISS.
+// Looks the position up. The caller presets the record's depth to HASH_MISS; a depth that is not
+// negative afterwards is a hit. An entry that can't be trusted is copied, with one of the other
+// negative depths above.
 void hash_probe(const Position& pos, HashRecord& record);
 
 // Stores a result of a node at `ply`. `score` is from the root's view as the search has it;

@@ -4,8 +4,8 @@
 
 #include "board/position.h"
 
-// Prints a line of analysis of thread 0 unless it is too early (noise), the run is quiet, `depth` is 0 or
-// there is no best move pv[1]. `line` is the MultiPV number, 0 or 1 for the only one.
+// Prints a line of analysis of thread 0 unless it is too early (noise), the run is quiet, `depth`
+// is 0 or there is no best move pv[1]. `line` is the MultiPV number, 0 or 1 for the only one.
 void report_line(int thread_number, int line, int depth, int score, const Move* pv);
 
 // The same without the conditions. The caller holds report_lock and has summed the counters and
