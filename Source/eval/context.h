@@ -26,7 +26,7 @@ enum EvalGroup {
 // Rebuilt by each call of HceEval. Arrays of two are indexed by colour.
 struct EvalContext {
     int ply;
-    int report;        // 0 in search
+    int report;        // 0 in search, else the form of the report: 1 terms, 2 also parameters
     float phase;       // 0 with many pieces, towards 1 as they come off
     int32_t packed[2]; // running totals
     int threat_pressure[2];

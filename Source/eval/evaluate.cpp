@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "eval/endgame.h"
+#include "eval/report.h"
 #include "eval/terms.h"
 #include "search/thread.h"
 
@@ -83,13 +84,6 @@ static void checkpoint(EvalContext& context, EvalGroup group) {
     }
 }
 
-// Midgame and endgame halves of a packed score, mixed by the phase. Only the endgame product is
-// in single precision.
-static int blend(int32_t packed, float phase) {
-    float endgame = static_cast<float>(packed_eg(packed)) * phase;
-    return static_cast<int>(endgame + packed_mg(packed) * (1.0 - phase));
-}
-
 // Runs all terms into the packed totals.
 static void add_terms(SearchThread& thread, EvalContext& context) {
     const Position& pos = thread.position;
@@ -143,5 +137,6 @@ int HceEval(SearchThread& thread, int side, int ply, int report) {
         entry.threat_pressure[c] = stack.threat_pressure[c] =
             static_cast<int16_t>(context.threat_pressure[c]);
     entry.hce_score = static_cast<int16_t>(score);
+    if (report) EvalReport(thread, scale);
     return score;
 }

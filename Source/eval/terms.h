@@ -33,6 +33,13 @@ void eval_passed_pawns(const Position& pos, EvalContext& context);
 // Hanging and attacked pieces, push threats, pins.
 void eval_threats(const Position& pos, EvalContext& context);
 
+// Midgame and endgame halves of a packed score, mixed by the phase. Only the endgame product is
+// in single precision.
+inline int blend(int32_t packed, float phase) {
+    float endgame = static_cast<float>(packed_eg(packed)) * phase;
+    return static_cast<int>(endgame + packed_mg(packed) * (1.0 - phase));
+}
+
 inline void add_row(EvalContext& context, int side, int row) {
     context.packed[side] = packed_add(context.packed[side], eval_params[row].value);
 }

@@ -101,6 +101,7 @@ struct alignas(64) SearchThread {
     uint32_t eval_epoch; // settings that the two tables were filled under, see evaluate.h
 
     EvalContext context;
+    int16_t nn_score; // last score of the network, 0 before the first
     Position position;
 
     Move pv[PLY_SLOTS]; // best line at the root: pv[1] is the best move, 0 ends it
