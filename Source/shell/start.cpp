@@ -16,6 +16,7 @@
 #include "shell/print.h"
 #include "shell/state.h"
 #include "shell/strength.h"
+#include "shell/test_suite.h"
 
 // The program's directory from argv[0], with forward slashes.
 static void find_program_directory(const char* program) {
@@ -98,7 +99,7 @@ static void run_mode(const CommandLine& line) {
     case MODE_BENCHMARK: run_benchmark(line.benchmark_here); break;
     case MODE_NOTHING:
     case MODE_MAKE_CONFIG: break;
-    case MODE_TEST_SUITE: Print("info string test suites can't be run yet"); break;
+    case MODE_TEST_SUITE: run_test_suite(); break;
     case MODE_MAKE_BOOK: Print("info string books can't be built yet"); break;
     case MODE_TUNE_DATA_1:
     case MODE_TUNE_DATA_2: Print("info string tuning data can't be made yet"); break;

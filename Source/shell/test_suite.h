@@ -1,0 +1,9 @@
+// test_suite.h: analysis of an EPD file, position by position. Main thread only.
+
+#pragma once
+
+// Searches each position of the file shell.epd_in_name within the limits of the command line,
+// compares the moves found with the file's, writes them to shell.out_name ("analysis.epd" if
+// empty), and prints the totals. "stop" on standard input ends a position and "quit" the run.
+// Does nothing if one of the files can't be opened.
+void run_test_suite();
