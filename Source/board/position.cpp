@@ -25,7 +25,7 @@ static const char* skip_spaces(const char* text) {
     return text;
 }
 
-static void clear_position(Position& pos) {
+void clear_position(Position& pos) {
     pos.touched = 0;
     pos.castling = 0;
     pos.halfmoves = 0;

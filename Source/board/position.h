@@ -101,6 +101,10 @@ inline uint64_t key_with_side(uint64_t key, int side) {
     return (key & ~(1ULL << 32)) | (static_cast<uint64_t>(side) << 32);
 }
 
+// Takes everything off the board and empties the owner's game record; the side to move stays. The
+// keys are the caller's.
+void clear_position(Position& pos);
+
 // Replaces the whole position by the one in the text. Never fails: fields that are missing keep
 // their cleared values, but the side to move keeps its old value when the text names none. Move
 // counters are ignored, `halfmoves` is 0. Squares off the board are dropped. The owner's game

@@ -10,30 +10,39 @@
 #include "board/perft.h"
 #include "board/see.h"
 #include "book/book.h"
+#include "eval/evaluate.h"
 #include "search/hash.h"
 #include "search/selectivity.h"
 #include "search/thread.h"
 #include "search/timing.h"
+#include "shell/edit.h"
 #include "shell/game.h"
+#include "shell/game_file.h"
 #include "shell/options.h"
 #include "shell/platform.h"
 #include "shell/print.h"
+#include "shell/record.h"
 #include "shell/state.h"
 
 constexpr int WORDS = 10;
 constexpr size_t WORD_LENGTH = 128; // with the ending NUL
 
-// The words of a line; missing ones are empty.
 namespace {
 
+// The words of a line; missing ones are empty.
 struct Words {
     char word[WORDS][WORD_LENGTH];
 };
 
+// The moves taken back, kept while a line is played out where they stand in the record.
+struct TakenBack {
+    UndoRecord records[UNDO_LINE];
+};
+
 } // namespace
 
-static bool play_move; // `mv`: the engine makes its move when a think ends
-static bool play_self; // `self`: and the other side thinks at once
+static bool play_own_move; // `mv`: the engine makes its move when a think ends
+static bool play_self;     // `self`: and the other side thinks at once
 
 static Position& game_position() { return main_thread->position; }
 
@@ -59,8 +68,8 @@ static void set_game_position(const char* fen) {
     print_board(game_position());
 }
 
-static void analyse(const Words& words) {
-    int depth = read_integer(words.word[1]);
+static void analyse(const char* limit) {
+    int depth = read_integer(limit);
     engine.time_base = 99999.0f;
     engine.moves_per_control = 1;
     engine.max_depth = static_cast<int8_t>(depth >= 1 && depth < MAX_DEPTH ? depth : MAX_DEPTH);
@@ -68,8 +77,18 @@ static void analyse(const Words& words) {
     set_relaxed(engine.game_state, STATE_THINK_REQUEST);
 }
 
+static void keep_record(TakenBack& kept) {
+    memcpy(kept.records, main_thread->undo_stack + main_thread->undo_index, sizeof kept.records);
+}
+
+static void restore_record(const TakenBack& kept) {
+    memcpy(main_thread->undo_stack + main_thread->undo_index, kept.records, sizeof kept.records);
+}
+
 static void show_hash_line() {
     Position& pos = game_position();
+    TakenBack kept;
+    keep_record(kept);
     Move line[PLY_SLOTS + 1] = {};
     main_thread->ply = 1;
     pv_from_hash(pos, 1, line);
@@ -83,38 +102,75 @@ static void show_hash_line() {
         out += snprintf(out, MOVE_TEXT_LENGTH, "%s%s", played ? " " : "", move);
         make_move(pos, line[played + 1]);
     }
-    PrintFormat("PV: %s\n\n", text);
+    printf("PV: %s\n\n", text);
     print_board(pos);
     while (played-- > 0) unmake_move(pos);
+    restore_record(kept);
+}
+
+// The report of the static evaluation in form 1 or 2; none where endgame knowledge answers.
+static void show_evaluation(int form) {
+    const Position& pos = game_position();
+    if (const char* reason = unsearchable_reason(pos)) {
+        PrintFormat("info string position can't be searched: %s", reason);
+        return;
+    }
+    refresh_eval_tables(*main_thread);
+    HceEval(*main_thread, pos.side, 1, form);
+}
+
+static void show_last_move() {
+    const int moves = main_thread->undo_index;
+    if (moves > 0) {
+        Move move = main_thread->last_move;
+        printf("last move was %d%s %s%s\n", (moves + 1) / 2,
+               game_position().side == BLACK ? "." : "...", SQUARE_NAMES[move_from(move)],
+               SQUARE_NAMES[move_to(move)]);
+        fflush(stdout);
+    }
+    show_evaluation(1);
+}
+
+static void show_changed_board() {
+    if (shell.show_debug) show_last_move();
+    print_board(game_position());
 }
 
 static void take_back() {
-    if (main_thread->undo_index == 0) return;
-    unmake_move(game_position());
-    print_board(game_position());
+    if (take_back_move(game_position())) show_changed_board();
 }
 
 static void replay() {
     Position& pos = game_position();
-    int index = main_thread->undo_index;
-    Move move = main_thread->undo_stack[index].move;
-    if (move == NULL_MOVE || index >= UNDO_GAME) return;
+    Move move = next_in_record(pos);
+    if (move == NULL_MOVE) return;
     char text[MOVE_TEXT_LENGTH];
     move_to_text(pos, pos.side, move, text);
-    PrintFormat("%d%s move %s", index / 2 + 1, pos.side == WHITE ? "." : "...", text);
-    make_move(pos, move);
-    print_board(pos);
+    PrintFormat("%d%s move %s", main_thread->undo_index / 2 + 1, pos.side == WHITE ? "." : "...",
+                text);
+    replay_move(pos);
+    show_changed_board();
 }
 
 static void jump(int number) {
     Position& pos = game_position();
-    while (main_thread->undo_index > 0) unmake_move(pos);
-    while (main_thread->undo_index < 2 * number - 2 && main_thread->undo_index < UNDO_GAME) {
-        Move move = main_thread->undo_stack[main_thread->undo_index].move;
-        if (move == NULL_MOVE) break;
-        make_move(pos, move);
-    }
+    const int64_t target = 2 * static_cast<int64_t>(number) - 2;
+    rewind_game(pos);
+    while (main_thread->undo_index < target && next_in_record(pos) != NULL_MOVE) replay_move(pos);
     print_board(pos);
+}
+
+static void get_position(const char* id) {
+    find_test_position(game_position(), id);
+    print_board(game_position());
+    clear_hash_if_enabled();
+}
+
+static void load(const char* file, const char* tag) {
+    printf("loading %s, tag %s\n", file, tag);
+    fflush(stdout);
+    if (load_game(game_position(), file, tag)) print_board(game_position());
+    engine.clock[0] = engine.clock[1] = engine.time_base;
 }
 
 static void probe_books() {
@@ -129,9 +185,12 @@ static void count_moves(int depth) {
         PrintFormat("info string position can't be searched: %s", reason);
         return;
     }
+    TakenBack kept;
+    keep_record(kept);
     think_start = monotonic_seconds();
     uint64_t nodes = run_perft(*main_thread, depth);
     update_elapsed();
+    restore_record(kept);
     double elapsed = relaxed(engine.elapsed);
     PrintFormat("visited %0.0f nodes in %0.3f seconds, nps= %0.0f", static_cast<double>(nodes),
                 elapsed, static_cast<double>(nodes) / elapsed);
@@ -241,9 +300,8 @@ static void enter_move(const Words& words) {
         return;
     }
     PrintFormat("%d. move %s", main_thread->undo_index / 2 + 1, typed);
-    make_game_move(pos, move);
-    main_thread->undo_stack[main_thread->undo_index].move = NULL_MOVE;
-    print_board(pos);
+    play_move(pos, move);
+    show_changed_board();
 }
 
 static void request_think(bool& flag) {
@@ -251,9 +309,49 @@ static void request_think(bool& flag) {
     set_relaxed(engine.game_state, STATE_THINK_REQUEST);
 }
 
+static void play_itself() {
+    active_personality.Ponder = 0;
+    request_think(play_self);
+}
+
+static void set_trace(int plies) {
+    shell.trace_level = static_cast<uint8_t>(std::clamp(plies, 0, 255));
+}
+
 static void start_new_game() {
     set_game_position(START_FEN);
     engine.clock[0] = engine.clock[1] = engine.time_base;
+}
+
+// The commands that need an idle engine, in their order; the first that fits is obeyed.
+static void obey(const char* command, const Words& words, const char* line) {
+    const char* argument = words.word[1];
+    auto is = [command](const char* name) { return is_word(command, name); };
+
+    if (is("new")) start_new_game();
+    else if (is("fen")) set_game_position(line + strnlen(line, 4));
+    else if (is("mv")) request_think(play_own_move);
+    else if (is("go") || is("an")) analyse(argument);
+    else if (is("bd")) print_board(game_position());
+    else if (is("self")) play_itself();
+    else if (is("get")) get_position(argument);
+    else if (is("pv")) show_hash_line();
+    else if (is("trace")) set_trace(read_integer(argument));
+    else if (is("ev")) show_last_move();
+    else if (is("sp")) show_evaluation(2);
+    else if (is("lmr")) print_search_tables();
+    else if (is("undo") || is("[")) take_back();
+    else if (is("]")) replay();
+    else if (is("load")) load(argument, words.word[2]);
+    else if (is("save")) save_game(game_position());
+    else if (is("jump")) jump(read_integer(argument));
+    else if (is("edit")) edit_board(game_position());
+    else if (is("book")) probe_books();
+    else if (is("tag")) shell.tag_key = game_position().key;
+    else if (is("perft")) count_moves(read_integer(argument));
+    else if (is("swap")) show_exchanges();
+    else if (is("set")) change_setting(words);
+    else enter_move(words);
 }
 
 void handle_console(char* line) {
@@ -271,39 +369,18 @@ void handle_console(char* line) {
     }
     if (relaxed(engine.game_state) != STATE_IDLE) return;
 
-    if (is_word(command, "new")) start_new_game();
-    else if (is_word(command, "fen")) set_game_position(line + strnlen(line, 4));
-    else if (is_word(command, "mv")) request_think(play_move);
-    else if (is_word(command, "go") || is_word(command, "an")) analyse(words);
-    else if (is_word(command, "bd")) print_board(game_position());
-    else if (is_word(command, "self")) {
-        active_personality.Ponder = 0;
-        request_think(play_self);
-    } else if (is_word(command, "pv")) show_hash_line();
-    else if (is_word(command, "trace"))
-        shell.trace_level = static_cast<uint8_t>(std::clamp(read_integer(words.word[1]), 0, 255));
-    else if (is_word(command, "lmr")) print_search_tables();
-    else if (is_word(command, "undo") || is_word(command, "[")) take_back();
-    else if (is_word(command, "]")) replay();
-    else if (is_word(command, "jump")) jump(read_integer(words.word[1]));
-    else if (is_word(command, "book")) probe_books();
-    else if (is_word(command, "tag")) shell.tag_key = game_position().key;
-    else if (is_word(command, "perft")) count_moves(read_integer(words.word[1]));
-    else if (is_word(command, "swap")) show_exchanges();
-    else if (is_word(command, "set")) change_setting(words);
-    else enter_move(words);
+    obey(command, words, line);
 }
 
 void console_after_think() {
-    if (!play_move && !play_self) return;
+    if (!play_own_move && !play_self) return;
     Position& pos = game_position();
     engine.clock[pos.side] += engine.time_increment - relaxed(engine.elapsed);
     if (engine.pv[1] == NULL_MOVE) {
-        play_move = play_self = false;
+        play_own_move = play_self = false;
         return;
     }
-    make_game_move(pos, engine.pv[1]);
-    main_thread->undo_stack[main_thread->undo_index].move = NULL_MOVE;
+    play_move(pos, engine.pv[1]);
     print_board(pos);
     if (play_self) set_relaxed(engine.game_state, STATE_THINK_REQUEST);
 }

@@ -8,7 +8,8 @@
 #include "shell/state.h"
 #include "shell/uci.h"
 
-constexpr size_t LINE_LIMIT = 4992; // characters of the partial line, and of the pending lines
+constexpr size_t LINE_LIMIT =
+    INPUT_LINE_LENGTH - 1; // characters of the partial line, and of the pending lines
 constexpr size_t READ_LIMIT = 4999;
 constexpr char LINE_MARK = '@';
 
@@ -66,9 +67,20 @@ static bool next_line(char* line) {
     auto length = static_cast<size_t>(mark - pending);
     memcpy(line, pending, length);
     line[length] = 0;
+    line[strcspn(line, "\r\n")] = 0;
     pending_length -= length + 1;
     memmove(pending, mark + 1, pending_length);
     return true;
+}
+
+bool read_line(char* line) {
+    constexpr int PATIENCE_MS = 1000;
+    for (;;) {
+        take_input();
+        if (next_line(line)) return true;
+        if (input_ended()) return false;
+        wait_for_line(PATIENCE_MS);
+    }
 }
 
 bool input_pending() { return pending_length > 0 || unread_start < unread_end; }
@@ -81,10 +93,9 @@ void wait_for_line(int milliseconds) {
 }
 
 void PollInput() {
-    char line[LINE_LIMIT + 1];
+    char line[INPUT_LINE_LENGTH];
     take_input();
     if (!next_line(line)) return;
-    line[strcspn(line, "\r\n")] = 0;
     if (relaxed(shell.uci_mode) == 1 || strcmp(line, "uci") == 0) HandleUci(line);
     else if (relaxed(shell.uci_mode) == 0 && line[0] != 0) handle_console(line);
 }

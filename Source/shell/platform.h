@@ -7,6 +7,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
 
 // Seconds of a clock that only goes forward, with nanoseconds behind the point.
 double monotonic_seconds();
@@ -26,6 +27,10 @@ inline void relax_processor() {
 
 // Tells whether a file or directory of that name exists.
 bool file_exists(const char* name);
+
+// Opens a file as fopen does, but nothing that could block or never end: null for directories,
+// devices and pipes.
+FILE* open_plain_file(const char* name, const char* mode);
 
 // Writes the working directory, at most `size` - 1 characters; an empty text on failure.
 void working_directory(char* out, size_t size);

@@ -37,6 +37,12 @@ bool file_exists(const char* name) {
     return stat(name, &status) == 0;
 }
 
+FILE* open_plain_file(const char* name, const char* mode) {
+    struct stat status;
+    if (stat(name, &status) == 0 && !S_ISREG(status.st_mode)) return nullptr;
+    return fopen(name, mode);
+}
+
 void working_directory(char* out, size_t size) {
     if (!getcwd(out, size)) out[0] = 0;
 }

@@ -1,0 +1,35 @@
+#include "shell/record.h"
+
+#include "board/make.h"
+#include "search/hash.h"
+#include "search/thread.h"
+
+void play_move(Position& pos, Move move) {
+    make_game_move(pos, move);
+    pos.owner->undo_stack[pos.owner->undo_index].move = NULL_MOVE;
+}
+
+bool take_back_move(Position& pos) {
+    if (pos.owner->undo_index == 0) return false;
+    unmake_move(pos);
+    pos.owner->ply = 1;
+    return true;
+}
+
+void rewind_game(Position& pos) {
+    while (take_back_move(pos)) {
+    }
+}
+
+Move next_in_record(const Position& pos) {
+    const SearchThread& thread = *pos.owner;
+    if (thread.undo_index >= UNDO_GAME) return NULL_MOVE;
+    // What looks at the game ahead, such as a book probe, writes there: a move that does not fit
+    // belongs to a line that is no longer the game's.
+    Move move = thread.undo_stack[thread.undo_index].move;
+    return move != NULL_MOVE && hash_move_valid(pos, move) ? move : NULL_MOVE;
+}
+
+void replay_move(Position& pos) {
+    make_game_move(pos, pos.owner->undo_stack[pos.owner->undo_index].move);
+}
