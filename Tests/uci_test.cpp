@@ -450,9 +450,9 @@ TEST_F(UciSetOption, ClearHashNeedsTheWordValue) {
 TEST_F(UciSetOption, LongNamesAndValuesAreCut) {
     std::string longest(3000, 'v');
     EXPECT_EQ(joined(uci("setoption name " + longest + " value 1")), "");
-    std::vector<std::string> lines = uci("setoption name SyzygyPath value " + longest);
+    std::vector<std::string> lines = uci("setoption name OwnBook_File value " + longest);
     ASSERT_EQ(lines.size(), 1u);
-    EXPECT_EQ(strlen(active_personality.SyzygyPath), PATH_LENGTH - 1);
+    EXPECT_EQ(strlen(active_personality.OwnBook_File), PATH_LENGTH - 1);
 }
 
 TEST_F(UciGo, RequestsAThink) {

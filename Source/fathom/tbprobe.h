@@ -1,17 +1,50 @@
-// tbprobe.h: what the search asks of the endgame tables.
+// tbprobe.h: what the endgame tables say of a position: the game value, the distance to the next
+// capture or pawn move, and the moves that keep the value.
+//
+// Values of the game ("wdl"), for the side to move: -2 loss, -1 loss that the fifty-move rule
+// saves, 0 draw, 1 win that the rule spoils, 2 win. `success` is 0 when a position can't be
+// valued, 2 when the value is that of a capture, and 1 or -1 otherwise.
+//
+// The probes of wdl run on any thread. Those of distances run on one thread at a time.
 
 #pragma once
 
 #include "board/position.h"
+#include "fathom/tbboard.h"
 
-// Largest number of pieces of any table that is registered; 0 without tables.
+// Largest number of pieces of any registered table; 0 without tables.
 extern int tb_largest;
 
 // The game value of a node without castling rights: 0 loss, 1 loss that the fifty-move rule
-// saves, 2 draw, 3 win that the rule spoils, 4 win, for the side to move; -1 for no result.
-// `depth` is the remaining depth in plies.
+// saves, 2 draw, 3 win that the rule spoils, 4 win, for the side to move; -1 for no result. The
+// value supposes that the fifty-move counter is 0. `depth` is the remaining depth in plies.
 int tb_probe(const Position& pos, int depth);
 
-// The same for the root by distance to zeroing, with the move to play; -1 for no result, and the
-// outputs are then unchanged.
+// The same for the root, with regard to its fifty-move counter. Gives the class, the distance to
+// the next zeroing move in plies, and a move to play, and fills tb_root_moves. Returns the class;
+// -1 for no result, and the outputs are then unchanged.
 int tb_probe_root(const Position& pos, unsigned* class_out, unsigned* dtz_out, Move* move_out);
+
+// The root moves that keep the class or better it, ended by 0; empty without a result. Written by
+// tb_probe_root before the search threads start, read afterwards.
+extern Move tb_root_moves[TB_MOVES + 1];
+
+// The board of a position; an en passant square that no pawn has just skipped is left out.
+void tb_fill(TBPosition& out, const Position& pos, int rule50);
+
+// Wdl by alpha-beta over the captures, then the table.
+int tb_probe_ab(const TBPosition& pos, int alpha, int beta, int* success);
+
+// Wdl with en passant handled: what the position is worth.
+int tb_probe_wdl(const TBPosition& pos, int* success);
+
+// Plies to the next capture or pawn move that keeps the result, negative for losses, 0 for draws;
+// 100 more where the fifty-move rule spoils or saves the game. A distance may be one ply short.
+int tb_probe_dtz(const TBPosition& pos, int* success);
+
+// What the position's table alone holds for it. The value is right only if no capture is better;
+// the distance, which has no sign, only if no capture and, in a win, no pawn move is. For the
+// distance `success` becomes -1 if the table holds the other side to move. `success` is left as it
+// is otherwise, unless there is no answer.
+int tb_probe_table(const TBPosition& pos, int* success);
+int tb_probe_dtz_table(const TBPosition& pos, int wdl, int* success);

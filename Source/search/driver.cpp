@@ -130,6 +130,24 @@ static void finish_at_root(SearchThread& thread, int score, int completed_depth)
     set_relaxed(engine.stop, 1);
 }
 
+// Drops root moves that give the proven result away. The list stays as it is if the tables keep
+// none of it.
+static void keep_table_moves(SearchThread& thread) {
+    auto keeps_result = [](Move move) {
+        const Move* kept = tb_root_moves;
+        while (*kept != NULL_MOVE && *kept != move) kept++;
+        return *kept != NULL_MOVE;
+    };
+    MoveEntry* out = thread.stack[1].move_list;
+    bool any = false;
+    for (const MoveEntry* entry = out; entry->move != LIST_END; entry++)
+        any = any || keeps_result(entry->move);
+    if (!any) return;
+    for (const MoveEntry* entry = out; entry->move != LIST_END; entry++)
+        if (keeps_result(entry->move)) *out++ = *entry;
+    out->move = LIST_END;
+}
+
 // Asks the endgame tables about the root. Returns true if they name the move to play and the
 // fifty-move counter leaves no time to search for a better one.
 static bool tables_play(SearchThread& thread) {
@@ -144,7 +162,9 @@ static bool tables_play(SearchThread& thread) {
     engine.root_tb_score = result == 4 ? TB_WIN - 1 : result == 0 ? -TB_WIN : 0;
     engine.root_tb_opponent = -engine.root_tb_score;
 
-    if (probed == -1 || pos.halfmoves <= PATIENCE || !legal_root_move(pos, move)) return false;
+    if (probed == -1) return false;
+    keep_table_moves(thread);
+    if (pos.halfmoves <= PATIENCE || !legal_root_move(pos, move)) return false;
     thread.pv[1] = move;
     thread.pv[2] = NULL_MOVE;
     count(thread.tb_hits);

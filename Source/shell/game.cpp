@@ -17,6 +17,7 @@
 #include "search/timing.h"
 #include "shell/console.h"
 #include "shell/input.h"
+#include "shell/options.h"
 #include "shell/platform.h"
 #include "shell/print.h"
 #include "shell/strength.h"
@@ -205,6 +206,7 @@ static void end_think() {
     else print_console_summary(best);
     set_relaxed(engine.stop, 0);
     set_relaxed(engine.game_state, STATE_IDLE);
+    set_up_tables();
     console_after_think();
 }
 
@@ -217,6 +219,7 @@ void abandon_search() {
         sleep_ms(1);
     set_relaxed(engine.stop, 0);
     set_relaxed(engine.game_state, STATE_IDLE);
+    set_up_tables();
 }
 
 // Tells whether the search that runs ends by itself: by depth, nodes or time.

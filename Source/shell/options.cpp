@@ -8,6 +8,7 @@
 #include <cstring>
 
 #include "eval/evaluate.h"
+#include "fathom/tbcore.h"
 #include "search/hash.h"
 #include "shell/print.h"
 #include "shell/state.h"
@@ -83,7 +84,6 @@ static bool set_text(const char* name, const char* value) {
         {"NN_File", p.NN_File, sizeof p.NN_File},
         {"OwnBook_File", p.OwnBook_File, sizeof p.OwnBook_File},
         {"OwnBook2_File", p.OwnBook2_File, sizeof p.OwnBook2_File},
-        {"SyzygyPath", p.SyzygyPath, sizeof p.SyzygyPath},
     };
     for (const TextOption& option : options) {
         if (strcmp(name, option.name) != 0) continue;
@@ -92,6 +92,22 @@ static bool set_text(const char* name, const char* value) {
         return true;
     }
     return false;
+}
+
+static bool tables_waiting; // SyzygyPath has changed during a search
+
+static void set_table_path(const char* value) {
+    copy_text(active_personality.SyzygyPath, value, PATH_LENGTH);
+    PrintFormat("info string SyzygyPath set to '%s'", active_personality.SyzygyPath);
+    // Search threads read the tables that the set-up would take away.
+    tables_waiting = true;
+    if (!busy()) set_up_tables();
+}
+
+void set_up_tables() {
+    if (!tables_waiting) return;
+    tables_waiting = false;
+    tb_init(active_personality.SyzygyPath);
 }
 
 static void set_hash(const char* value) {
@@ -137,10 +153,12 @@ static bool set_idle_option(const char* name, const char* value) {
     return true;
 }
 
-// Switches that stand in ShellState, or do more than store a value.
+// Options that stand in ShellState, or do more than store a value.
 static bool set_switch(const char* name, const char* value) {
     int on = is_on(value);
-    if (strcmp(name, "Use_NN_eval") == 0) {
+    if (strcmp(name, "SyzygyPath") == 0) {
+        set_table_path(value);
+    } else if (strcmp(name, "Use_NN_eval") == 0) {
         report_number(name, on);
         if (relaxed(shell.use_nn) != on) eval_epoch.fetch_add(1, std::memory_order_relaxed);
         set_relaxed(shell.use_nn, on);

@@ -6,6 +6,7 @@
 
 #include "board/bitboard.h"
 #include "eval/kpk.h"
+#include "fathom/tbcore.h"
 #include "search/hash.h"
 #include "search/ordering.h"
 #include "search/thread.h"
@@ -79,6 +80,7 @@ bool init_engine() {
 }
 
 void shut_down_engine() {
+    tb_init("");
     hash_free();
     for (auto& slot : search_threads)
         if (SearchThread* thread = slot.exchange(nullptr)) free_search_thread(thread);
@@ -90,6 +92,7 @@ void shut_down_engine() {
 
 static void run_game() {
     calibrate();
+    tb_init(active_personality.SyzygyPath);
     run_game_loop();
 }
 

@@ -1,0 +1,610 @@
+#include "fathom/tbdecode.h"
+
+#include <algorithm>
+#include <cassert>
+#include <cstdlib>
+#include <cstring>
+
+#include "board/bitboard.h"
+#include "fathom/tbcore.h"
+
+// --- The numbering of squares ------------------------------------------------------------------
+
+static constexpr int edge_distance(int square) {
+    return std::min(file_of(square), 7 - file_of(square));
+}
+
+// Above the diagonal a1-h8 positive, on it 0, below it negative.
+static constexpr int off_diagonal(int square) { return rank_of(square) - file_of(square); }
+
+static constexpr bool touching(int a, int b) {
+    int files = file_of(a) - file_of(b), ranks = rank_of(a) - rank_of(b);
+    return files >= -1 && files <= 1 && ranks >= -1 && ranks <= 1;
+}
+
+static constexpr void number_binomials(TBSquareTables& t) {
+    for (uint64_t n = 0; n < 64; n++) {
+        uint64_t product = n;
+        t.binomial[0][n] = static_cast<uint32_t>(n);
+        for (uint64_t k = 1; k < 5; k++) {
+            // Each step divides evenly: the product of k + 1 neighbours over (k + 1)!.
+            product = n > k ? product * (n - k) / (k + 1) : 0;
+            t.binomial[k][n] = static_cast<uint32_t>(product);
+        }
+    }
+}
+
+static constexpr void number_triangle(TBSquareTables& t) {
+    uint8_t below = 0, lower = 0;
+    for (int square = 0; square < SQUARES; square++) {
+        if (off_diagonal(square) < 0) t.lower[square] = lower++;
+        if (file_of(square) > 3 || rank_of(square) > 3) continue;
+        if (off_diagonal(square) < 0) t.triangle[square] = below++;
+        if (off_diagonal(square) == 0)
+            t.triangle[square] = static_cast<uint8_t>(6 + file_of(square));
+    }
+}
+
+// Three runs: the first king below the diagonal; on it with the second king below; both on it.
+static constexpr void number_king_pairs(TBSquareTables& t) {
+    int16_t number = 0;
+    for (int run = 0; run < 3; run++) {
+        for (int first = 0; first < 28; first++) { // a1 to d4
+            if (file_of(first) > 3 || off_diagonal(first) > 0) continue;
+            if ((off_diagonal(first) == 0) != (run > 0)) continue;
+            for (int second = 0; second < SQUARES; second++) {
+                if (touching(first, second)) continue;
+                if (run == 1 && off_diagonal(second) >= 0) continue;
+                if (run == 2 && off_diagonal(second) != 0) continue;
+                t.king_pair[t.triangle[first]][second] = number++;
+            }
+        }
+    }
+}
+
+// The other leading pawns all stand on squares of smaller twist than the leading one.
+static constexpr void number_pawns(TBSquareTables& t) {
+    for (int square = 8; square < 56; square++) {
+        int edge = edge_distance(square), rank = rank_of(square);
+        t.flap[square] = static_cast<uint8_t>(6 * edge + rank - 1);
+        t.twist[square] =
+            static_cast<uint8_t>(12 * (3 - edge) + 2 * (6 - rank) + (file_of(square) <= 3));
+    }
+    for (int others = 0; others < 5; others++) {
+        for (int group = 0; group < TB_FILE_GROUPS; group++) {
+            uint32_t sum = 0;
+            for (int rank = 1; rank <= 6; rank++) {
+                int square = rank * 8 + group;
+                t.pawn_index[others][t.flap[square]] = sum;
+                sum += others ? t.binomial[others - 1][t.twist[square]] : 1;
+            }
+            t.pawn_factor[others][group] = sum;
+        }
+    }
+}
+
+static constexpr TBSquareTables number_squares() {
+    TBSquareTables t = {};
+    number_binomials(t);
+    number_triangle(t);
+    number_king_pairs(t);
+    number_pawns(t);
+    return t;
+}
+
+constexpr TBSquareTables tb_squares = number_squares();
+
+// --- Reading ----------------------------------------------------------------------------------
+
+static unsigned read_16(const uint8_t* at) { return at[0] | static_cast<unsigned>(at[1]) << 8; }
+
+static uint32_t read_32(const uint8_t* at) {
+    return read_16(at) | static_cast<uint32_t>(read_16(at + 2)) << 16;
+}
+
+static uint32_t read_32_big(const uint8_t* at) {
+    return static_cast<uint32_t>(at[0]) << 24 | static_cast<uint32_t>(at[1]) << 16
+         | static_cast<uint32_t>(at[2]) << 8 | at[3];
+}
+
+// The next `count` bytes, or null with `failed` set.
+static const uint8_t* take(TBCursor& cursor, uint64_t count) {
+    if (cursor.failed || count > cursor.size - cursor.at) {
+        cursor.failed = true;
+        return nullptr;
+    }
+    const uint8_t* bytes = cursor.data + cursor.at;
+    cursor.at += static_cast<size_t>(count);
+    return bytes;
+}
+
+static uint8_t take_byte(TBCursor& cursor) {
+    const uint8_t* byte = take(cursor, 1);
+    return byte ? *byte : 0;
+}
+
+static void align(TBCursor& cursor, size_t to) { take(cursor, -cursor.at & (to - 1)); }
+
+// --- One header of pairs ----------------------------------------------------------------------
+
+constexpr unsigned LEAF = 0xFFF;
+constexpr unsigned MAX_SYMBOLS = 4095;
+
+static unsigned left_child(const uint8_t* pattern) { return pattern[0] | (pattern[1] & 15u) << 8; }
+static unsigned right_child(const uint8_t* pattern) {
+    return static_cast<unsigned>(pattern[1] >> 4 | pattern[2] << 4);
+}
+
+namespace {
+
+constexpr uint8_t UNKNOWN = 0, OPEN = 1, KNOWN = 2;
+
+// Work space for the lengths of symbols.
+struct SymbolWork {
+    uint8_t mark[MAX_SYMBOLS + 1]; // UNKNOWN, OPEN while its children are looked at, KNOWN
+    uint16_t stack[MAX_SYMBOLS + 1];
+};
+
+} // namespace
+
+// Computes the length of one symbol and of all below it. Returns false if a child does not exist,
+// if a symbol is part of itself, or if it stands for more than 256 values.
+static bool measure_symbol(PairsData& pairs, SymbolWork& work, unsigned symbol) {
+    int depth = 0;
+    work.stack[depth++] = static_cast<uint16_t>(symbol);
+    while (depth > 0) {
+        unsigned top = work.stack[depth - 1];
+        const uint8_t* pattern = pairs.sym_pat + 3 * top;
+        unsigned left = left_child(pattern), right = right_child(pattern);
+        if (right == LEAF) {
+            pairs.sym_len[top] = 0;
+            work.mark[top] = KNOWN;
+            depth--;
+            continue;
+        }
+        if (left >= pairs.symbols || right >= pairs.symbols) return false;
+        work.mark[top] = OPEN;
+        unsigned missing = work.mark[left] != KNOWN ? left : right;
+        if (work.mark[missing] == OPEN) return false;
+        if (work.mark[missing] == UNKNOWN) {
+            work.stack[depth++] = static_cast<uint16_t>(missing);
+            continue;
+        }
+        int length = pairs.sym_len[left] + pairs.sym_len[right] + 1;
+        if (length > 255) return false;
+        pairs.sym_len[top] = static_cast<uint8_t>(length);
+        work.mark[top] = KNOWN;
+        depth--;
+    }
+    return true;
+}
+
+static bool measure_symbols(PairsData& pairs) {
+    pairs.sym_len = static_cast<uint8_t*>(calloc(pairs.symbols, 1));
+    if (!pairs.sym_len) return false;
+    SymbolWork work;
+    memset(work.mark, UNKNOWN, sizeof work.mark);
+    for (unsigned symbol = 0; symbol < pairs.symbols; symbol++)
+        if (work.mark[symbol] == UNKNOWN && !measure_symbol(pairs, work, symbol)) return false;
+    return true;
+}
+
+// The codes are canonical, the longer ones being the smaller numbers.
+static bool set_base(PairsData& pairs) {
+    int64_t base = 0;
+    for (int i = pairs.code_lengths - 1; i >= 0; i--) {
+        if (i < pairs.code_lengths - 1)
+            base = (base + read_16(pairs.offset + 2 * i) - read_16(pairs.offset + 2 * (i + 1))) / 2;
+        int length = pairs.min_len + i;
+        if (base < 0 || base >> length) return false;
+        pairs.base[i] = static_cast<uint32_t>(base << (TB_MAX_CODE_BITS - length));
+    }
+    return true;
+}
+
+bool tb_setup_pairs(PairsData& pairs, TBCursor& cursor, uint64_t table_size, TBSizes& sizes,
+                    uint8_t& flags, bool wdl) {
+    constexpr int HIGHEST_WDL = 4, MAX_BLOCK_SIZE = 24, MAX_IDX_BITS = 31;
+
+    pairs = {};
+    pairs.table_size = table_size;
+    sizes = {};
+    flags = take_byte(cursor);
+    if (flags & TB_SINGLE_VALUE) {
+        uint8_t value = take_byte(cursor);
+        pairs.min_len = wdl ? value : 0;
+        return !cursor.failed && pairs.min_len <= HIGHEST_WDL;
+    }
+
+    const uint8_t* fixed = take(cursor, 9);
+    if (!fixed) return false;
+    const unsigned extra_blocks = fixed[2], longest = fixed[7], shortest = fixed[8];
+    pairs.block_size = fixed[0];
+    pairs.idx_bits = fixed[1];
+    pairs.blocks = read_32(fixed + 3);
+    if (pairs.blocks == 0 || pairs.blocks > UINT32_MAX - extra_blocks) return false;
+    pairs.sizes = pairs.blocks + extra_blocks;
+    if (pairs.block_size > MAX_BLOCK_SIZE || pairs.idx_bits == 0 || pairs.idx_bits > MAX_IDX_BITS
+        || shortest == 0 || shortest > longest || longest > TB_MAX_CODE_BITS)
+        return false;
+    pairs.min_len = static_cast<uint8_t>(shortest);
+    pairs.code_lengths = static_cast<uint8_t>(longest - shortest + 1);
+
+    pairs.offset = take(cursor, 2u * pairs.code_lengths);
+    const uint8_t* count = take(cursor, 2);
+    if (!count) return false;
+    unsigned symbols = read_16(count);
+    if (symbols == 0 || symbols > MAX_SYMBOLS) return false;
+    pairs.symbols = static_cast<uint16_t>(symbols);
+    pairs.sym_pat = take(cursor, 3u * symbols);
+    take(cursor, symbols & 1);
+    if (cursor.failed || !measure_symbols(pairs) || !set_base(pairs)) return false;
+
+    uint64_t entries = (table_size + (1ULL << pairs.idx_bits) - 1) >> pairs.idx_bits;
+    sizes = {6 * entries, 2ULL * pairs.sizes,
+             static_cast<uint64_t>(pairs.blocks) << pairs.block_size};
+    return true;
+}
+
+// --- Piece lists and factors ------------------------------------------------------------------
+
+bool tb_set_norm(const TBEntry& entry, const uint8_t* pieces, uint8_t* norm) {
+    constexpr uint8_t UNIQUE = 1;
+    uint8_t seen[PIECE_CODES] = {};
+    for (int i = 0; i < entry.num; i++) {
+        int code = pieces[i];
+        if (i > 0 && code != pieces[i - 1] && seen[code])
+            return false; // like pieces stand together
+        seen[code]++;
+    }
+    if (memcmp(seen, entry.counts, sizeof seen) != 0) return false;
+
+    memset(norm, 0, TB_PIECES);
+    int first = 0;
+    if (entry.has_pawns) {
+        norm[0] = entry.pawns[0];
+        if (type_of(pieces[0]) != PAWN || entry.counts[pieces[0]] != entry.pawns[0]) return false;
+        // Equal numbers: White leads.
+        if (entry.pawns[0] == entry.pawns[1] && colour_of(pieces[0]) != WHITE) return false;
+        first = entry.pawns[0];
+        if (entry.pawns[1]) {
+            if (type_of(pieces[first]) != PAWN) return false;
+            norm[first] = entry.pawns[1];
+            first += entry.pawns[1];
+        }
+    } else {
+        norm[0] = entry.leaders;
+        for (int i = 0; i < entry.leaders; i++)
+            if (entry.counts[pieces[i]] != UNIQUE) return false;
+        first = entry.leaders;
+    }
+    while (first < entry.num) {
+        norm[first] = entry.counts[pieces[first]];
+        first += norm[first];
+    }
+    return true;
+}
+
+uint64_t tb_set_factors(const TBEntry& entry, int order, int order2, const uint8_t* norm, int group,
+                        uint64_t* factors) {
+    constexpr int LAST_ORDER = 15, PAWN_SQUARES = 48;
+    const int leaders = norm[0];
+    const bool second_pawns = entry.has_pawns && entry.pawns[1];
+    uint64_t leading_size = entry.has_pawns ? tb_squares.pawn_factor[leaders - 1][group]
+                          : leaders == 3    ? 31332
+                                            : 462;
+    int next = leaders + (second_pawns ? norm[leaders] : 0); // first slot of the next other group
+    int free = SQUARES - next;
+    int waiting = 1 + second_pawns; // groups whose place an order gives
+    uint64_t factor = 1;
+    memset(factors, 0, TB_PIECES * sizeof *factors);
+
+    for (int place = 0; waiting > 0 || next < entry.num; place++) {
+        if (place > LAST_ORDER) return 0;
+        if (place == order) {
+            factors[0] = factor;
+            factor *= leading_size;
+            waiting--;
+        } else if (second_pawns && place == order2) {
+            factors[leaders] = factor;
+            factor *= tb_squares.binomial[norm[leaders] - 1][PAWN_SQUARES - leaders];
+            waiting--;
+        } else if (next < entry.num) {
+            factors[next] = factor;
+            factor *= tb_squares.binomial[norm[next] - 1][free];
+            free -= norm[next];
+            next += norm[next];
+        }
+    }
+    return factor;
+}
+
+// --- A whole file -----------------------------------------------------------------------------
+
+int tb_sides(const TBEntry& entry, bool wdl) { return wdl && !entry.symmetric ? 2 : 1; }
+
+int tb_file_groups(const TBEntry& entry) { return entry.has_pawns ? TB_FILE_GROUPS : 1; }
+
+// Magic number, pieces and kind of table must fit the name that the file has.
+static bool read_start(TBCursor& cursor, const TBEntry& entry, bool wdl) {
+    constexpr uint32_t WDL_MAGIC = 0x5D23E871, DTZ_MAGIC = 0xA50C66D7;
+    constexpr uint8_t SPLIT = 1, PAWNS = 2;
+    const uint8_t* start = take(cursor, 5);
+    if (!start || read_32(start) != (wdl ? WDL_MAGIC : DTZ_MAGIC)) return false;
+    return !(start[4] & SPLIT) == entry.symmetric && !(start[4] & PAWNS) == !entry.has_pawns
+        && start[4] >> 4 == entry.num;
+}
+
+static bool read_piece_lists(TBDecoder* decoders, TBCursor& cursor, const TBEntry& entry,
+                             bool wdl) {
+    constexpr uint8_t NO_ORDER = 0xFF;
+    const int sides = tb_sides(entry, wdl);
+    for (int group = 0; group < tb_file_groups(entry); group++) {
+        uint8_t order = take_byte(cursor);
+        uint8_t order2 = entry.has_pawns && entry.pawns[1] ? take_byte(cursor) : NO_ORDER;
+        const uint8_t* list = take(cursor, entry.num);
+        if (!list) return false;
+        for (int side = 0; side < sides; side++) {
+            TBDecoder& decoder = decoders[group * sides + side];
+            const int shift = 4 * side; // the second side has the high nibbles
+            for (int i = 0; i < entry.num; i++) decoder.pieces[i] = list[i] >> shift & 15;
+            if (!tb_set_norm(entry, decoder.pieces, decoder.norm)) return false;
+            decoder.pairs.table_size =
+                tb_set_factors(entry, order >> shift & 15, order2 >> shift & 15, decoder.norm,
+                               group, decoder.factors);
+            if (decoder.pairs.table_size == 0) return false;
+        }
+    }
+    return true;
+}
+
+static void read_maps(TBMaps& maps, TBCursor& cursor, const uint8_t* flags, int groups) {
+    maps = {};
+    for (int group = 0; group < groups; group++) {
+        if (!(flags[group] & DTZ_MAPPED)) continue;
+        const bool wide = flags[group] & DTZ_WIDE_MAPS;
+        if (wide) align(cursor, 2);
+        for (int i = 0; i < TB_MAPS; i++) {
+            const uint8_t* count = take(cursor, wide ? 2 : 1);
+            if (!count) return;
+            maps.count[group][i] = static_cast<uint16_t>(wide ? read_16(count) : *count);
+            maps.list[group][i] = take(cursor, (wide ? 2ULL : 1ULL) * maps.count[group][i]);
+        }
+    }
+    align(cursor, 2);
+}
+
+bool tb_build_decoders(TBDecoder* decoders, uint8_t* flags, TBMaps* maps, const TBEntry& entry,
+                       const uint8_t* data, size_t size, bool wdl) {
+    constexpr size_t BLOCK_ALIGNMENT = 64, CHECKSUM_BYTES = 16;
+    TBCursor cursor = {data, size, 0, false};
+    TBSizes sizes[TB_FILE_GROUPS * 2];
+    const int sides = tb_sides(entry, wdl), groups = tb_file_groups(entry), count = groups * sides;
+
+    if (!read_start(cursor, entry, wdl)) return false;
+    if (!read_piece_lists(decoders, cursor, entry, wdl)) return false;
+    align(cursor, 2);
+    for (int i = 0; i < count; i++) {
+        PairsData& pairs = decoders[i].pairs;
+        uint8_t own_flags = 0;
+        if (!tb_setup_pairs(pairs, cursor, pairs.table_size, sizes[i], own_flags, wdl))
+            return false;
+        flags[i / sides] = own_flags;
+    }
+    if (maps) read_maps(*maps, cursor, flags, groups);
+
+    for (int i = 0; i < count; i++)
+        decoders[i].pairs.index_table = take(cursor, sizes[i].index_bytes);
+    for (int i = 0; i < count; i++)
+        decoders[i].pairs.size_table = take(cursor, sizes[i].size_bytes);
+    for (int i = 0; i < count; i++) {
+        if (sizes[i].data_bytes) align(cursor, BLOCK_ALIGNMENT);
+        decoders[i].pairs.data = take(cursor, sizes[i].data_bytes);
+    }
+    // Nothing may be missing and nothing be left over: a file of another length was cut short or
+    // is none of ours. The checksum also lets a block's last bits be read in whole words.
+    align(cursor, BLOCK_ALIGNMENT);
+    take(cursor, CHECKSUM_BYTES);
+    return !cursor.failed && cursor.at == cursor.size;
+}
+
+void tb_free_decoders(TBDecoder* decoders, int count) {
+    for (int i = 0; i < count; i++) {
+        free(decoders[i].pairs.sym_len);
+        decoders[i].pairs.sym_len = nullptr;
+    }
+}
+
+// --- The index of a position ------------------------------------------------------------------
+
+int tb_leading_file(const TBEntry& entry, int* squares) {
+    for (int i = 1; i < entry.pawns[0]; i++)
+        if (tb_squares.flap[squares[i]] < tb_squares.flap[squares[0]])
+            std::swap(squares[0], squares[i]);
+    return edge_distance(squares[0]);
+}
+
+static void mirror(int* squares, int count, int by) {
+    for (int i = 0; i < count; i++) squares[i] ^= by;
+}
+
+// The number of three pieces that occur once each, 0 to 31331.
+static uint64_t number_three(const int* squares) {
+    constexpr int OFF = 63 * 62, FIRST_ON = 6 * OFF, TWO_ON = FIRST_ON + 4 * 28 * 62;
+    constexpr int ALL_ON = TWO_ON + 4 * 7 * 28;
+    const int a = squares[0], b = squares[1], c = squares[2];
+    const int i = b > a, j = (c > a) + (c > b);
+    const uint8_t* lower = tb_squares.lower;
+    int number;
+    if (off_diagonal(a)) number = tb_squares.triangle[a] * OFF + (b - i) * 62 + c - j;
+    else if (off_diagonal(b)) number = FIRST_ON + file_of(a) * 28 * 62 + lower[b] * 62 + c - j;
+    else if (off_diagonal(c))
+        number = TWO_ON + file_of(a) * 7 * 28 + (file_of(b) - i) * 28 + lower[c];
+    else number = ALL_ON + file_of(a) * 7 * 6 + (file_of(b) - i) * 6 + file_of(c) - j;
+    return static_cast<uint64_t>(number);
+}
+
+// Mirrors the board until the leading pieces stand where they are numbered.
+static uint64_t number_leading_pieces(const TBEntry& entry, int leaders, int* squares) {
+    if (file_of(squares[0]) > 3) mirror(squares, entry.num, 7);
+    if (rank_of(squares[0]) > 3) mirror(squares, entry.num, 56);
+    for (int i = 0; i < leaders; i++) {
+        if (off_diagonal(squares[i]) == 0) continue;
+        if (off_diagonal(squares[i]) > 0)
+            for (int k = 0; k < entry.num; k++)
+                squares[k] = squares[k] >> 3 | (squares[k] & 7) << 3;
+        break;
+    }
+    if (leaders == 3) return number_three(squares);
+    return static_cast<uint64_t>(tb_squares.king_pair[tb_squares.triangle[squares[0]]][squares[1]]);
+}
+
+static uint64_t number_leading_pawns(const TBEntry& entry, int pawns, int* squares) {
+    if (file_of(squares[0]) > 3) mirror(squares, entry.num, 7);
+    std::sort(squares + 1, squares + pawns,
+              [](int a, int b) { return tb_squares.twist[a] > tb_squares.twist[b]; });
+    const int m = pawns - 1;
+    uint64_t number = tb_squares.pawn_index[m][tb_squares.flap[squares[0]]];
+    for (int i = 1; i <= m; i++) {
+        assert(m - i >= 0 && m - i < 5);
+        number += tb_squares.binomial[m - i][tb_squares.twist[squares[i]]];
+    }
+    return number;
+}
+
+// The number of a group of like pieces among the squares that earlier slots leave free; the first
+// `reserved` squares of the board count as taken.
+static uint64_t number_group(int* squares, int first, int size, int reserved) {
+    uint64_t number = 0;
+    if (size > 1) std::sort(squares + first, squares + first + size);
+    for (int k = 0; k < size; k++) {
+        int square = squares[first + k], below = reserved;
+        for (int i = 0; i < first; i++) below += squares[i] < square;
+        number += tb_squares.binomial[k][square - below];
+    }
+    return number;
+}
+
+uint64_t tb_encode(const TBEntry& entry, const uint8_t* norm, int* squares,
+                   const uint64_t* factors) {
+    constexpr int FIRST_RANK = 8; // squares where no pawn stands
+    int first = norm[0];
+    uint64_t index = entry.has_pawns ? number_leading_pawns(entry, first, squares)
+                                     : number_leading_pieces(entry, first, squares);
+    index *= factors[0];
+    if (entry.has_pawns && entry.pawns[1]) {
+        index += number_group(squares, first, norm[first], FIRST_RANK) * factors[first];
+        first += norm[first];
+    }
+    while (first < entry.num) {
+        index += number_group(squares, first, norm[first], 0) * factors[first];
+        first += norm[first];
+    }
+    return index;
+}
+
+// --- From index to value ----------------------------------------------------------------------
+
+namespace {
+
+// A block's bits, most significant first. Behind the block's end it gives zeros.
+struct BitReader {
+    const uint8_t* next; // the word to be fetched next
+    const uint8_t* end;
+    uint64_t bits; // the code word in the upper half, what follows it in the lower half
+    int spare;     // valid bits below the code word
+};
+
+} // namespace
+
+static uint32_t fetch_word(BitReader& reader) {
+    if (reader.next >= reader.end) return 0;
+    uint32_t word = read_32_big(reader.next);
+    reader.next += 4;
+    return word;
+}
+
+static void skip_bits(BitReader& reader, int count) {
+    if (reader.spare < count) {
+        // The lower half runs empty on the way: it is used up, filled anew and used further.
+        reader.bits <<= reader.spare;
+        count -= reader.spare;
+        reader.bits |= fetch_word(reader);
+        reader.spare = 32;
+    }
+    reader.bits <<= count;
+    reader.spare -= count;
+}
+
+// Finds the block that holds an index, and the value's number within it. Returns false if the
+// stored numbers lead out of the table.
+static bool find_block(const PairsData& pairs, uint64_t index, uint32_t& block, int& number) {
+    if (index >= pairs.table_size) return false;
+    const uint8_t* entry = pairs.index_table + 6 * (index >> pairs.idx_bits);
+    const int64_t span = 1LL << pairs.idx_bits;
+    int64_t lit = read_16(entry + 4) + static_cast<int64_t>(index & (span - 1)) - span / 2;
+    uint64_t at = read_32(entry);
+    if (at >= pairs.sizes) return false;
+    const uint8_t* size_table = pairs.size_table;
+    while (lit < 0) {
+        if (at == 0) return false;
+        at--;
+        lit += read_16(size_table + 2 * at) + 1;
+    }
+    for (int64_t size = read_16(size_table + 2 * at); lit > size;
+         size = read_16(size_table + 2 * at)) {
+        lit -= size + 1;
+        if (++at >= pairs.blocks) return false;
+    }
+    if (at >= pairs.blocks) return false;
+    block = static_cast<uint32_t>(at);
+    number = static_cast<int>(lit);
+    return true;
+}
+
+// The symbol of the code word and its code's length; the symbol may lie outside the table.
+static uint64_t read_symbol(const PairsData& pairs, uint32_t code, int& length) {
+    // The last base is 0, so that the search ends there.
+    int i = 0;
+    while (pairs.base[i] > code) i++;
+    length = pairs.min_len + i;
+    return read_16(pairs.offset + 2 * i)
+         + static_cast<uint64_t>((code - pairs.base[i]) >> (TB_MAX_CODE_BITS - length));
+}
+
+int tb_decompress(const PairsData& pairs, uint64_t index) {
+    if (pairs.idx_bits == 0) return pairs.min_len;
+
+    uint32_t block;
+    int lit;
+    if (!find_block(pairs, index, block, lit)) return TB_DAMAGED;
+
+    const uint8_t* start = pairs.data + (static_cast<uint64_t>(block) << pairs.block_size);
+    BitReader reader = {start, start + (1ULL << pairs.block_size), 0, 32};
+    reader.bits = static_cast<uint64_t>(fetch_word(reader)) << 32;
+    reader.bits |= fetch_word(reader);
+    unsigned symbol;
+    for (;;) {
+        int length;
+        uint64_t found = read_symbol(pairs, static_cast<uint32_t>(reader.bits >> 32), length);
+        if (found >= pairs.symbols) return TB_DAMAGED;
+        symbol = static_cast<unsigned>(found);
+        if (lit <= pairs.sym_len[symbol]) break;
+        lit -= pairs.sym_len[symbol] + 1;
+        skip_bits(reader, length);
+    }
+    // Each step goes to a shorter symbol, even if the file is overwritten meanwhile.
+    while (int length = pairs.sym_len[symbol]) {
+        const uint8_t* pattern = pairs.sym_pat + 3 * symbol;
+        unsigned left = left_child(pattern), right = right_child(pattern);
+        if (left >= pairs.symbols || right >= pairs.symbols) return TB_DAMAGED;
+        if (lit <= pairs.sym_len[left]) {
+            symbol = left;
+        } else {
+            lit -= pairs.sym_len[left] + 1;
+            symbol = right;
+        }
+        if (pairs.sym_len[symbol] >= length) return TB_DAMAGED;
+    }
+    return pairs.sym_pat[3 * symbol];
+}

@@ -1,0 +1,126 @@
+// tbdecode.h: the Syzygy file format: headers, the numbering of positions, decompression.
+//
+// Decoders are built once for a file and then only read, by any number of threads. They refer into
+// the mapped file. A file's bytes are trusted nowhere: what the header says is checked against the
+// file's size and the table's material when the decoders are built, and each number that is stored
+// in the tables is checked where it is followed.
+
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+struct TBEntry;
+
+constexpr int TB_PIECES = 6;      // most pieces of a table
+constexpr int TB_FILE_GROUPS = 4; // of a table with pawns; one without
+constexpr int TB_DAMAGED = -1;    // tb_decompress: the file's numbers lead nowhere
+constexpr int TB_MAX_CODE_BITS = 32;
+
+// The compressed values of one side and file group.
+struct PairsData {
+    const uint8_t* index_table; // entries of 6 bytes: a block's number and a value's place in it
+    const uint8_t* size_table;  // 2 bytes a block: its count of values minus 1
+    const uint8_t* data;        // the blocks
+    const uint8_t* offset;      // 2 bytes a code length, from the shortest on: its first symbol
+    const uint8_t* sym_pat;     // 3 bytes a symbol: two children, or a leaf's value
+    uint8_t* sym_len;           // allocated; per symbol its count of values minus 1
+    uint64_t table_size;        // number of indices
+    uint32_t blocks;            // blocks with data
+    uint32_t sizes;             // entries of size_table, at least `blocks`
+    uint16_t symbols;           // number of symbols, 1 to 4095
+    uint8_t block_size;         // log2 of the bytes of a block
+    uint8_t idx_bits;           // log2 of the indices of an index_table entry; 0: a single value
+    uint8_t min_len;            // shortest code length; with idx_bits 0 the value
+    uint8_t code_lengths;       // number of code lengths
+    uint32_t base[TB_MAX_CODE_BITS]; // per code length its smallest code, left-aligned
+};
+
+// What one side and file group needs for a position: the order of the pieces and the pairs.
+struct TBDecoder {
+    PairsData pairs;
+    uint64_t factors[TB_PIECES]; // by a group's first slot: what its number is multiplied by
+    uint8_t norm[TB_PIECES];     // by a group's first slot: its size
+    uint8_t pieces[TB_PIECES];   // by slot: the piece code, White being the side named first
+};
+
+// The value maps of a DTZ file, one list for each kind of result.
+constexpr int TB_MAPS = 4;
+struct TBMaps {
+    const uint8_t* list[TB_FILE_GROUPS][TB_MAPS];
+    uint16_t count[TB_FILE_GROUPS][TB_MAPS];
+};
+
+// Flags of one file group of a DTZ file.
+constexpr uint8_t DTZ_BLACK = 1;      // holds the positions with Black of the table to move
+constexpr uint8_t DTZ_MAPPED = 2;     // values go through the maps
+constexpr uint8_t DTZ_WIN_PLIES = 4;  // wins in plies, not in moves
+constexpr uint8_t DTZ_LOSS_PLIES = 8; // losses in plies, not in moves
+constexpr uint8_t DTZ_WIDE_MAPS = 16; // maps of 16-bit numbers
+constexpr uint8_t TB_SINGLE_VALUE = 128;
+
+// A place in a file that is read from front to back. Past the end it gives zeros and notes it.
+struct TBCursor {
+    const uint8_t* data;
+    size_t size;
+    size_t at;
+    bool failed;
+};
+
+// Entries of `index_table`, `size_table` and blocks, in bytes.
+struct TBSizes {
+    uint64_t index_bytes, size_bytes, data_bytes;
+};
+
+// Reads one header of pairs at the cursor and moves on behind it. The three parts that stand
+// elsewhere get their sizes, but no address yet. In a DTZ table a single value counts as 0.
+// Returns false if the header is damaged.
+bool tb_setup_pairs(PairsData& pairs, TBCursor& cursor, uint64_t table_size, TBSizes& sizes,
+                    uint8_t& flags, bool wdl);
+
+// Works out the groups of a piece list. Returns false if the list does not hold the entry's
+// material in groups.
+bool tb_set_norm(const TBEntry& entry, const uint8_t* pieces, uint8_t* norm);
+
+// Works out the factors. `order` and `order2` say where the leading group and the second pawns
+// stand among the groups; `group` is the file group of a pawn table, else 0. Returns the number of
+// indices, or 0 if the orders are damaged.
+uint64_t tb_set_factors(const TBEntry& entry, int order, int order2, const uint8_t* norm, int group,
+                        uint64_t* factors);
+
+// Builds all decoders of a file: for each file group side 0, then side 1 if it is stored. `flags`
+// has room for each file group; `maps` is filled for a DTZ file and may be null otherwise.
+// Returns false if the file is damaged. tb_free_decoders is due in either case.
+bool tb_build_decoders(TBDecoder* decoders, uint8_t* flags, TBMaps* maps, const TBEntry& entry,
+                       const uint8_t* data, size_t size, bool wdl);
+void tb_free_decoders(TBDecoder* decoders, int count);
+
+// Number of sides that a file stores, and of its file groups.
+int tb_sides(const TBEntry& entry, bool wdl);
+int tb_file_groups(const TBEntry& entry);
+
+// Brings the leading pawn into slot 0; the leading side's pawns stand in the first slots. Returns
+// its file group.
+int tb_leading_file(const TBEntry& entry, int* squares);
+
+// The index of a position, given the square of each piece in slot order; the squares are changed.
+// In a pawn table the leading pawn must stand in slot 0, and its file group's norm and factors be
+// given.
+uint64_t tb_encode(const TBEntry& entry, const uint8_t* norm, int* squares,
+                   const uint64_t* factors);
+
+// The value stored at an index, or TB_DAMAGED.
+int tb_decompress(const PairsData& pairs, uint64_t index);
+
+// The numbering of squares, the same for all tables.
+struct TBSquareTables {
+    uint32_t binomial[5][64];   // [k][n]: n over k + 1
+    int16_t king_pair[10][64];  // first king on the triangle, second anywhere
+    uint32_t pawn_index[5][24]; // [other leading pawns][leading pawn]
+    uint32_t pawn_factor[5][TB_FILE_GROUPS];
+    uint8_t triangle[64]; // a1-d1-d4: 0 to 5 below the diagonal, 6 to 9 on it
+    uint8_t lower[64];    // squares below the diagonal a1-h8, 0 to 27
+    uint8_t flap[64];     // leading pawn: by file from the edge, then by rank
+    uint8_t twist[64];    // pawns: the greater, the nearer to the edge and rank 2
+};
+extern const TBSquareTables tb_squares;
