@@ -160,8 +160,13 @@ TEST_F(TbSearch, DamagedTablesLeaveTheGameGoing) {
     std::string folder = short_path();
     std::filesystem::resize_file(folder + "/KQvK.rtbw", 100);
     std::filesystem::resize_file(folder + "/KPvK.rtbz", 0);
-    Program program = run_with_input({"-use_hce", "-tbpath", folder},
-                                     "position fen 8/4P1k1/8/8/8/8/8/K7 w - -\ngo depth 8\n"
-                                     "position fen 8/8/8/8/8/8/1k6/3QK3 w - -\ngo depth 8\n");
-    EXPECT_TRUE(has_line(program, "bestmove e7e8q"));
+    Program program = start_program({"-use_hce", "-tbpath", folder});
+    send(program, "position fen 8/4P1k1/8/8/8/8/8/K7 w - -");
+    send(program, "go depth 8");
+    EXPECT_EQ(wait_for(program, "bestmove", 60000).substr(0, 14), "bestmove e7e8q");
+    send(program, "position fen 8/8/8/8/8/8/1k6/3QK3 w - -");
+    send(program, "go depth 8");
+    EXPECT_NE(wait_for(program, "bestmove", 60000), "");
+    send(program, "quit");
+    EXPECT_EQ(wait_exit(program), 0);
 }
