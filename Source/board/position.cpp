@@ -121,6 +121,19 @@ static int wanted_rights(const Position& pos, const char* field) {
     return wanted;
 }
 
+void grant_castling(Position& pos, int right, int rook) {
+    int side = right >> 1, king = pos.king_square[side];
+    int home = rank_flip[side]; // a-file square of the home rank
+    bool king_side = (right & 1) == 0;
+    int king_to = home + (king_side ? G1 : C1);
+    int rook_to = home + (king_side ? F1 : D1);
+    Bitboard path = between[king][king_to] | between[rook][rook_to] | bit(king_to) | bit(rook_to);
+    pos.castle_rook[right] = static_cast<uint8_t>(rook);
+    pos.castle_mask[right] = bit(king) | bit(rook);
+    pos.castle_empty[right] = path & ~(bit(king) | bit(rook));
+    pos.castling = static_cast<uint8_t>(pos.castling | (1 << right));
+}
+
 void set_castling_rights(Position& pos, const char* field) {
     for (int right = 0; right < CASTLING_RIGHTS; right++) {
         pos.castle_mask[right] = 0;
@@ -139,16 +152,7 @@ void set_castling_rights(Position& pos, const char* field) {
         bool king_side = (right & 1) == 0;
         Bitboard rooks = pos.pieces[side][ROOK] & (king_side ? ray_east[king] : ray_west[king]);
         if (pop_count(rooks) != 1) continue;
-
-        int rook = bit_scan_forward(rooks);
-        int king_to = home + (king_side ? G1 : C1);
-        int rook_to = home + (king_side ? F1 : D1);
-        Bitboard path =
-            between[king][king_to] | between[rook][rook_to] | bit(king_to) | bit(rook_to);
-        pos.castle_rook[right] = static_cast<uint8_t>(rook);
-        pos.castle_mask[right] = bit(king) | bit(rook);
-        pos.castle_empty[right] = path & ~(bit(king) | bit(rook));
-        pos.castling = static_cast<uint8_t>(pos.castling | (1 << right));
+        grant_castling(pos, right, bit_scan_forward(rooks));
     }
 }
 

@@ -116,6 +116,9 @@ void set_position(Position& pos, const char* fen);
 // exactly one own rook on that wing; others are dropped without a message.
 void set_castling_rights(Position& pos, const char* field);
 
+// Grants the right with that index to the king and a rook of the wing, both on their home rank.
+void grant_castling(Position& pos, int right, int rook);
+
 // Computes key and pawn_key from scratch.
 void compute_keys(Position& pos);
 

@@ -145,7 +145,7 @@ void BuildEvalParams() {
 
 void ReadParamsFile() {
     constexpr char DELIMITERS[] = "(),\"\n";
-    FILE* file = fopen("params.txt", "r");
+    FILE* file = fopen(active_personality.params_file, "r");
     if (!file) return;
 
     char line[254];

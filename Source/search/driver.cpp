@@ -433,6 +433,7 @@ void search_root(int thread_number) {
             search_line(thread, first + line, line, depth);
         finish_iteration(thread, depth);
         if (!go_deeper(thread, depth)) break;
+        if (engine.soft_nodes && relaxed(thread.nodes) >= engine.soft_nodes) break;
     }
     if (!master) return;
     // Stopped before the first root move was done: any legal move is better than none.

@@ -46,6 +46,7 @@ struct EngineState {
     std::atomic<uint8_t> game_state;
 
     uint64_t max_nodes;        // 0 means no limit
+    uint64_t soft_nodes;       // nodes of a thread from which it begins no iteration; 0: no limit
     int8_t max_depth;          // plies, at most MAX_DEPTH
     uint8_t moves_per_control; // 0 sudden death, 1 fixed time per move, n: n moves a period
     float time_base;           // seconds: per move if moves_per_control is 1, else per period

@@ -1,0 +1,34 @@
+// game_file.h: the growing data file of one worker.
+//
+// A game is appended in one call of the system, so that an interruption leaves whole games, or at
+// worst one torn game at the end, which the next opening cuts off.
+
+#pragma once
+
+#include <cstdint>
+
+struct Game;
+struct PlyRecord;
+
+// What a file holds.
+struct GameCounts {
+    uint64_t games;
+    uint64_t positions;
+    uint64_t kept; // positions that the default filter lets pass
+};
+
+struct GameFile {
+    int descriptor; // -1: not open
+    GameCounts counts;
+};
+
+// Opens the file for appending and counts what is there; a new file, or one that was cut off inside
+// its header, gets a header with the seed. Returns null, or the reason why it can't be used: then
+// the file is as it was.
+const char* open_game_file(GameFile& file, const char* name, uint32_t seed);
+
+// Appends a finished game. Returns false if it could not be written; what was written of it is
+// cut off again where that is possible.
+bool append_game(GameFile& file, const Game& game);
+
+void close_game_file(GameFile& file);

@@ -1,0 +1,41 @@
+// random_start.h: starts of self-play games: a known position and a few random moves behind it.
+//
+// All choices come from a generator of numbers that the caller seeds, so that a game can be played
+// again. Works on the game's position; main thread only.
+
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "board/position.h"
+
+// A generator of 64-bit numbers; every seed is a good one.
+struct Dice {
+    uint64_t state;
+};
+
+// The next number, and one from 0 to `limit` - 1; limit is at least 1.
+uint64_t roll(Dice& dice);
+int roll_below(Dice& dice, int limit);
+
+// Mixes two numbers into a seed in which every bit of both counts.
+uint64_t mix_seed(uint64_t a, uint64_t b);
+
+enum class StartKind { STANDARD, CHESS960, OPENING };
+
+// FEN text of the Chess960 start with that number, 0 to 959; 518 is the standard one. Bishops,
+// queen, knights, then rook, king, rook are placed in the usual order of the numbering.
+std::string chess960_start(int number);
+
+// Adds the positions of an EPD file to the list, but for those that can't be searched. Returns
+// false if the file can't be read.
+bool read_openings(std::vector<std::string>& openings, const char* name);
+
+// Sets up a start of that kind and plays random moves: 8 or 9, and 2 or 3 from an opening, of
+// which there is at least one then. No move gives away more than a minor piece by static exchange.
+// Returns false, with a position that is no start, when the moves lead to one without such a move,
+// or to one whose castling rights a record can't hold.
+bool draw_start(Position& pos, Dice& dice, StartKind kind,
+                const std::vector<std::string>& openings);

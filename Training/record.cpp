@@ -1,0 +1,122 @@
+#include "Training/record.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+
+#include "board/make.h"
+#include "search/thread.h"
+
+static bool captures_or_promotes(const Position& pos, Move move) {
+    int from = move_from(move), to = move_to(move), mover = type_of(pos.board[from]);
+    // A castling king may go to the square of its own rook.
+    if (mover == KING && (move & FLAG_MASK)) return false;
+    if (mover == PAWN && (rank_of(to) == 0 || rank_of(to) == 7)) return true;
+    return pos.board[to] != 0 || is_ep_square(pos, mover, to);
+}
+
+void pack_ply(PlyRecord& record, const Position& pos, Move move, int score, int ply) {
+    record = {};
+    record.occupied = occupied(pos);
+    int count = 0;
+    for (Bitboard set = record.occupied; set; count++)
+        record.units[count / 2] |=
+            static_cast<uint8_t>(pos.board[pop_lowest(set)] << (count % 2 * 4));
+    record.score = static_cast<int16_t>(score);
+    record.move = move;
+
+    int ep = pos.ep_square == NO_SQUARE ? 0 : file_of(pos.ep_square) + 1;
+    int place = std::min(ply, RECORD_PLY) | ep << RECORD_EP_SHIFT;
+    if (captures_or_promotes(pos, move)) place |= RECORD_TACTICAL;
+    if (square_attacked(pos, pos.king_square[pos.side], pos.side ^ 1)) place |= RECORD_CHECK;
+    record.place = static_cast<uint16_t>(place);
+    record.state = static_cast<uint8_t>(pos.side | pos.castling << RECORD_CASTLING_SHIFT);
+    record.halfmoves = pos.halfmoves;
+}
+
+static int unit_code(const PlyRecord& record, int index) {
+    return record.units[index / 2] >> (index % 2 * 4) & 15;
+}
+
+static bool is_position(const PlyRecord& record) {
+    constexpr int MOST_UNITS = 32;
+    if (pop_count(record.occupied) > MOST_UNITS) return false;
+    int kings[2] = {};
+    int index = 0;
+    for (Bitboard set = record.occupied; set; index++) {
+        int square = pop_lowest(set), code = unit_code(record, index), type = type_of(code);
+        if (type < PAWN || type > KING) return false;
+        if (type == PAWN && (rank_of(square) == 0 || rank_of(square) == 7)) return false;
+        if (type == KING) kings[colour_of(code)]++;
+    }
+    return kings[WHITE] == 1 && kings[BLACK] == 1;
+}
+
+static void restore_castling(Position& pos, int rights) {
+    set_castling_rights(pos, "");
+    for (int right = 0; right < CASTLING_RIGHTS; right++) {
+        int side = right >> 1, king = pos.king_square[side];
+        if (!(rights >> right & 1) || rank_of(king) != rank_of(rank_flip[side])) continue;
+        bool king_side = (right & 1) == 0;
+        Bitboard rooks = pos.pieces[side][ROOK] & (king_side ? ray_east[king] : ray_west[king]);
+        if (!rooks) continue;
+        int rook = king_side ? bit_scan_reverse(rooks) : bit_scan_forward(rooks);
+        grant_castling(pos, right, rook);
+    }
+}
+
+bool unpack_ply(Position& pos, const PlyRecord& record) {
+    if (!is_position(record)) return false;
+    clear_position(pos);
+    int index = 0;
+    for (Bitboard set = record.occupied; set; index++) {
+        int square = pop_lowest(set), code = unit_code(record, index);
+        add_piece(pos, square, code);
+        if (type_of(code) == KING) pos.king_square[colour_of(code)] = static_cast<uint8_t>(square);
+    }
+    pos.side = static_cast<uint8_t>(record_side(record));
+    restore_castling(pos, record.state >> RECORD_CASTLING_SHIFT & 15);
+    int ep = record.place >> RECORD_EP_SHIFT & 15;
+    if (ep >= 1 && ep <= 8)
+        pos.ep_square = static_cast<uint8_t>((pos.side == WHITE ? 40 : 16) + ep - 1);
+    pos.halfmoves = record.halfmoves;
+    compute_keys(pos);
+    return true;
+}
+
+bool kept_by_default(const PlyRecord& record) {
+    constexpr int FIRST_PLY = 16, DECIDED = 1500, LONG_WAIT = 60;
+    return !(record.place & (RECORD_CHECK | RECORD_TACTICAL)) && record_ply(record) >= FIRST_PLY
+        && std::abs(record.score) <= DECIDED && record.halfmoves <= LONG_WAIT;
+}
+
+// Number of records in front of the last game.
+static uint64_t without_last_game(FILE* file, uint64_t records) {
+    while (records > 0) {
+        PlyRecord record;
+        records--;
+        auto place = static_cast<long>(sizeof(DataHeader) + records * sizeof record);
+        if (fseek(file, place, SEEK_SET) != 0 || fread(&record, sizeof record, 1, file) != 1)
+            return 0;
+        if (record.place & RECORD_FIRST) break;
+    }
+    return records;
+}
+
+bool open_data_file(DataFile& data, const char* name) {
+    FILE* file = fopen(name, "rb");
+    if (!file) return false;
+    DataHeader header;
+    if (fread(&header, sizeof header, 1, file) != 1
+        || memcmp(header.magic, DATA_MAGIC, sizeof header.magic) != 0
+        || header.record_size != sizeof(PlyRecord) || fseek(file, 0, SEEK_END) != 0) {
+        fclose(file);
+        return false;
+    }
+    auto bytes = static_cast<uint64_t>(ftell(file)) - sizeof header;
+    uint64_t records = bytes / sizeof(PlyRecord);
+    if (bytes % sizeof(PlyRecord) != 0) records = without_last_game(file, records);
+    data = {file, header.seed, records, bytes - records * sizeof(PlyRecord)};
+    fseek(file, sizeof header, SEEK_SET);
+    return true;
+}

@@ -1,0 +1,186 @@
+#include "Training/selfplay_game.h"
+
+#include <cstdlib>
+#include <cstring>
+
+#include "Training/random_start.h"
+#include "board/make.h"
+#include "board/movegen.h"
+#include "eval/evaluate.h"
+#include "search/driver.h"
+#include "search/hash.h"
+#include "search/thread.h"
+#include "search/threads.h"
+#include "shell/game.h"
+
+std::atomic<uint8_t> selfplay_interrupted;
+
+bool prepare_engine(int hash_mb) {
+    // Full speed as in play: the search's first iteration asks for it.
+    constexpr float NOMINAL_NPS = 1000000.0f;
+    constexpr float NO_CLOCK = 10000000.0f; // seconds
+
+    engine.num_threads = 1;
+    engine.hash_enabled = 1;
+    engine.hash_mb = hash_mb;
+    engine.max_depth = MAX_DEPTH;
+    engine.moves_per_control = 1;
+    engine.time_base = NO_CLOCK;
+    engine.calibration_nps = engine.target_nps = NOMINAL_NPS;
+    engine.calibration_elo = 0.0f;
+    shell.noise = NOISE_QUIET;
+    active_personality.Contempt = 0;
+    active_personality.contempt_taper = 0;
+    active_personality.UCI_LimitStrength = 0;
+    active_personality.MultiPV = 1;
+    return hash_alloc() != 0;
+}
+
+// Forgets all that an earlier game has left: a game must not depend on what was played before it.
+static void forget_searches() {
+    // Written as plain memory, since no search runs; with the spare entries, unlike hash_clear.
+    memset(static_cast<void*>(hash_table), 0, (hash_entries + HASH_SPARE) * sizeof(HashEntry));
+    engine.hash_age = 0;
+    eval_epoch.fetch_add(1, std::memory_order_relaxed);
+}
+
+namespace {
+
+struct Answer {
+    Move move;
+    int score; // from the side to move's view
+};
+
+} // namespace
+
+// Searches the game's position; it has a legal move.
+static Answer think(const GameSettings& settings) {
+    constexpr uint64_t HARD_FACTOR = 8; // of the limit at which an iteration is broken off
+
+    engine.soft_nodes = static_cast<uint64_t>(settings.nodes);
+    engine.max_nodes = engine.soft_nodes * HARD_FACTOR;
+    prepare_search();
+    if (setup_master_record() != 0) exit(-1);
+    set_relaxed(engine.stop, 0);
+    search_root(0);
+    set_relaxed(engine.stop, 0);
+    return {engine.pv[1], relaxed(engine.best_score)};
+}
+
+static bool has_legal_move(Position& pos) {
+    for (const MoveEntry* entry = gen_all_game(pos); entry->move != LIST_END; entry++)
+        if (legal_move(pos, pos.side, entry->move)
+            && !castling_exposes_king(pos, pos.side, entry->move))
+            return true;
+    return false;
+}
+
+// Tells whether nobody can mate: a lone minor piece, or bishops on squares of one colour.
+static bool mate_is_impossible(const Position& pos) {
+    Bitboard bishops = 0, knights = 0;
+    for (int side : {WHITE, BLACK}) {
+        const Bitboard* own = pos.pieces[side];
+        if (own[PAWN] | own[ROOK] | own[QUEEN]) return false;
+        bishops |= own[BISHOP];
+        knights |= own[KNIGHT];
+    }
+    if (knights) return !bishops && pop_count(knights) == 1;
+    return !(bishops & LIGHT_SQUARES) || !(bishops & ~LIGHT_SQUARES);
+}
+
+constexpr int NO_RESULT = -1;
+
+// White's result where the rules end the game, else NO_RESULT.
+static int result_by_rules(Position& pos) {
+    constexpr int FIFTY_MOVES = 100; // plies
+    if (!has_legal_move(pos)) {
+        if (!square_attacked(pos, pos.king_square[pos.side], pos.side ^ 1)) return RESULT_DRAWN;
+        return pos.side == WHITE ? RESULT_LOST : RESULT_WON;
+    }
+    bool drawn = pos.halfmoves >= FIFTY_MOVES || mate_is_impossible(pos) || is_draw(pos, 0)
+              || pos.owner->undo_index >= MOST_PLIES;
+    return drawn ? RESULT_DRAWN : NO_RESULT;
+}
+
+namespace {
+
+// How long the scores have said the same.
+struct Verdict {
+    int won[2];  // plies in a row with a won score, by colour of the winner
+    int drawish; // plies in a row with a score near 0
+};
+
+} // namespace
+
+// Counts a score and returns White's result when that is clear, else NO_RESULT.
+static int result_by_score(Verdict& verdict, int white_score, int ply) {
+    constexpr int WON_SCORE = 1500, WON_PLIES = 4;
+    constexpr int DRAWISH_SCORE = 8, DRAWISH_PLIES = 10, DRAWISH_FROM = 80;
+
+    verdict.won[WHITE] = white_score >= WON_SCORE ? verdict.won[WHITE] + 1 : 0;
+    verdict.won[BLACK] = white_score <= -WON_SCORE ? verdict.won[BLACK] + 1 : 0;
+    verdict.drawish = std::abs(white_score) <= DRAWISH_SCORE ? verdict.drawish + 1 : 0;
+    if (verdict.won[WHITE] >= WON_PLIES) return RESULT_WON;
+    if (verdict.won[BLACK] >= WON_PLIES) return RESULT_LOST;
+    if (ply > DRAWISH_FROM && verdict.drawish >= DRAWISH_PLIES) return RESULT_DRAWN;
+    return NO_RESULT;
+}
+
+static StartKind draw_kind(Dice& dice, const GameSettings& settings) {
+    int percent = roll_below(dice, 100);
+    if (percent < settings.chess960_share) return StartKind::CHESS960;
+    percent -= settings.chess960_share;
+    if (!settings.openings.empty() && percent < settings.openings_share) return StartKind::OPENING;
+    return StartKind::STANDARD;
+}
+
+// Plays on from a start. Returns White's result, or NO_RESULT when the start is lopsided or the
+// game was interrupted.
+static int play_from_start(Game& game, const GameSettings& settings, Position& pos) {
+    constexpr int LOPSIDED = 400; // score of the first search
+
+    Verdict verdict = {};
+    game.plies = 0;
+    while (!relaxed(selfplay_interrupted)) {
+        int result = result_by_rules(pos);
+        if (result != NO_RESULT) return game.plies > 0 ? result : NO_RESULT;
+        Answer answer = think(settings);
+        if (game.plies == 0 && std::abs(answer.score) > LOPSIDED) return NO_RESULT;
+
+        int ply = pos.owner->undo_index;
+        pack_ply(game.records[game.plies++], pos, answer.move, answer.score, ply);
+        int white_score = pos.side == WHITE ? answer.score : -answer.score;
+        result = result_by_score(verdict, white_score, ply);
+        if (result != NO_RESULT) return result;
+        make_game_move(pos, answer.move);
+    }
+    return NO_RESULT;
+}
+
+static void finish_records(Game& game, StartKind kind, int white_result) {
+    for (int i = 0; i < game.plies; i++) {
+        PlyRecord& record = game.records[i];
+        int result = record_side(record) == WHITE ? white_result : RESULT_WON - white_result;
+        record.state |= static_cast<uint8_t>(result << RECORD_RESULT_SHIFT);
+        if (kind == StartKind::CHESS960) record.state |= RECORD_CHESS960;
+    }
+    game.records[0].place |= RECORD_FIRST;
+}
+
+bool play_game(Game& game, const GameSettings& settings, uint64_t seed) {
+    constexpr int MOST_ATTEMPTS = 100; // at a start of one kind
+
+    Position& pos = main_thread->position;
+    Dice dice = {seed};
+    StartKind kind = draw_kind(dice, settings);
+    for (int attempt = 0; !relaxed(selfplay_interrupted); attempt++) {
+        if (attempt == MOST_ATTEMPTS) kind = StartKind::STANDARD;
+        if (!draw_start(pos, dice, kind, settings.openings)) continue;
+        forget_searches();
+        int result = play_from_start(game, settings, pos);
+        if (result == NO_RESULT) continue;
+        finish_records(game, kind, result);
+        return true;
+    }
+    return false;
+}

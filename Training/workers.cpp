@@ -1,0 +1,243 @@
+#include "Training/workers.h"
+
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <vector>
+
+#include <sys/mman.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "Training/game_file.h"
+#include "Training/random_start.h"
+#include "shell/platform.h"
+#include "shell/state.h"
+
+namespace {
+
+// What a worker tells the parent; written by the worker alone.
+struct WorkerReport {
+    std::atomic<uint64_t> games;
+    std::atomic<uint64_t> positions;
+    std::atomic<uint64_t> kept;
+    std::atomic<uint8_t> playing; // 1 once its file has been read
+};
+
+// A worker's part of the run.
+struct WorkerTask {
+    int number;
+    pid_t parent;
+    uint64_t games; // goals; 0: none
+    uint64_t positions;
+    double end_time; // monotonic seconds; 0: none
+};
+
+} // namespace
+
+std::string game_file_name(const SelfplaySettings& settings, int worker) {
+    return settings.out + "/games-" + std::to_string(settings.seed) + "-" + std::to_string(worker)
+         + ".ply";
+}
+
+static void interrupt_games(int) { set_relaxed(selfplay_interrupted, 1); }
+
+// An even share of `total`; 0 stays 0. The first workers take one more where it doesn't divide.
+static uint64_t share_of(uint64_t total, int worker, int workers) {
+    auto count = static_cast<uint64_t>(workers);
+    return total / count + (static_cast<uint64_t>(worker) < total % count);
+}
+
+static bool goal_reached(const WorkerTask& task, const SelfplaySettings& settings,
+                         const GameCounts& counts) {
+    return (settings.games && counts.games >= task.games)
+        || (settings.positions && counts.positions >= task.positions)
+        || (task.end_time > 0.0 && monotonic_seconds() >= task.end_time)
+        || getppid() != task.parent; // nobody is left to stop this process
+}
+
+static void publish_counts(WorkerReport& report, const GameCounts& counts) {
+    set_relaxed(report.games, counts.games);
+    set_relaxed(report.positions, counts.positions);
+    set_relaxed(report.kept, counts.kept);
+    report.playing.store(1, std::memory_order_release);
+}
+
+// The whole life of a worker. Returns its exit status.
+static int run_worker(const WorkerTask& task, const SelfplaySettings& settings,
+                      WorkerReport& report) {
+    // The engine's own messages belong to nobody here.
+    if (!freopen("/dev/null", "w", stdout)) return 1;
+    uint64_t worker_seed = mix_seed(settings.seed, static_cast<uint64_t>(task.number));
+    std::string name = game_file_name(settings, task.number);
+    GameFile file = {-1, {}};
+    if (const char* reason =
+            open_game_file(file, name.c_str(), static_cast<uint32_t>(worker_seed))) {
+        fprintf(stderr, "%s %s\n", name.c_str(), reason);
+        return 1;
+    }
+    if (!prepare_engine(settings.hash_mb)) {
+        fprintf(stderr, "no memory for the hash table\n");
+        return 1;
+    }
+    publish_counts(report, file.counts);
+    static Game game;
+    while (!goal_reached(task, settings, file.counts)
+           && play_game(game, settings.game, mix_seed(worker_seed, file.counts.games))) {
+        if (!append_game(file, game)) {
+            fprintf(stderr, "%s can't be written: %s\n", name.c_str(), strerror(errno));
+            return 1;
+        }
+        publish_counts(report, file.counts);
+    }
+    close_game_file(file);
+    return 0;
+}
+
+namespace {
+
+// Sums over the workers, and what they were when all had read their files.
+struct Progress {
+    GameCounts counts;
+    GameCounts before;
+    double start; // monotonic seconds at `before`; 0: not all workers play yet
+};
+
+} // namespace
+
+static bool sum_reports(GameCounts& counts, const WorkerReport* reports, int workers) {
+    bool all_play = true;
+    counts = {};
+    for (int i = 0; i < workers; i++) {
+        if (!reports[i].playing.load(std::memory_order_acquire)) all_play = false;
+        counts.games += relaxed(reports[i].games);
+        counts.positions += relaxed(reports[i].positions);
+        counts.kept += relaxed(reports[i].kept);
+    }
+    return all_play;
+}
+
+// Seconds until the nearest goal at this speed, negative if there is none.
+static double time_left(const SelfplaySettings& settings, const Progress& progress,
+                        double elapsed) {
+    double left = -1.0;
+    auto consider = [&](double seconds) {
+        if (left < 0.0 || seconds < left) left = seconds > 0.0 ? seconds : 0.0;
+    };
+    auto at_speed = [&](uint64_t goal, uint64_t now, uint64_t before) {
+        if (goal && now > before)
+            consider((static_cast<double>(goal) - static_cast<double>(now)) * elapsed
+                     / static_cast<double>(now - before));
+    };
+    at_speed(settings.games, progress.counts.games, progress.before.games);
+    at_speed(settings.positions, progress.counts.positions, progress.before.positions);
+    if (settings.minutes > 0.0) consider(settings.minutes * 60.0 - elapsed);
+    return left;
+}
+
+static void report_progress(const SelfplaySettings& settings, const Progress& progress) {
+    const GameCounts& now = progress.counts;
+    double elapsed = monotonic_seconds() - progress.start + 0.001;
+    auto rate = [&](uint64_t count, uint64_t before) {
+        return static_cast<double>(count - before) / elapsed;
+    };
+    double share = static_cast<double>(now.kept) * 100.0
+                 / static_cast<double>(now.positions ? now.positions : 1);
+    char left[40] = "";
+    double seconds = time_left(settings, progress, elapsed);
+    if (seconds >= 0.0) snprintf(left, sizeof left, ", %.1f min left", seconds / 60.0);
+    fprintf(stderr, "%llu games, %llu positions, %.1f%% kept, %.0f positions/s, %.0f kept/s%s\n",
+            static_cast<unsigned long long>(now.games),
+            static_cast<unsigned long long>(now.positions), share,
+            rate(now.positions, progress.before.positions), rate(now.kept, progress.before.kept),
+            left);
+}
+
+// Waits for the workers; reports now and then, and passes an interruption on. Returns the number
+// of workers that failed.
+static int watch_workers(const SelfplaySettings& settings, const WorkerReport* reports,
+                         std::vector<pid_t> workers) {
+    constexpr int LOOK_MS = 50;
+    constexpr double REPORT_SECONDS = 10.0;
+
+    int failed = 0;
+    bool told = false;
+    Progress progress = {};
+    double next_report = 0.0;
+    while (!workers.empty()) {
+        sleep_ms(LOOK_MS);
+        if (relaxed(selfplay_interrupted) && !told)
+            for (pid_t worker : workers) kill(worker, SIGTERM);
+        told = relaxed(selfplay_interrupted);
+        for (size_t i = workers.size(); i-- > 0;) {
+            int status = 0;
+            if (waitpid(workers[i], &status, WNOHANG) == 0) continue;
+            failed += !WIFEXITED(status) || WEXITSTATUS(status) != 0;
+            workers.erase(workers.begin() + static_cast<std::ptrdiff_t>(i));
+        }
+        bool all_play = sum_reports(progress.counts, reports, settings.workers);
+        if (progress.start == 0.0 && all_play) {
+            progress.before = progress.counts;
+            progress.start = monotonic_seconds();
+            next_report = progress.start + REPORT_SECONDS;
+        }
+        bool due = workers.empty() || monotonic_seconds() >= next_report;
+        if (!settings.report || progress.start == 0.0 || !due) continue;
+        report_progress(settings, progress);
+        next_report += REPORT_SECONDS;
+    }
+    return failed;
+}
+
+static WorkerReport* share_reports(int workers) {
+    void* memory = mmap(nullptr, static_cast<size_t>(workers) * sizeof(WorkerReport),
+                        PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+    return memory == MAP_FAILED ? nullptr : static_cast<WorkerReport*>(memory);
+}
+
+// Starts the workers. Returns as many as could be started.
+static std::vector<pid_t> start_workers(const SelfplaySettings& settings, WorkerReport* reports) {
+    std::vector<pid_t> workers;
+    double end_time = settings.minutes > 0.0 ? monotonic_seconds() + settings.minutes * 60.0 : 0.0;
+    fflush(nullptr); // what is in the buffers must not be written once by each process
+    pid_t parent = getpid();
+    for (int i = 0; i < settings.workers; i++) {
+        WorkerTask task = {i, parent, share_of(settings.games, i, settings.workers),
+                           share_of(settings.positions, i, settings.workers), end_time};
+        pid_t child = fork();
+        if (child == 0) _exit(run_worker(task, settings, reports[i]));
+        if (child < 0) break;
+        workers.push_back(child);
+    }
+    return workers;
+}
+
+int run_selfplay(const SelfplaySettings& settings) {
+    std::error_code error;
+    std::filesystem::create_directories(settings.out, error);
+    WorkerReport* reports = share_reports(settings.workers);
+    if (!reports) {
+        fprintf(stderr, "no memory for the workers\n");
+        return 1;
+    }
+    set_relaxed(selfplay_interrupted, 0);
+    struct sigaction action = {}, old_int = {}, old_term = {};
+    action.sa_handler = interrupt_games;
+    sigaction(SIGINT, &action, &old_int);
+    sigaction(SIGTERM, &action, &old_term);
+
+    std::vector<pid_t> workers = start_workers(settings, reports);
+    bool all_started = workers.size() == static_cast<size_t>(settings.workers);
+    if (!all_started) {
+        fprintf(stderr, "can't start a worker: %s\n", strerror(errno));
+        set_relaxed(selfplay_interrupted, 1);
+    }
+    int failed = watch_workers(settings, reports, workers);
+
+    sigaction(SIGINT, &old_int, nullptr);
+    sigaction(SIGTERM, &old_term, nullptr);
+    munmap(reports, static_cast<size_t>(settings.workers) * sizeof(WorkerReport));
+    return failed > 0 || !all_started;
+}

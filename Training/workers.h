@@ -1,0 +1,33 @@
+// workers.h: self-play in several processes at once.
+//
+// The engine's records are process-wide, so each worker is a process of its own, forked from the
+// caller after the engine's start-up. Workers play games, append them to a file each and count in
+// memory shared with the caller, which only waits and reports.
+
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "Training/selfplay_game.h"
+
+struct SelfplaySettings {
+    GameSettings game;
+    std::string out;    // directory of the files; made if it is missing
+    uint64_t seed;      // of the whole run
+    int workers;        // at least 1
+    int hash_mb;        // of each worker, at least 1
+    uint64_t games;     // goals for all workers together, what is in the files counted;
+    uint64_t positions; // 0: none
+    double minutes;     // of this run; 0: no limit
+    bool report;        // progress lines on standard error
+};
+
+// Name of a worker's file: games-SEED-WORKER.ply in the directory.
+std::string game_file_name(const SelfplaySettings& settings, int worker);
+
+// Plays until the first goal is reached, each worker for its even share of games or positions, or
+// until SIGINT or SIGTERM comes, which drops the games under way. A game depends on seed, worker
+// and its number in the file alone; workers go on behind the games that their files hold.
+// Returns 0, or 1 after a message on standard error if a worker failed.
+int run_selfplay(const SelfplaySettings& settings);
