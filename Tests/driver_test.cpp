@@ -213,6 +213,20 @@ TEST_F(Driver, NodeLimitEndsTheSearch) {
     EXPECT_EQ(relaxed(engine.result_depth), 2);
 }
 
+TEST_F(Driver, SoftNodeLimitLetsTheIterationFinish) {
+    constexpr uint64_t SOFT_NODES = 3000;
+    engine.soft_nodes = SOFT_NODES;
+    uint64_t nodes = search_nodes(MIDDLEGAME_FEN, MAX_DEPTH);
+    int depth = engine.iteration_finished;
+    Move best = engine.pv[1];
+    EXPECT_GE(nodes, SOFT_NODES);
+
+    engine.soft_nodes = 0;
+    EXPECT_EQ(search_nodes(MIDDLEGAME_FEN, depth), nodes) << "the same whole iterations";
+    EXPECT_EQ(engine.pv[1], best);
+    EXPECT_LT(search_nodes(MIDDLEGAME_FEN, depth - 1), SOFT_NODES) << "and not one more";
+}
+
 TEST_F(Driver, StoppedSearchKeepsWhatWasPublished) {
     search_nodes(MIDDLEGAME_FEN, 0, 5000);
     const int depth = relaxed(engine.result_depth);

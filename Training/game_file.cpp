@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -38,21 +39,27 @@ static bool write_header(int descriptor, uint32_t seed) {
         && write(descriptor, &header, sizeof header) == static_cast<ssize_t>(sizeof header);
 }
 
-const char* open_game_file(GameFile& file, const char* name, uint32_t seed) {
-    GameCounts counts = {};
+// Makes an open file ready for appending. Returns null, or the reason why it can't be used.
+static const char* resume_file(GameCounts& counts, int descriptor, const char* name,
+                               uint32_t seed) {
+    // Two processes would mix their games.
+    if (flock(descriptor, LOCK_EX | LOCK_NB) != 0) return "is in use";
     struct stat status = {};
-    bool has_header =
-        stat(name, &status) == 0 && status.st_size >= static_cast<off_t>(sizeof(DataHeader));
+    if (fstat(descriptor, &status) != 0) return "can't be read";
+    if (status.st_size < static_cast<off_t>(sizeof(DataHeader)))
+        return write_header(descriptor, seed) ? nullptr : "can't be written";
     off_t bytes = 0;
-    if (has_header)
-        if (const char* reason = count_games(counts, bytes, name, seed)) return reason;
+    if (const char* reason = count_games(counts, bytes, name, seed)) return reason;
+    return ftruncate(descriptor, bytes) == 0 ? nullptr : "can't be written";
+}
 
+const char* open_game_file(GameFile& file, const char* name, uint32_t seed) {
     int descriptor = open(name, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0666);
     if (descriptor < 0) return "can't be opened for writing";
-    bool ready = has_header ? ftruncate(descriptor, bytes) == 0 : write_header(descriptor, seed);
-    if (!ready) {
+    GameCounts counts = {};
+    if (const char* reason = resume_file(counts, descriptor, name, seed)) {
         close(descriptor);
-        return "can't be written";
+        return reason;
     }
     file = {descriptor, counts};
     return nullptr;
@@ -63,8 +70,8 @@ bool append_game(GameFile& file, const Game& game) {
     if (fstat(file.descriptor, &before) != 0) return false;
     auto bytes = static_cast<size_t>(game.plies) * sizeof(PlyRecord);
     if (write(file.descriptor, game.records, bytes) != static_cast<ssize_t>(bytes)) {
-        // Best effort: a torn game is recognised by the next reader, too.
-        if (ftruncate(file.descriptor, before.st_size) != 0) return false;
+        // Where this fails, the next reader still sees a torn game.
+        [[maybe_unused]] int ignored = ftruncate(file.descriptor, before.st_size);
         return false;
     }
     for (int i = 0; i < game.plies; i++) count_record(file.counts, game.records[i]);

@@ -23,8 +23,9 @@ struct GameFile {
 };
 
 // Opens the file for appending and counts what is there; a new file, or one that was cut off inside
-// its header, gets a header with the seed. Returns null, or the reason why it can't be used: then
-// the file is as it was.
+// its header, gets a header with the seed. A torn game is cut off. Until it is closed no other
+// process can open it. Returns null, or the reason why it can't be used: it holds something else,
+// has another seed, is in use or not writable.
 const char* open_game_file(GameFile& file, const char* name, uint32_t seed);
 
 // Appends a finished game. Returns false if it could not be written; what was written of it is

@@ -168,9 +168,10 @@ static int watch_workers(const SelfplaySettings& settings, const WorkerReport* r
     double next_report = 0.0;
     while (!workers.empty()) {
         sleep_ms(LOOK_MS);
-        if (relaxed(selfplay_interrupted) && !told)
+        if (!told && relaxed(selfplay_interrupted)) {
+            told = true;
             for (pid_t worker : workers) kill(worker, SIGTERM);
-        told = relaxed(selfplay_interrupted);
+        }
         for (size_t i = workers.size(); i-- > 0;) {
             int status = 0;
             if (waitpid(workers[i], &status, WNOHANG) == 0) continue;
