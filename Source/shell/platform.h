@@ -28,12 +28,18 @@ inline void relax_processor() {
 // Tells whether a file or directory of that name exists.
 bool file_exists(const char* name);
 
+// Tells whether both names lead to one file. Names of nothing lead nowhere.
+bool same_file(const char* first, const char* second);
+
 // Opens a file as fopen does, but nothing that could block or never end: null for directories,
 // devices and pipes.
 FILE* open_plain_file(const char* name, const char* mode);
 
 // Writes the working directory, at most `size` - 1 characters; an empty text on failure.
 void working_directory(char* out, size_t size);
+
+// Tells whether somebody reads the error stream on a terminal.
+bool errors_on_terminal();
 
 // A closed output pipe must not end the process.
 void ignore_broken_pipes();

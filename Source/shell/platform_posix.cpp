@@ -37,6 +37,12 @@ bool file_exists(const char* name) {
     return stat(name, &status) == 0;
 }
 
+bool same_file(const char* first, const char* second) {
+    struct stat one, other;
+    return stat(first, &one) == 0 && stat(second, &other) == 0 && one.st_dev == other.st_dev
+        && one.st_ino == other.st_ino;
+}
+
 FILE* open_plain_file(const char* name, const char* mode) {
     struct stat status;
     if (stat(name, &status) == 0 && !S_ISREG(status.st_mode)) return nullptr;
@@ -46,6 +52,8 @@ FILE* open_plain_file(const char* name, const char* mode) {
 void working_directory(char* out, size_t size) {
     if (!getcwd(out, size)) out[0] = 0;
 }
+
+bool errors_on_terminal() { return isatty(STDERR_FILENO) != 0; }
 
 void ignore_broken_pipes() { signal(SIGPIPE, SIG_IGN); }
 

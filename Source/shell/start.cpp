@@ -18,6 +18,8 @@
 #include "shell/state.h"
 #include "shell/strength.h"
 #include "shell/test_suite.h"
+#include "tools/scan_pgn.h"
+#include "tools/tuning_data.h"
 
 // The program's directory from argv[0], with forward slashes.
 static void find_program_directory(const char* program) {
@@ -105,8 +107,12 @@ static void run_mode(const CommandLine& line) {
     case MODE_TEST_SUITE: run_test_suite(); break;
     case MODE_MAKE_BOOK: Print("info string books can't be built yet"); break;
     case MODE_TUNE_DATA_1:
-    case MODE_TUNE_DATA_2: Print("info string tuning data can't be made yet"); break;
-    default: Print("info string games can't be scanned yet"); break;
+    case MODE_TUNE_DATA_2:
+        make_tuning_data(shell.epd_in_name, shell.out_name, line.run_mode - MODE_TUNE_DATA_1 + 1);
+        break;
+    default:
+        scan_pgn(shell.games_in_name, shell.out_name, line.run_mode - MODE_SCAN_PGN_1 + 1);
+        break;
     }
 }
 
