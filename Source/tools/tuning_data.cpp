@@ -98,7 +98,7 @@ static bool search_position() {
     while (engine.game_state.load(std::memory_order_acquire) == STATE_BATCH) {
         sleep_ms(engine.max_depth > SHALLOW ? 1 : 0);
         check_time();
-        if (relaxed(engine.elapsed) > PATIENCE) PollInput();
+        if (relaxed(engine.elapsed) > PATIENCE && !relaxed(engine.stop)) PollInput();
     }
     set_relaxed(engine.game_state, STATE_IDLE);
     return !shell.quit;
