@@ -463,13 +463,3 @@ TEST(RefusedModes, TrainingDataIsRefused) {
     EXPECT_EQ(result.status, 1);
     EXPECT_EQ(joined(result.lines), joined({REFUSAL}));
 }
-
-TEST(RunModes, AModeThatIsNotThereYetEndsWithOneClearLine) {
-    for (const char* option : {"-mkbook"}) {
-        RunOutput result = run({option, "no-such-file"});
-        EXPECT_EQ(result.status, 0) << option;
-        ASSERT_EQ(result.lines.size(), 3u) << option << "\n" << joined(result.lines);
-        EXPECT_EQ(count_lines({result.lines[2]}, "info string "), 1) << result.lines[2];
-        EXPECT_NE(result.lines[2].find("yet"), std::string::npos) << result.lines[2];
-    }
-}

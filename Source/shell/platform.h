@@ -35,11 +35,11 @@ bool same_file(const char* first, const char* second);
 // devices and pipes.
 FILE* open_plain_file(const char* name, const char* mode);
 
+// Tells whether a person sees what is written there.
+bool is_terminal(FILE* stream);
+
 // Writes the working directory, at most `size` - 1 characters; an empty text on failure.
 void working_directory(char* out, size_t size);
-
-// Tells whether somebody reads the error stream on a terminal.
-bool errors_on_terminal();
 
 // A closed output pipe must not end the process.
 void ignore_broken_pipes();

@@ -49,11 +49,11 @@ FILE* open_plain_file(const char* name, const char* mode) {
     return fopen(name, mode);
 }
 
+bool is_terminal(FILE* stream) { return isatty(fileno(stream)) != 0; }
+
 void working_directory(char* out, size_t size) {
     if (!getcwd(out, size)) out[0] = 0;
 }
-
-bool errors_on_terminal() { return isatty(STDERR_FILENO) != 0; }
 
 void ignore_broken_pipes() { signal(SIGPIPE, SIG_IGN); }
 

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "board/bitboard.h"
+#include "book/build.h"
 #include "eval/kpk.h"
 #include "fathom/tbcore.h"
 #include "search/hash.h"
@@ -105,7 +106,7 @@ static void run_mode(const CommandLine& line) {
     case MODE_NOTHING:
     case MODE_MAKE_CONFIG: break;
     case MODE_TEST_SUITE: run_test_suite(); break;
-    case MODE_MAKE_BOOK: Print("info string books can't be built yet"); break;
+    case MODE_MAKE_BOOK: build_book(); break;
     case MODE_TUNE_DATA_1:
     case MODE_TUNE_DATA_2:
         make_tuning_data(shell.epd_in_name, shell.out_name, line.run_mode - MODE_TUNE_DATA_1 + 1);

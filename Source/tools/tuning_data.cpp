@@ -198,7 +198,7 @@ static void prepare_run(Run& run) {
     constexpr char TABLE_PATH[] = "C:\\Chess\\Syzygy;C:\\Chess\\Syzygy\\6-Piece";
     constexpr int LEAST_HASH_DEPTH = 3; // plies: below, a table is of no use
 
-    run.show_progress = errors_on_terminal();
+    run.show_progress = is_terminal(stderr);
     fseek(run.in, 0, SEEK_END);
     run.size = ftell(run.in);
     rewind(run.in);
