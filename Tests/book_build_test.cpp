@@ -289,9 +289,8 @@ TEST_F(BookBuild, BracketsNeedNoSpaces) {
 TEST_F(BookBuild, NumbersAnnotationsAndResultsAreNoMoves) {
     build(games("1-0", "1.e4 $1 1...e5 $14 2. 2.d4 1/2-1/2 2... exd4 ; c3 ;x", 3));
     EXPECT_EQ(held_after("e2e4 e7e5 d2d4 e5d4"), "c2c3:12") << "a semicolon ends nothing";
-    build(games("1-0", "1.e4 ;e5\n;e5\n%e5\n1... d5", 3));
-    EXPECT_EQ(lines[3], "games= 3, nmoves= 2") << "after a percent sign comes a move";
-    EXPECT_EQ(held(), "e2e4:12");
+    build(games("0-1", "1.e4 ;d5\n; d5 c5\n%e5", 3));
+    EXPECT_EQ(held_after("e2e4"), "e7e5:12") << "but it hides the line that it begins";
 }
 
 TEST_F(BookBuild, OneBracketTooManyIsForgivenAtTheNextWord) {

@@ -686,6 +686,17 @@ TEST_F(LongBookProbe, TheChoiceFollowsTheBentWeights) {
     }
 }
 
+TEST_F(LongBookProbe, ASumThatEqualsThePointIsNotBelowIt) {
+    constexpr int DRAWS = 100000;
+    // Shares 10 and 9,990: the points 0 and 1 of 1,000 choose the first.
+    const std::string path = book_file(entries_of(START_FEN, {{"e2e4", 1}, {"d2d4", 999}}));
+    choose_in_silence();
+    srand(2025);
+    int first = 0;
+    for (int i = 0; i < DRAWS; i++) first += book_probe(game(), path.c_str()) == plain("e2e4");
+    EXPECT_NEAR(first, 200, 50);
+}
+
 // Thinks with books.
 
 namespace {
