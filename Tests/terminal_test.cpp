@@ -70,15 +70,16 @@ std::string type(Terminal& terminal, const std::string& line, const std::string&
 
 // Waits for the end of the program; the terminal must be as it was found.
 int leave(Terminal& terminal) {
-    int status = 0, result = -2;
-    for (int i = 0; i < 10000 && result == -2; i++) {
+    constexpr int RUNNING = -1000;
+    int status = 0, result = RUNNING;
+    for (int i = 0; i < 10000 && result == RUNNING; i++) {
         char drop[4096];
         pollfd waiting = {terminal.program.output, POLLIN, 0};
         if (poll(&waiting, 1, 1) > 0 && read(terminal.program.output, drop, sizeof drop) < 0) break;
         if (waitpid(terminal.program.pid, &status, WNOHANG) == terminal.program.pid)
             result = WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
     }
-    if (result == -2) {
+    if (result == RUNNING) {
         kill(terminal.program.pid, SIGKILL);
         waitpid(terminal.program.pid, &status, 0);
     }
