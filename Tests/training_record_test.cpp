@@ -53,7 +53,8 @@ Game short_game() {
         PlyRecord& record = game.records[game.plies];
         Move move = find_move(pos, text);
         pack_ply(record, pos, move, 20 - game.plies, game.plies);
-        record.state |= (pos.side == WHITE ? RESULT_WON : RESULT_LOST) << RECORD_RESULT_SHIFT;
+        int result = pos.side == WHITE ? RESULT_WON : RESULT_LOST;
+        record.state = static_cast<uint8_t>(record.state | result << RECORD_RESULT_SHIFT);
         make_game_move(pos, move);
         game.plies++;
     }
