@@ -18,13 +18,37 @@ void refresh_eval_tables(SearchThread& thread) {
     thread.eval_epoch = epoch;
 }
 
-// Place of a position in the eval hash; the two colours to move are neighbours.
-static size_t eval_hash_index(const Position& pos) {
-    return static_cast<size_t>(pos.key & (EVAL_HASH_SIZE - 2)) + pos.side;
+void prefetch_eval(SearchThread& thread) { __builtin_prefetch(&eval_hash_entry(thread)); }
+
+// Tells whether a side is so far ahead of an opponent with little left that exact endgame
+// knowledge does better than the network.
+static bool is_lopsided(const Position& pos, int ahead, int behind) {
+    constexpr int LEAD = 4, FEW_PIECES = 10; // phase units
+    return pos.material[behind] <= FEW_PIECES
+        && pos.material[ahead] + pawn_count(pos, ahead)
+               >= pos.material[behind] + 2 * pawn_count(pos, behind) + LEAD;
 }
 
-void prefetch_eval(const SearchThread& thread) {
-    __builtin_prefetch(&thread.eval_hash[eval_hash_index(thread.position)]);
+// Tells which evaluator a position goes to. Of the position only its material counts, so that one
+// position always goes to the same.
+static bool goes_to_network(const Position& pos) {
+    constexpr int TWO_MINORS = 6; // phase units
+    if (!nn_header.weights || is_lopsided(pos, WHITE, BLACK) || is_lopsided(pos, BLACK, WHITE))
+        return false;
+    int pieces = pos.material[WHITE] + pos.material[BLACK];
+    int pawns = pawn_count(pos, WHITE) + pawn_count(pos, BLACK);
+    return pawns == 0 ? pieces > TWO_MINORS : pawns > 1 || pieces > 0;
+}
+
+// Use_NN_eval may change while a search runs. An entry holds the score of one evaluator only, so
+// the other must not find it.
+static uint8_t take_up_switch(SearchThread& thread) {
+    uint8_t use_nn = relaxed(shell.use_nn);
+    if (thread.eval_use_nn != use_nn) {
+        memset(thread.eval_hash, 0, sizeof thread.eval_hash);
+        thread.eval_use_nn = use_nn;
+    }
+    return use_nn;
 }
 
 // The contempt term for the side to move at the root: the option counts most on a full board, the
@@ -42,7 +66,8 @@ int Evaluate(SearchThread& thread, int side, int ply, int in_check) {
     if (in_check) return NO_EVAL;
 
     const Position& pos = thread.position;
-    int score = HceEval(thread, side, ply, 0);
+    bool network = take_up_switch(thread) && goes_to_network(pos);
+    int score = network ? NnEval(thread) : HceEval(thread, side, ply, 0);
     if (engine.target_time < ANALYSIS_SECONDS)
         score += side == engine.root_side ? contempt(pos) : -contempt(pos);
     score -= score * pos.halfmoves / FIFTY_SCALE;
@@ -118,7 +143,7 @@ int HceEval(SearchThread& thread, int side, int ply, int report) {
     if (endgame_score(pos, side, score)) return score;
 
     SearchStackEntry& stack = thread.stack[ply];
-    EvalHashEntry& entry = thread.eval_hash[eval_hash_index(pos)];
+    EvalHashEntry& entry = eval_hash_entry(thread);
     if (entry.key == pos.key && ply > 1 && !report) {
         count(thread.eval_hits);
         memcpy(stack.threat_pressure, entry.threat_pressure, sizeof stack.threat_pressure);

@@ -20,15 +20,15 @@ constexpr int EVAL_LIMIT = 9700;
 int Evaluate(SearchThread& thread, int side, int ply, int in_check);
 
 // Asks for the memory of the position's entry of the eval hash ahead of Evaluate.
-void prefetch_eval(const SearchThread& thread);
+void prefetch_eval(SearchThread& thread);
 
 // The hand-crafted score for `side`, without contempt and scaling. With `report` not 0 the eval
 // hash is not read, and unless endgame knowledge answers, the report of that form is printed: 1 the
 // terms, 2 also the parameters. Main thread only then.
 int HceEval(SearchThread& thread, int side, int ply, int report);
 
-// Grows whenever parameters, network or Use_NN_eval change; a thread whose eval_epoch differs
-// flushes its eval hash and pawn hash before it searches. Written by the main thread.
+// Grows whenever parameters or network change; a thread whose eval_epoch differs flushes its eval
+// hash and pawn hash before it searches. Written by the main thread.
 extern std::atomic<uint32_t> eval_epoch;
 
 // Flushes the thread's two tables if they were filled under other settings.

@@ -12,6 +12,7 @@
 #include "board/position.h"
 #include "board/types.h"
 #include "eval/context.h"
+#include "eval/nn.h"
 #include "shell/state.h"
 
 // The score scale: 16-bit centipawn-like units from the side to move's view.
@@ -99,9 +100,22 @@ struct alignas(64) SearchThread {
     EvalHashEntry eval_hash[EVAL_HASH_SIZE];
     PawnHashEntry pawn_hash[PAWN_HASH_SIZE];
     uint32_t eval_epoch; // settings that the two tables were filled under, see evaluate.h
+    uint8_t eval_use_nn; // and shell.use_nn at that time
 
     EvalContext context;
-    int16_t nn_score; // last score of the network, 0 before the first
+
+    // The network's state, see nn.h. The buffers are allocated by the first evaluation.
+    NnCache nn_cache[2];    // by side to move
+    float* nn_acc;          // activated units of the first layer, if there is a second
+    float* nn_hidden2;      // units of the second layer
+    uint32_t nn_generation; // network that the buffers were made for, 0 for none
+    uint32_t nn_seed;       // of the noise; drawn when the buffers are allocated
+    int16_t nn_set;         // weight set of the last evaluation, 0 or 1
+    int16_t nn_output_kind; // 1 after the blended rows, 2 after the row of pawn endings
+    int16_t nn_score;       // last score computed or found, 0 before the first
+    int16_t game_moves;     // undo_index of the game when it was copied
+    float nn_probability;   // last winning chance computed, 0 to 1
+
     Position position;
 
     Move pv[PLY_SLOTS]; // best line at the root: pv[1] is the best move, 0 ends it
@@ -138,6 +152,12 @@ struct alignas(64) SearchThread {
 // Adds one to a counter that only the calling thread writes.
 inline void count(std::atomic<uint64_t>& counter) {
     counter.store(counter.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
+}
+
+// The position's entry of the eval hash; the two colours to move are neighbours.
+inline EvalHashEntry& eval_hash_entry(SearchThread& thread) {
+    const Position& pos = thread.position;
+    return thread.eval_hash[static_cast<size_t>(pos.key & (EVAL_HASH_SIZE - 2)) + pos.side];
 }
 
 // The game's record: allocated once at start-up, changed only by the main thread.

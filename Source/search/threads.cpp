@@ -28,11 +28,16 @@ SearchThread* allocate_search_thread() {
     if (!memory) return nullptr;
     auto* thread = new (memory) SearchThread;
     thread->position.owner = thread;
-    thread->eval_epoch = relaxed(eval_epoch); // its tables are empty, so they fit any settings
+    // Its tables are empty, so they fit any settings.
+    thread->eval_epoch = relaxed(eval_epoch);
+    thread->eval_use_nn = relaxed(shell.use_nn);
     return thread;
 }
 
-void free_search_thread(SearchThread* thread) { free_pages(thread, sizeof(SearchThread)); }
+void free_search_thread(SearchThread* thread) {
+    if (thread) NnFreeBuffers(*thread);
+    free_pages(thread, sizeof(SearchThread));
+}
 
 void reset_search_stack(SearchThread& thread) {
     thread.ply = 1;
@@ -62,7 +67,7 @@ static bool setup_record(int index) {
     auto used = static_cast<size_t>(game.undo_index);
     memcpy(thread->undo_stack, game.undo_stack, used * sizeof(UndoRecord));
     thread->undo_stack[used].move = NULL_MOVE;
-    thread->undo_index = game.undo_index;
+    thread->undo_index = thread->game_moves = game.undo_index;
     thread->last_move = game.last_move;
 
     reset_search_stack(*thread);

@@ -11,6 +11,7 @@
 #include "board/see.h"
 #include "book/book.h"
 #include "eval/evaluate.h"
+#include "eval/nn.h"
 #include "search/hash.h"
 #include "search/selectivity.h"
 #include "search/thread.h"
@@ -108,14 +109,23 @@ static void show_hash_line() {
     restore_record(kept);
 }
 
-// The report of the static evaluation in form 1 or 2; none where endgame knowledge answers.
-static void show_evaluation(int form) {
+// The report of the static evaluation in form 1 or 2; none where endgame knowledge answers. With
+// `with_network` the network's score in it is the position's own, else the last one known.
+static void show_evaluation(int form, bool with_network) {
     const Position& pos = game_position();
     if (const char* reason = unsearchable_reason(pos)) {
         PrintFormat("info string position can't be searched: %s", reason);
         return;
     }
     refresh_eval_tables(*main_thread);
+    if (with_network) {
+        // At ply 1 the eval hash is not read, in which HceEval leaves entries as well.
+        int16_t ply = main_thread->ply;
+        main_thread->ply = 1;
+        main_thread->game_moves = main_thread->undo_index;
+        NnEval(*main_thread);
+        main_thread->ply = ply;
+    }
     HceEval(*main_thread, pos.side, 1, form);
 }
 
@@ -128,7 +138,7 @@ static void show_last_move() {
                SQUARE_NAMES[move_to(move)]);
         fflush(stdout);
     }
-    show_evaluation(1);
+    show_evaluation(1, relaxed(shell.use_nn));
 }
 
 static void show_changed_board() {
@@ -338,7 +348,7 @@ static void obey(const char* command, const Words& words, const char* line) {
     else if (is("pv")) show_hash_line();
     else if (is("trace")) set_trace(read_integer(argument));
     else if (is("ev")) show_last_move();
-    else if (is("sp")) show_evaluation(2);
+    else if (is("sp")) show_evaluation(2, false);
     else if (is("lmr")) print_search_tables();
     else if (is("undo") || is("[")) take_back();
     else if (is("]")) replay();

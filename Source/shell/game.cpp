@@ -206,7 +206,7 @@ static void end_think() {
     else print_console_summary(best);
     set_relaxed(engine.stop, 0);
     set_relaxed(engine.game_state, STATE_IDLE);
-    set_up_tables();
+    take_up_files();
     console_after_think();
 }
 
@@ -219,7 +219,7 @@ void abandon_search() {
         sleep_ms(1);
     set_relaxed(engine.stop, 0);
     set_relaxed(engine.game_state, STATE_IDLE);
-    set_up_tables();
+    take_up_files();
 }
 
 // Tells whether the search that runs ends by itself: by depth, nodes or time.

@@ -7,7 +7,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "eval/evaluate.h"
+#include "eval/nn.h"
 #include "fathom/tbcore.h"
 #include "search/hash.h"
 #include "shell/print.h"
@@ -81,7 +81,6 @@ static bool set_number(const char* name, const char* value) {
 static bool set_text(const char* name, const char* value) {
     Personality& p = active_personality;
     const TextOption options[] = {
-        {"NN_File", p.NN_File, sizeof p.NN_File},
         {"OwnBook_File", p.OwnBook_File, sizeof p.OwnBook_File},
         {"OwnBook2_File", p.OwnBook2_File, sizeof p.OwnBook2_File},
     };
@@ -94,20 +93,33 @@ static bool set_text(const char* name, const char* value) {
     return false;
 }
 
-static bool tables_waiting; // SyzygyPath has changed during a search
+// Changes that came during a search. Search threads read what they would take away.
+static bool tables_waiting;  // of SyzygyPath
+static bool network_waiting; // of NN_File
 
 static void set_table_path(const char* value) {
     copy_text(active_personality.SyzygyPath, value, PATH_LENGTH);
     PrintFormat("info string SyzygyPath set to '%s'", active_personality.SyzygyPath);
-    // Search threads read the tables that the set-up would take away.
     tables_waiting = true;
-    if (!busy()) set_up_tables();
+    if (!busy()) take_up_files();
 }
 
-void set_up_tables() {
-    if (!tables_waiting) return;
-    tables_waiting = false;
-    tb_init(active_personality.SyzygyPath);
+static void set_network(const char* value) {
+    copy_text(active_personality.NN_File, value, FILE_NAME_LENGTH);
+    PrintFormat("info string NN_File set to '%s'", active_personality.NN_File);
+    network_waiting = true;
+    if (!busy()) take_up_files();
+}
+
+void take_up_files() {
+    if (tables_waiting) {
+        tables_waiting = false;
+        tb_init(active_personality.SyzygyPath);
+    }
+    if (network_waiting) {
+        network_waiting = false;
+        NnLoad();
+    }
 }
 
 static void set_hash(const char* value) {
@@ -158,9 +170,10 @@ static bool set_switch(const char* name, const char* value) {
     int on = is_on(value);
     if (strcmp(name, "SyzygyPath") == 0) {
         set_table_path(value);
+    } else if (strcmp(name, "NN_File") == 0) {
+        set_network(value);
     } else if (strcmp(name, "Use_NN_eval") == 0) {
         report_number(name, on);
-        if (relaxed(shell.use_nn) != on) eval_epoch.fetch_add(1, std::memory_order_relaxed);
         set_relaxed(shell.use_nn, on);
     } else if (strcmp(name, "UCI_Chess960") == 0) {
         report_number(name, on);

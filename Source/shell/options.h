@@ -5,13 +5,13 @@
 // Sets an option from its text; names and values are case-sensitive. Numbers are read as atoi
 // does and clamped, a check is on when "true" occurs in its value, strings are cut to their
 // fields. The change is reported with "info string". Unknown names do nothing, and so do
-// ConfigFilePath, Hash, Threads and Clear_Hash while a search runs. SyzygyPath acts when that search
-// has ended.
+// ConfigFilePath, Hash, Threads and Clear_Hash while a search runs. SyzygyPath and NN_File act when
+// that search has ended.
 void SetOption(const char* name, const char* value);
 
-// Sets the endgame tables up if SyzygyPath has changed during a search. Call it where a search has
-// ended.
-void set_up_tables();
+// Sets the endgame tables up and loads the network if SyzygyPath or NN_File has changed during a
+// search. Call it where a search has ended.
+void take_up_files();
 
 // Reads the file named by ConfigFilePath: lines of "name = value", with at least one space in
 // front of the "=" and comments behind "#". A file that can't be opened is passed over.

@@ -7,6 +7,7 @@
 #include "board/bitboard.h"
 #include "book/build.h"
 #include "eval/kpk.h"
+#include "eval/nn.h"
 #include "fathom/tbcore.h"
 #include "search/hash.h"
 #include "search/ordering.h"
@@ -78,6 +79,7 @@ static bool init_hash() {
 bool init_engine() {
     if (!init_records() || !init_hash()) return false;
     rebuild_evaluation();
+    NnLoad();
     set_position(main_thread->position, START_FEN);
     return true;
 }
@@ -89,6 +91,7 @@ void shut_down_engine() {
         if (SearchThread* thread = slot.exchange(nullptr)) free_search_thread(thread);
     free_search_thread(main_thread);
     main_thread = nullptr;
+    NnUnload();
     if (log_file) fclose(log_file);
     log_file = nullptr;
 }

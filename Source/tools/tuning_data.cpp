@@ -101,7 +101,7 @@ static bool search_position() {
         if (relaxed(engine.elapsed) > PATIENCE && !relaxed(engine.stop)) PollInput();
     }
     set_relaxed(engine.game_state, STATE_IDLE);
-    set_up_tables();
+    take_up_files();
     return !shell.quit;
 }
 

@@ -1,0 +1,72 @@
+// nn.h: the neural network: loading it, and the score of a position.
+//
+// One network serves the process. NnLoad replaces it on the main thread, never while a search
+// runs; search threads only read it. Everything that changes with the position stands in the
+// thread's own record.
+
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+struct SearchThread;
+
+// A unit is one of seven kinds, each a plane of 64 squares: king, pawn, knight, bishop, rook,
+// queen, passed pawn (which is also a pawn). The planes of the side to move come first.
+constexpr int NN_PLANES = 7;
+constexpr int NN_SET_INPUTS = 2 * NN_PLANES * 64; // board inputs of one weight set
+constexpr int NN_MOST_INPUTS = 1840;
+constexpr int NN_LEAST_SCORE = -1919, NN_MOST_SCORE = 1919;
+
+// The network in use. Counts are in floats.
+struct NnHeader {
+    uint16_t format;
+    uint16_t version;      // below 536: one material feature in place of five
+    uint16_t board_inputs; // 896 for each weight set
+    uint16_t material_inputs;
+    int inputs;       // both kinds
+    uint16_t outputs; // rows of the last layer; the first three are read
+    uint16_t hidden1; // units of the first layer
+    uint16_t hidden2; // units of the second layer; below 4 there is none
+    int64_t total;    // all weights
+    int64_t w1_count;
+    int64_t w2_count;
+    int64_t w3_count;
+    int64_t bias_count;
+    float* weights;      // the array that the others point into, on a 64-byte boundary
+    const float* w1;     // one row of hidden1 for each input
+    const float* w2;     // one row of hidden1 for each unit behind the first layer
+    const float* w3;     // one row of hidden2 for each output
+    const float* biases; // of the outputs; nothing reads them
+    const float* extras; // eight values: 1 is the bias of the first layer, 2 of the second
+    uint32_t generation; // grows with each network; 0 before the first
+};
+extern NnHeader nn_header;
+
+// The last position evaluated with one side to move.
+struct NnCache {
+    float* acc;                     // first-layer sums before activation, on a 64-byte boundary
+    uint64_t planes[2 * NN_PLANES]; // active board features, seen as the side to move does
+    int16_t material[5];            // active material inputs, counted from 0
+    int16_t set;                    // weight set, 0 or 1
+    uint64_t occupied;
+    const NnHeader* net; // null until the record is filled
+};
+
+// Takes up the network that NN_File names: "embedded", "new" for a fresh random one, which is also
+// written to nn.bin in the working directory, or else a file. Prints the source's line. A file
+// that can't be opened ends the program with status 0. A file that is too short, or whose header
+// makes no sense, changes nothing and prints nothing; before the first network the embedded one is
+// then taken. Main thread, while no search runs.
+void NnLoad();
+
+// Gives the network's memory back; there is none afterwards.
+void NnUnload();
+
+// The network's score of the thread's position for the side to move, NN_LEAST_SCORE to
+// NN_MOST_SCORE, without contempt and scaling; NO_EVAL, with a message, when memory ran out. At
+// ply 0 and 1 neither the eval hash nor the last accumulator is used. A network must be loaded.
+int NnEval(SearchThread& thread);
+
+// Gives back what NnEval has allocated for the thread.
+void NnFreeBuffers(SearchThread& thread);
