@@ -60,6 +60,10 @@ struct NnCache {
 // then taken. Main thread, while no search runs.
 void NnLoad();
 
+// Writes the network in use as a file: each weight in whole steps of 0.0002, halves away from zero.
+// Returns false if it can't be written.
+bool NnSave(const char* name);
+
 // Gives the network's memory back; there is none afterwards.
 void NnUnload();
 

@@ -149,29 +149,6 @@ static bool load_file(NnHeader& net, const char* name) {
     return whole;
 }
 
-// Writes the network to nn.bin; a file that can't be written is passed over.
-static void write_network(const NnHeader& net) {
-    FILE* file = open_plain_file("nn.bin", "wb");
-    if (!file) return;
-    unsigned char header[HEADER_BYTES];
-    const uint16_t fields[] = {net.version, net.format,  net.board_inputs, net.material_inputs,
-                               net.hidden1, net.hidden2, net.outputs};
-    unsigned char* out = header;
-    for (uint16_t field : fields) {
-        write_u16(out, field);
-        out += 2;
-    }
-    write_u16(out, static_cast<unsigned>(net.total & 0xFFFF));
-    write_u16(out + 2, static_cast<unsigned>(net.total >> 16));
-    fwrite(header, 1, sizeof header, file);
-    for (int64_t i = 0; i < net.total; i++) {
-        unsigned char bytes[WEIGHT_BYTES];
-        write_u16(bytes, static_cast<unsigned>(lround(net.weights[i] * STEPS_OF_ONE)));
-        fwrite(bytes, 1, sizeof bytes, file);
-    }
-    fclose(file);
-}
-
 // A network of random weights, to train from.
 static void create_network(NnHeader& net) {
     constexpr float EXTRA = 2.0f;
@@ -190,7 +167,6 @@ static void create_network(NnHeader& net) {
     for (int64_t i = 0; i < drawn; i++)
         net.weights[i] = static_cast<float>(rand() % 20000 * 0.0001 - 1.0);
     for (int64_t i = drawn; i < net.total; i++) net.weights[i] = EXTRA;
-    write_network(net);
 }
 
 void NnUnload() {
@@ -206,6 +182,29 @@ static void take_up(NnHeader& net) {
     net.generation = nn_header.generation + 1;
     nn_header = net;
     eval_epoch.fetch_add(1, std::memory_order_relaxed);
+}
+
+bool NnSave(const char* name) {
+    const NnHeader& net = nn_header;
+    FILE* file = open_plain_file(name, "wb");
+    if (!file) return false;
+    unsigned char header[HEADER_BYTES];
+    const uint16_t fields[] = {net.version, net.format,  net.board_inputs, net.material_inputs,
+                               net.hidden1, net.hidden2, net.outputs};
+    unsigned char* out = header;
+    for (uint16_t field : fields) {
+        write_u16(out, field);
+        out += 2;
+    }
+    write_u16(out, static_cast<unsigned>(net.total & 0xFFFF));
+    write_u16(out + 2, static_cast<unsigned>(net.total >> 16));
+    bool written = fwrite(header, 1, sizeof header, file) == sizeof header;
+    for (int64_t i = 0; written && i < net.total; i++) {
+        unsigned char bytes[WEIGHT_BYTES];
+        write_u16(bytes, static_cast<unsigned>(lround(net.weights[i] * STEPS_OF_ONE)));
+        written = fwrite(bytes, 1, sizeof bytes, file) == sizeof bytes;
+    }
+    return fclose(file) == 0 && written;
 }
 
 // A path can be forced, for comparisons; a name that can't be had counts as none.
@@ -224,7 +223,10 @@ void NnLoad() {
         Print("info string using embedded network");
     } else if (strcmp(name, "new") == 0) {
         create_network(net);
+        take_up(net);
+        NnSave("nn.bin");
         Print("info string created new NN");
+        return;
     } else if (!load_file(net, name)) {
         // The engine never plays with weights that were not read.
         net = {};
