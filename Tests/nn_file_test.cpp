@@ -196,6 +196,15 @@ TEST_F(NetworkFiles, ARunningSearchKeepsItsNetwork) {
     EXPECT_EQ(nn_header.generation, generation + 1);
 }
 
+TEST_F(NetworkFiles, LongNamesAreCutToTheField) {
+    set_relaxed(engine.game_state, STATE_THINKING); // nothing is loaded yet
+    uci("setoption name NN_File value " + std::string(200, 'x'));
+    EXPECT_EQ(active_personality.NN_File, std::string(FILE_NAME_LENGTH - 1, 'x'));
+    uci("setoption name NN_File value embedded");
+    set_relaxed(engine.game_state, STATE_THINKING | STATE_OVER);
+    EXPECT_EQ(printed_by([] { abandon_search(); }), Lines{"info string using embedded network"});
+}
+
 TEST_F(NetworkGuards, AShortFileChangesNothing) {
     NetworkFile net = random_network();
     load(net);
@@ -257,9 +266,11 @@ TEST_F(NetworkGuards, HeadersThatMakeNoSenseChangeNothing) {
 TEST_F(LongNetworkFiles, DamagedHeadersNeverCrash) {
     Random random = {99};
     const std::string good = bytes_of(random_network());
+    copy_text(active_personality.NN_File, (directory + "/fuzz.nn").c_str(), FILE_NAME_LENGTH);
     const unsigned odd[] = {0,   1,   2,   3,    4,    5,    31,     32,     535,
                             536, 895, 896, 1791, 1792, 1840, 0x7FFF, 0x8000, 0xFFFF};
-    int loaded = 0;
+    const uint32_t before = nn_header.generation;
+    testing::internal::CaptureStdout();
     for (int i = 0; i < 3000; i++) {
         std::string bytes = good;
         if (random_below(random, 4) == 0) bytes.resize(random_below(random, 40));
@@ -268,15 +279,16 @@ TEST_F(LongNetworkFiles, DamagedHeadersNeverCrash) {
             put_u16(bytes, 2 * static_cast<size_t>(random_below(random, 9)),
                     random_below(random, 2) ? odd[random_below(random, std::size(odd))]
                                             : static_cast<unsigned>(next_random(random) & 0xFFFF));
-        Lines lines = load_network(write_file(directory + "/fuzz.nn", bytes));
-        loaded += static_cast<int>(lines.size());
+        write_file(active_personality.NN_File, bytes);
+        NnLoad();
         ASSERT_NE(nn_header.weights, nullptr);
         int score =
             nn_score(set_up(random_below(random, 2) ? START_FEN : "3k4/P7/8/8/8/8/p7/4K2R w - -"));
         ASSERT_GE(score, -1919);
         ASSERT_LE(score, 1919);
     }
-    EXPECT_GT(loaded, 100);
+    testing::internal::GetCapturedStdout();
+    EXPECT_GT(nn_header.generation - before, 100u);
 }
 
 // The buffers follow the network, and threads give theirs back.

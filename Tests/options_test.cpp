@@ -138,7 +138,6 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(TextCase{"OwnBook_File", active_personality.OwnBook_File, PATH_LENGTH},
                     TextCase{"OwnBook2_File", active_personality.OwnBook2_File, PATH_LENGTH},
                     TextCase{"SyzygyPath", active_personality.SyzygyPath, PATH_LENGTH},
-                    TextCase{"NN_File", active_personality.NN_File, FILE_NAME_LENGTH},
                     TextCase{"ConfigFilePath", active_personality.ConfigFilePath, PATH_LENGTH}),
     case_name<TextCase>);
 
