@@ -75,6 +75,7 @@ protected:
         engine.hash_enabled = 1;
         shell.noise = NOISE_QUIET;
         set_relaxed(shell.uci_mode, 1);
+        set_relaxed(shell.use_nn, 0); // the tests' values are those of the hand-crafted evaluation
     }
 
     void TearDown() override {
