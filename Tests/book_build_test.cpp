@@ -148,13 +148,14 @@ TEST(BookBuildProgram, IsARunModeOfItsOwn) {
     EXPECT_EQ(wait_exit(program), 0);
     EXPECT_EQ(joined(program.lines), "info string Hello from Mird 5.50\n"
                                      "info string allocated 64 Mbytes for hash table\n"
+                                     "info string using embedded network\n"
                                      " Creating file tmp_book.bin from games in games.pgn\n\n"
                                      "writing book file ...\ngames= 3, nmoves= 2\ndone\n");
     EXPECT_EQ(read_book(directory + "/tmp_book.bin").size(), 1u);
 
     Program missing = start_program({"-mkbook", "no-such-file"});
     EXPECT_EQ(wait_exit(missing), 0);
-    EXPECT_EQ(missing.lines.size(), 2u) << joined(missing.lines);
+    EXPECT_EQ(missing.lines.size(), 3u) << joined(missing.lines);
 }
 
 // What is kept, and its weight.

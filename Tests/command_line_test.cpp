@@ -73,6 +73,7 @@ TEST_F(CommandLineOptions, DefaultsOfThePersonality) {
     EXPECT_EQ(p.eval_jitter, 0);
     EXPECT_STREQ(p.params_file, "params.txt");
     EXPECT_STREQ(p.NN_File, "embedded");
+    EXPECT_EQ(relaxed(shell.use_nn), 0);
     EXPECT_STREQ(p.ConfigFilePath, "");
     EXPECT_STREQ(p.OwnBook_File, "");
     EXPECT_STREQ(p.OwnBook2_File, "");
@@ -362,7 +363,7 @@ TEST(RunModes, MakeConfigWritesNothingAndEndsNormally) {
     std::string directory = fresh_directory();
     Program program = start_program({"-mkconfig"}, directory);
     EXPECT_EQ(wait_exit(program, 60000), 0);
-    EXPECT_EQ(program.lines.size(), 2u) << joined(program.lines);
+    EXPECT_EQ(program.lines.size(), 3u) << joined(program.lines);
     EXPECT_TRUE(std::filesystem::is_empty(directory));
 }
 

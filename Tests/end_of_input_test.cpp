@@ -161,7 +161,7 @@ TEST(EndOfInput, AnUnboundedSearchIsGoneWithinASecond) {
 
 TEST(EndOfInput, WithoutAnyInputTheProgramJustEnds) {
     std::vector<std::string> lines = output_of({}, "");
-    EXPECT_EQ(lines.size(), 3u) << joined(lines);
+    EXPECT_EQ(lines.size(), 4u) << joined(lines);
     output_of({"-log"}, "");
 }
 

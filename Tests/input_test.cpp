@@ -126,5 +126,5 @@ TEST(Input, ConsoleModeDropsEmptyLines) {
     int status = -1;
     Program program = run_with_input({"-c"}, "\n\r\n\n", &status, 60000);
     EXPECT_EQ(status, 0);
-    EXPECT_EQ(program.lines.size(), 3u) << joined(program.lines);
+    EXPECT_EQ(program.lines.size(), 4u) << joined(program.lines);
 }

@@ -231,6 +231,17 @@ TEST_F(NetworkGuards, BeforeTheFirstNetworkABadFileGivesTheEmbeddedOne) {
     EXPECT_EQ(nn_header.total, 1170573);
 }
 
+TEST_F(NetworkGuards, AStartWithABadFileTakesTheEmbeddedOne) {
+    write_file(directory + "/bad.nn", "short");
+    write_file(directory + "/mird.cfg", "NN_File = bad.nn\n");
+    int status = -1;
+    Program program = start_program({"-bench", "-d", "1", "-cfg", "mird.cfg"}, directory);
+    status = wait_exit(program);
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(count_lines(program, "info string loaded"), 0);
+    EXPECT_NE(program.lines.back().find("nodes="), std::string::npos) << program.lines.back();
+}
+
 TEST_F(NetworkGuards, HeadersThatMakeNoSenseChangeNothing) {
     struct Bad {
         const char* name;

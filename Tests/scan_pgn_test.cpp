@@ -451,7 +451,7 @@ ScanRun scan(const std::string& text, int mode, const std::string& out_name = ""
     Program program = start_program(arguments, scan_directory);
     int status = wait_exit(program, 60000);
     Lines lines = program.lines;
-    lines.erase(lines.begin(), lines.begin() + std::min<ptrdiff_t>(2, std::ssize(lines)));
+    lines.erase(lines.begin(), lines.begin() + std::min<ptrdiff_t>(3, std::ssize(lines)));
     return {lines, read_lines(scan_directory + "/" + (out_name.empty() ? "tmp.epd" : out_name)),
             read_lines(scan_directory + "/tmpX.epd"), status};
 }
@@ -700,7 +700,7 @@ TEST(ScanPgn, FilesThatCannotBeOpenedEndTheRunInSilence) {
           std::vector<std::string>{"-scan_pgn1"}}) {
         Program program = start_program(arguments, directory);
         EXPECT_EQ(wait_exit(program, 60000), 0);
-        EXPECT_EQ(program.lines.size(), 2u) << joined(program.lines);
+        EXPECT_EQ(program.lines.size(), 3u) << joined(program.lines);
     }
     EXPECT_EQ(read_lines(directory + "/games.pgn").size(), 5u) << "the input is not touched";
 
@@ -708,7 +708,7 @@ TEST(ScanPgn, FilesThatCannotBeOpenedEndTheRunInSilence) {
     std::filesystem::create_directory(directory + "/tmpX.epd");
     Program program = start_program({"-scan_pgn1", "games.pgn"}, directory);
     EXPECT_EQ(wait_exit(program, 60000), 0);
-    EXPECT_EQ(program.lines.size(), 2u) << joined(program.lines);
+    EXPECT_EQ(program.lines.size(), 3u) << joined(program.lines);
 }
 
 TEST(ScanPgn, NoiseDoesNoHarm) {

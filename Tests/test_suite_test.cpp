@@ -118,11 +118,11 @@ TEST(TestSuite, AFileThatCantBeOpenedEndsTheRunInSilence) {
     Program program =
         run_with_input({"-anepd", "no-such-file", "-d", "4", "-use_hce"}, "", &status);
     EXPECT_EQ(status, 0);
-    EXPECT_EQ(program.lines.size(), 2u) << joined(program.lines);
+    EXPECT_EQ(program.lines.size(), 3u) << joined(program.lines);
 
     SuiteRun run = run_suite(MATE + " bm Re8;\n", {"-d", "4", "-o", "no/such/place"});
     EXPECT_EQ(run.status, 0);
-    EXPECT_EQ(run.lines.size(), 2u) << joined(run.lines);
+    EXPECT_EQ(run.lines.size(), 3u) << joined(run.lines);
 }
 
 TEST(TestSuite, TheOutputCanBeNamed) {

@@ -39,7 +39,7 @@ TuningRun tune(int mode, const std::string& text, std::vector<std::string> more 
     close_input(program);
     int status = wait_exit(program, 60000);
     Lines lines = program.lines;
-    lines.erase(lines.begin(), lines.begin() + std::min<ptrdiff_t>(2, std::ssize(lines)));
+    lines.erase(lines.begin(), lines.begin() + std::min<ptrdiff_t>(3, std::ssize(lines)));
     return {lines, read_lines(directory + "/tune_new.epd"), status};
 }
 
@@ -265,7 +265,7 @@ TEST(TuningData, FilesThatCannotBeOpenedEndTheRunInSilence) {
           std::vector<std::string>{"-mktune1"}}) {
         Program program = start_program(arguments, directory);
         EXPECT_EQ(wait_exit(program, 60000), 0);
-        EXPECT_EQ(program.lines.size(), 2u) << joined(program.lines);
+        EXPECT_EQ(program.lines.size(), 3u) << joined(program.lines);
     }
     EXPECT_EQ(read_lines(directory + "/in.epd"), Lines{MATE});
     EXPECT_EQ(read_lines(directory + "/tune_new.epd"), Lines{LADDER});

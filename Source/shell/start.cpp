@@ -142,6 +142,7 @@ int run_program(int argc, char** argv) {
     default_personality = active_personality;
     if (active_personality.ConfigFilePath[0]) LoadConfig();
     rebuild_evaluation();
+    NnLoad();
 
     run_mode(line);
     shut_down_engine();
