@@ -1,0 +1,187 @@
+#include "Training/ply_data.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <memory>
+
+#include "eval/endgame.h"
+#include "search/thread.h"
+
+const char* const PLY_VERDICT_NAMES[PLY_VERDICTS] = {"kept",    "in check",    "noisy", "opening",
+                                                     "decided", "fifty moves", "known"};
+
+uint64_t next_number(uint64_t& state) {
+    uint64_t x = state += 0x9E3779B97F4A7C15ULL;
+    x = (x ^ x >> 30) * 0xBF58476D1CE4E5B9ULL;
+    x = (x ^ x >> 27) * 0x94D049BB133111EBULL;
+    return x ^ x >> 31;
+}
+
+double score_probability(double score) { return 1.0 / (1.0 + std::exp(-0.006 * score)); }
+
+std::vector<std::string> list_ply_files(const std::vector<std::string>& paths) {
+    namespace fs = std::filesystem;
+    std::vector<std::string> files;
+    for (const std::string& path : paths) {
+        std::error_code error;
+        if (!fs::is_directory(path, error)) {
+            files.push_back(path);
+            continue;
+        }
+        size_t first = files.size();
+        for (const auto& entry : fs::directory_iterator(path, error))
+            if (entry.path().extension() == ".ply") files.push_back(entry.path().string());
+        std::sort(files.begin() + static_cast<std::ptrdiff_t>(first), files.end());
+    }
+    return files;
+}
+
+bool is_validation_game(uint32_t seed, uint64_t game) {
+    constexpr uint64_t ONE_IN = 50;
+    uint64_t state = static_cast<uint64_t>(seed) << 32 ^ game;
+    return next_number(state) % ONE_IN == 0;
+}
+
+// Tells whether Evaluate leaves the material to the hand-crafted evaluation: one side far ahead of
+// a side that is short of pieces, or next to nothing on the board.
+static bool is_hand_crafted(const PlyRecord& record) {
+    int pawns[2] = {}, material[2] = {};
+    int units = pop_count(record.occupied);
+    for (int n = 0; n < units; n++) {
+        int code = ply_unit(record, n), side = colour_of(code);
+        pawns[side] += type_of(code) == PAWN;
+        material[side] += material_step[type_of(code)];
+    }
+    for (int side : {WHITE, BLACK}) {
+        int them = side ^ 1;
+        if (material[side] + pawns[side] >= material[them] + 2 * pawns[them] + 4
+            && material[them] <= 10)
+            return true;
+    }
+    int all_pawns = pawns[WHITE] + pawns[BLACK], all_material = material[WHITE] + material[BLACK];
+    return (all_pawns == 0 && all_material <= 6) || (all_pawns == 1 && all_material == 0);
+}
+
+// Tells whether endgame knowledge answers the position, whatever the tables say.
+static bool is_known_ending(const PlyRecord& record) {
+    static thread_local std::unique_ptr<SearchThread, void (*)(SearchThread*)> scratch(
+        allocate_search_thread(), free_search_thread);
+    constexpr int FEWEST_UNITS = 3; // the side to move has a king and something else
+
+    if (pop_count(record.occupied) < FEWEST_UNITS) return true;
+    set_ply_position(scratch->position, record);
+    int score = 0;
+    return endgame_score(scratch->position, record_side(record), score);
+}
+
+PlyVerdict judge_ply(const PlyRecord& record, PlyUse use) {
+    constexpr int OPENING_PLIES = 16, DECIDED_SCORE = 1500, MOST_HALFMOVES = 60;
+
+    if (record.place & RECORD_CHECK) return PLY_IN_CHECK;
+    if (record.place & RECORD_TACTICAL) return PLY_NOISY;
+    if (record_ply(record) < OPENING_PLIES) return PLY_OPENING;
+    if (record.score > DECIDED_SCORE || record.score < -DECIDED_SCORE) return PLY_DECIDED;
+    if (record.halfmoves > MOST_HALFMOVES) return PLY_FIFTY;
+    bool known = use == PLY_FOR_NETWORK ? is_hand_crafted(record) : is_known_ending(record);
+    return known ? PLY_KNOWN : PLY_KEPT;
+}
+
+// Tells whether a record can be a position at all: one king a side and no more than 32 units.
+static bool is_sound(const PlyRecord& record) {
+    int units = pop_count(record.occupied), kings[2] = {};
+    if (units > 32) return false;
+    for (int n = 0; n < units; n++) {
+        int code = ply_unit(record, n);
+        if (type_of(code) < PAWN || type_of(code) > KING) return false;
+        kings[colour_of(code)] += type_of(code) == KING;
+    }
+    return kings[WHITE] == 1 && kings[BLACK] == 1;
+}
+
+// Sorts the records of one file into the sets.
+static void sort_records(PlySets& sets, const std::vector<PlyRecord>& records, uint32_t seed,
+                         PlyUse use) {
+    uint64_t game = 0;
+    bool held_out = is_validation_game(seed, 0);
+    for (size_t i = 0; i < records.size(); i++) {
+        const PlyRecord& record = records[i];
+        if (i > 0 && (record.place & RECORD_FIRST)) held_out = is_validation_game(seed, ++game);
+        if (!is_sound(record)) continue;
+        PlyVerdict verdict = judge_ply(record, use);
+        sets.verdicts[verdict]++;
+        if (verdict == PLY_KEPT) (held_out ? sets.validation : sets.training).push_back(record);
+    }
+    if (!records.empty()) sets.games += game + 1;
+}
+
+bool read_ply_file(PlySets& sets, const std::string& path, PlyUse use) {
+    FILE* file = fopen(path.c_str(), "rb");
+    DataHeader header = {};
+    if (!file || fread(&header, sizeof header, 1, file) != 1
+        || memcmp(header.magic, DATA_MAGIC, sizeof header.magic) != 0
+        || header.record_size != sizeof(PlyRecord)) {
+        fprintf(stderr, "%s: no data file\n", path.c_str());
+        if (file) fclose(file);
+        return false;
+    }
+    fseek(file, 0, SEEK_END);
+    uint64_t bytes = static_cast<uint64_t>(ftell(file)) - sizeof header;
+    fseek(file, sizeof header, SEEK_SET);
+    std::vector<PlyRecord> records(bytes / sizeof(PlyRecord));
+    records.resize(fread(records.data(), sizeof(PlyRecord), records.size(), file));
+    fclose(file);
+
+    // A file that ends inside a record was cut while its last game was being written.
+    if (bytes % sizeof(PlyRecord) != 0) {
+        while (!records.empty() && !(records.back().place & RECORD_FIRST)) records.pop_back();
+        if (!records.empty()) records.pop_back();
+    }
+    sort_records(sets, records, header.seed, use);
+    return true;
+}
+
+void shuffle_plies(std::vector<PlyRecord>& records, uint64_t seed) {
+    uint64_t state = seed;
+    for (size_t i = records.size(); i > 1; i--)
+        std::swap(records[i - 1], records[next_number(state) % i]);
+}
+
+void set_ply_position(Position& pos, const PlyRecord& record) {
+    clear_position(pos);
+    pos.side = record.state & 1;
+    pos.halfmoves = record.halfmoves;
+    int n = 0;
+    for (Bitboard set = record.occupied; set; n++) {
+        int square = pop_lowest(set), code = ply_unit(record, n);
+        add_piece(pos, square, code);
+        if (type_of(code) == KING) pos.king_square[colour_of(code)] = static_cast<uint8_t>(square);
+    }
+    char rights[CASTLING_RIGHTS + 1] = {};
+    int length = 0;
+    for (int right = 0; right < CASTLING_RIGHTS; right++)
+        if (record.state >> (3 + right) & 1) rights[length++] = "KQkq"[right];
+    set_castling_rights(pos, rights);
+    if (int ep = record.place >> 10 & 15; ep >= 1 && ep <= 8)
+        pos.ep_square = static_cast<uint8_t>(ep - 1 + (pos.side == WHITE ? 40 : 16));
+    compute_keys(pos);
+    memset(pos.owner->undo_stack, 0, 2 * sizeof(UndoRecord));
+}
+
+PlyRecord make_ply_record(const Position& pos, int score) {
+    PlyRecord record = {};
+    record.occupied = occupied(pos);
+    int n = 0;
+    for (Bitboard set = record.occupied; set; n++) {
+        int code = pos.board[pop_lowest(set)];
+        record.units[n / 2] = static_cast<uint8_t>(record.units[n / 2] | code << n % 2 * 4);
+    }
+    record.score = static_cast<int16_t>(score);
+    record.state = static_cast<uint8_t>(pos.side | 1 << 1 | pos.castling << 3);
+    if (pos.ep_square != NO_SQUARE)
+        record.place = static_cast<uint16_t>((file_of(pos.ep_square) + 1) << 10);
+    record.halfmoves = pos.halfmoves;
+    return record;
+}

@@ -1,0 +1,79 @@
+// ply_data.h: reading self-play data for the trainers: files, filters, positions from records.
+//
+// Everything here works on plain memory and may be called from any thread, as long as a Position is
+// used by one thread only.
+
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "Training/record.h"
+#include "board/position.h"
+
+// What becomes of a record. The order is that of the tests: the first that fits counts.
+enum PlyVerdict {
+    PLY_KEPT,
+    PLY_IN_CHECK, // no static evaluation exists
+    PLY_NOISY,    // the best move captures or promotes
+    PLY_OPENING,  // first 16 plies of the game, random moves among them
+    PLY_DECIDED,  // score beyond 1,500
+    PLY_FIFTY,    // more than 60 plies without capture or pawn move
+    PLY_KNOWN,    // belongs to the hand-crafted evaluation, or for its tuning to endgame knowledge
+    PLY_VERDICTS
+};
+extern const char* const PLY_VERDICT_NAMES[PLY_VERDICTS];
+
+enum PlyUse {
+    PLY_FOR_NETWORK, // drops what Evaluate leaves to the hand-crafted evaluation
+    PLY_FOR_TABLES   // drops what endgame knowledge answers
+};
+
+struct PlySets {
+    std::vector<PlyRecord> training;
+    std::vector<PlyRecord> validation; // all plies of 2 per cent of the games
+    uint64_t games = 0;
+    uint64_t verdicts[PLY_VERDICTS] = {}; // records by what became of them
+};
+
+// Names of the data files of a list of files and folders; a folder stands for its *.ply files in
+// the order of their names. Missing ones are kept, so that reading them reports it.
+std::vector<std::string> list_ply_files(const std::vector<std::string>& paths);
+
+// Adds the records of a file to the sets, filtered for their use. A torn last record and its game
+// are ignored. Returns false, with a message on standard error, if the file can't be read or is no
+// data file.
+bool read_ply_file(PlySets& sets, const std::string& path, PlyUse use);
+
+// Tells whether a game, given by its file's seed and its number in the file from 0 on, is held out
+// for validation.
+bool is_validation_game(uint32_t seed, uint64_t game);
+
+PlyVerdict judge_ply(const PlyRecord& record, PlyUse use);
+
+// Puts records in an order that depends only on their number and the seed.
+void shuffle_plies(std::vector<PlyRecord>& records, uint64_t seed);
+
+// Piece code of the nth unit of a record, counted from square a1 on.
+inline int ply_unit(const PlyRecord& record, int n) {
+    return record.units[n / 2] >> n % 2 * 4 & 15;
+}
+
+// Result for the side to move: 0, 0.5 or 1.
+inline float ply_result(const PlyRecord& record) {
+    return static_cast<float>(record_result(record)) * 0.5f;
+}
+
+// Puts the position of a record on `pos`, castling rights, en passant square, fifty-move counter
+// and keys included.
+void set_ply_position(Position& pos, const PlyRecord& record);
+
+// The record of a position, with its score for the side to move and everything else zero.
+PlyRecord make_ply_record(const Position& pos, int score);
+
+// Probability of winning for a score in evaluation units.
+double score_probability(double score);
+
+// Next number of a splitmix64 generator.
+uint64_t next_number(uint64_t& state);

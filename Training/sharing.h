@@ -1,0 +1,32 @@
+// sharing.h: work shared out among threads.
+
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+#include <thread>
+#include <vector>
+
+// Calls work(0) ... work(threads - 1), each on a thread of its own, and waits for all of them.
+template <class Work>
+void run_workers(int threads, const Work& work) {
+    std::vector<std::thread> team;
+    for (int i = 1; i < threads; i++) team.emplace_back([&work, i] { work(i); });
+    work(0);
+    for (std::thread& thread : team) thread.join();
+}
+
+// Begin of a worker's share of `count` things; its end is the begin of the next worker's.
+inline size_t share_begin(size_t count, int worker, int threads) {
+    return count * static_cast<size_t>(worker) / static_cast<size_t>(threads);
+}
+
+// Calls work(task, worker) for tasks 0 ... tasks - 1, each once, on several threads: whoever is
+// free takes the next task.
+template <class Work>
+void run_tasks(int threads, size_t tasks, const Work& work) {
+    std::atomic<size_t> next = 0;
+    run_workers(threads, [&](int worker) {
+        for (size_t task = next++; task < tasks; task = next++) work(task, worker);
+    });
+}
