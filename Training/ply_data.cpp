@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
-#include <cstring>
 #include <filesystem>
 #include <memory>
 
@@ -72,7 +71,7 @@ static bool is_known_ending(const PlyRecord& record) {
     constexpr int FEWEST_UNITS = 3; // the side to move has a king and something else
 
     if (pop_count(record.occupied) < FEWEST_UNITS) return true;
-    set_ply_position(scratch->position, record);
+    if (!unpack_ply(scratch->position, record)) return true;
     int score = 0;
     return endgame_score(scratch->position, record_side(record), score);
 }
@@ -118,70 +117,30 @@ static void sort_records(PlySets& sets, const std::vector<PlyRecord>& records, u
 }
 
 bool read_ply_file(PlySets& sets, const std::string& path, PlyUse use) {
-    FILE* file = fopen(path.c_str(), "rb");
-    DataHeader header = {};
-    if (!file || fread(&header, sizeof header, 1, file) != 1
-        || memcmp(header.magic, DATA_MAGIC, sizeof header.magic) != 0
-        || header.record_size != sizeof(PlyRecord)) {
+    DataFile data;
+    if (!open_data_file(data, path.c_str())) {
         fprintf(stderr, "%s: no data file\n", path.c_str());
-        if (file) fclose(file);
         return false;
     }
-    fseek(file, 0, SEEK_END);
-    uint64_t bytes = static_cast<uint64_t>(ftell(file)) - sizeof header;
-    fseek(file, sizeof header, SEEK_SET);
-    std::vector<PlyRecord> records(bytes / sizeof(PlyRecord));
-    records.resize(fread(records.data(), sizeof(PlyRecord), records.size(), file));
-    fclose(file);
-
-    // A file that ends inside a record was cut while its last game was being written.
-    if (bytes % sizeof(PlyRecord) != 0) {
-        while (!records.empty() && !(records.back().place & RECORD_FIRST)) records.pop_back();
-        if (!records.empty()) records.pop_back();
-    }
-    sort_records(sets, records, header.seed, use);
+    std::vector<PlyRecord> records(data.records);
+    records.resize(fread(records.data(), sizeof(PlyRecord), records.size(), data.file));
+    fclose(data.file);
+    sort_records(sets, records, data.seed, use);
     return true;
+}
+
+void print_ply_sets(const PlySets& sets) {
+    printf("%llu games;", static_cast<unsigned long long>(sets.games));
+    for (int verdict = 0; verdict < PLY_VERDICTS; verdict++)
+        printf(" %s %llu%s", PLY_VERDICT_NAMES[verdict],
+               static_cast<unsigned long long>(sets.verdicts[verdict]),
+               verdict + 1 < PLY_VERDICTS ? "," : "\n");
+    printf("%zu positions for training, %zu for validation\n", sets.training.size(),
+           sets.validation.size());
 }
 
 void shuffle_plies(std::vector<PlyRecord>& records, uint64_t seed) {
     uint64_t state = seed;
     for (size_t i = records.size(); i > 1; i--)
         std::swap(records[i - 1], records[next_number(state) % i]);
-}
-
-void set_ply_position(Position& pos, const PlyRecord& record) {
-    clear_position(pos);
-    pos.side = record.state & 1;
-    pos.halfmoves = record.halfmoves;
-    int n = 0;
-    for (Bitboard set = record.occupied; set; n++) {
-        int square = pop_lowest(set), code = ply_unit(record, n);
-        add_piece(pos, square, code);
-        if (type_of(code) == KING) pos.king_square[colour_of(code)] = static_cast<uint8_t>(square);
-    }
-    char rights[CASTLING_RIGHTS + 1] = {};
-    int length = 0;
-    for (int right = 0; right < CASTLING_RIGHTS; right++)
-        if (record.state >> (3 + right) & 1) rights[length++] = "KQkq"[right];
-    set_castling_rights(pos, rights);
-    if (int ep = record.place >> 10 & 15; ep >= 1 && ep <= 8)
-        pos.ep_square = static_cast<uint8_t>(ep - 1 + (pos.side == WHITE ? 40 : 16));
-    compute_keys(pos);
-    memset(pos.owner->undo_stack, 0, 2 * sizeof(UndoRecord));
-}
-
-PlyRecord make_ply_record(const Position& pos, int score) {
-    PlyRecord record = {};
-    record.occupied = occupied(pos);
-    int n = 0;
-    for (Bitboard set = record.occupied; set; n++) {
-        int code = pos.board[pop_lowest(set)];
-        record.units[n / 2] = static_cast<uint8_t>(record.units[n / 2] | code << n % 2 * 4);
-    }
-    record.score = static_cast<int16_t>(score);
-    record.state = static_cast<uint8_t>(pos.side | 1 << 1 | pos.castling << 3);
-    if (pos.ep_square != NO_SQUARE)
-        record.place = static_cast<uint16_t>((file_of(pos.ep_square) + 1) << 10);
-    record.halfmoves = pos.halfmoves;
-    return record;
 }

@@ -1,7 +1,6 @@
-// ply_data.h: reading self-play data for the trainers: files, filters, positions from records.
+// ply_data.h: reading self-play data for the trainers: files, filters, order.
 //
-// Everything here works on plain memory and may be called from any thread, as long as a Position is
-// used by one thread only.
+// Everything here works on plain memory and may be called from any thread.
 
 #pragma once
 
@@ -10,7 +9,6 @@
 #include <vector>
 
 #include "Training/record.h"
-#include "board/position.h"
 
 // What becomes of a record. The order is that of the tests: the first that fits counts.
 enum PlyVerdict {
@@ -46,6 +44,9 @@ std::vector<std::string> list_ply_files(const std::vector<std::string>& paths);
 // data file.
 bool read_ply_file(PlySets& sets, const std::string& path, PlyUse use);
 
+// Prints how many games and records there are and what became of them.
+void print_ply_sets(const PlySets& sets);
+
 // Tells whether a game, given by its file's seed and its number in the file from 0 on, is held out
 // for validation.
 bool is_validation_game(uint32_t seed, uint64_t game);
@@ -64,13 +65,6 @@ inline int ply_unit(const PlyRecord& record, int n) {
 inline float ply_result(const PlyRecord& record) {
     return static_cast<float>(record_result(record)) * 0.5f;
 }
-
-// Puts the position of a record on `pos`, castling rights, en passant square, fifty-move counter
-// and keys included.
-void set_ply_position(Position& pos, const PlyRecord& record);
-
-// The record of a position, with its score for the side to move and everything else zero.
-PlyRecord make_ply_record(const Position& pos, int score);
 
 // Probability of winning for a score in evaluation units.
 double score_probability(double score);

@@ -109,7 +109,7 @@ PstData reduce_records(const std::vector<PlyRecord>& records, const PstSettings&
             double mover = settings.lambda * score_probability(record.score)
                          + (1.0 - settings.lambda) * ply_result(record);
             double target = record_side(record) == WHITE ? mover : 1.0 - mover;
-            set_ply_position(thread->position, record);
+            if (!unpack_ply(thread->position, record)) continue;
             part.positions.push_back(
                 reduce_position(*thread, static_cast<float>(target), part.terms));
         }

@@ -18,16 +18,6 @@ static void thin_out(std::vector<PlyRecord>& records, double most, uint64_t seed
     records.shrink_to_fit();
 }
 
-static void print_sets(const PlySets& sets) {
-    printf("%llu games;", static_cast<unsigned long long>(sets.games));
-    for (int verdict = 0; verdict < PLY_VERDICTS; verdict++)
-        printf(" %s %llu%s", PLY_VERDICT_NAMES[verdict],
-               static_cast<unsigned long long>(sets.verdicts[verdict]),
-               verdict + 1 < PLY_VERDICTS ? "," : "\n");
-    printf("%zu positions for training, %zu for validation\n", sets.training.size(),
-           sets.validation.size());
-}
-
 static void print_summary(const PstChange& change) {
     for (int table = 0; table < PST_TABLES; table++) {
         double mean[2] = {}, largest[2] = {};
@@ -75,7 +65,7 @@ int main(int argc, char** argv) {
     auto sets = std::make_unique<PlySets>();
     for (const std::string& file : list_ply_files(paths))
         if (!read_ply_file(*sets, file, PLY_FOR_TABLES)) return 1;
-    print_sets(*sets);
+    print_ply_sets(*sets);
     thin_out(sets->training, positions, static_cast<uint64_t>(seed));
     if (sets->training.empty() || sets->validation.empty()) {
         fprintf(stderr, "too few positions\n");

@@ -1,0 +1,62 @@
+// kernels.h: the trainer's inner loops over one block of hidden units.
+//
+// They are compiled for several instruction sets, and the best that the processor has is chosen at
+// run time. Sums of floats are the same in all builds of one compiler up to rounding. All pointers
+// are aligned to 64 bytes.
+
+#pragma once
+
+#include <cstddef>
+
+#include "Training/features.h"
+
+constexpr int BLOCK = 64;       // hidden units of a block: a block of weights fits the L2 cache
+constexpr float LEAK = 0.0625f; // slope of the rectifier below 0
+
+// Forward pass of `count` inputs through one block.
+struct ForwardJob {
+    const NetworkInput* inputs;
+    size_t count;
+    const float* weights; // [NETWORK_INPUTS][BLOCK]
+    const float* rows;    // [OUTPUT_ROWS][BLOCK]
+    float bias;
+    float* hidden; // out: [count][BLOCK], activated
+    float* sums;   // out: [count], the block's part of the output
+};
+
+// Backward pass of the same inputs; everything that it fills is added to.
+struct BackwardJob {
+    const NetworkInput* inputs;
+    size_t count;
+    const float* rows;
+    const float* hidden;
+    const float* slopes;  // [count]: derivative of the loss by the output
+    float* weight_slopes; // [NETWORK_INPUTS][BLOCK]
+    float* row_slopes;    // [OUTPUT_ROWS][BLOCK]
+    float* bias_slopes;   // [BLOCK], to be summed up
+};
+
+// One step of Adam with decoupled decay.
+struct StepJob {
+    size_t count; // multiple of BLOCK
+    float* weights;
+    float* first;  // running mean of slopes
+    float* second; // running mean of squared slopes
+    const float* slopes;
+    float rate;     // step size
+    float shrink;   // factor on the weight before the step
+    float correct1; // 1 / (1 - beta1^step)
+    float correct2; // 1 / (1 - beta2^step)
+    float limit;    // largest absolute weight
+};
+
+struct Kernels {
+    const char* name;
+    void (*forward)(const ForwardJob&);
+    void (*backward)(const BackwardJob&);
+    void (*step)(const StepJob&);
+};
+extern const Kernels KERNELS_SSE2, KERNELS_AVX2, KERNELS_AVX512;
+
+// The kernels for this processor.
+const Kernels& best_kernels();

@@ -1,0 +1,3 @@
+#include "Training/kernels_body.h"
+
+const Kernels KERNELS_AVX2 = {"avx2", forward, backward, step};

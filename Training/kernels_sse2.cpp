@@ -1,0 +1,3 @@
+#include "Training/kernels_body.h"
+
+const Kernels KERNELS_SSE2 = {"sse2", forward, backward, step};

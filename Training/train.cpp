@@ -1,0 +1,154 @@
+// train: trains the network on self-play data and writes its file.
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <thread>
+
+#include "Training/command_line.h"
+#include "Training/kernels.h"
+#include "Training/network.h"
+#include "Training/ply_data.h"
+#include "Training/trainer.h"
+#include "Training/training_curve.h"
+#include "shell/start.h"
+
+namespace {
+
+struct TrainOptions {
+    TrainSettings settings;
+    std::string out = "network.bin";
+    std::string check; // network to be compared with the engine's evaluation
+    double check_positions = 10000;
+    bool resume = false;
+    std::vector<std::string> paths;
+};
+
+double seconds_now() {
+    using namespace std::chrono;
+    return duration<double>(steady_clock::now().time_since_epoch()).count();
+}
+
+} // namespace
+
+static bool read_options(TrainOptions& options, int argc, char** argv) {
+    TrainSettings& settings = options.settings;
+    double hidden = settings.hidden, epochs = settings.epochs, batch = settings.batch, seed = 1;
+    double threads = std::max(1u, std::thread::hardware_concurrency());
+    auto number = [](const char* name, double* place, const char* help) {
+        return Option{name, place, nullptr, nullptr, help};
+    };
+    const std::vector<Option> list = {
+        {"--out", nullptr, &options.out, nullptr, "network file; also OUT.csv, .svg, .state"},
+        {"--resume", nullptr, nullptr, &options.resume, "go on from OUT.state"},
+        number("--epochs", &epochs, "passes over the positions"),
+        number("--seed", &seed, "of weights and order"),
+        number("--hidden", &hidden, "hidden units, a multiple of 64"),
+        number("--batch", &batch, "positions of a step"),
+        number("--threads", &threads, "threads"),
+        number("--rate", &settings.rate, "highest step size"),
+        number("--last-rate", &settings.last_rate, "share of it at the end"),
+        number("--warm-up", &settings.warm_up, "share of the steps in which it rises"),
+        number("--lambda", &settings.lambda_first, "weight of the score, first epoch"),
+        number("--last-lambda", &settings.lambda_last, "weight of the score, last epoch"),
+        number("--pawn-weight", &settings.pawn_weight, "weight of pawn endings"),
+        number("--decay", &settings.decay, "of weights"),
+        number("--delta-decay", &settings.delta_decay, "of the second set's difference"),
+        number("--spread", &settings.spread, "deviation of the first input weights"),
+        number("--row-spread", &settings.row_spread, "deviation of the first output rows"),
+        number("--bias", &settings.bias, "first shared bias"),
+        {"--check", nullptr, &options.check, nullptr, "compare a network file with the engine"},
+        number("--positions", &options.check_positions, "positions for --check"),
+    };
+    if (!read_arguments(argc, argv, list, options.paths) || options.paths.empty()) {
+        print_usage("train [options] FILE|FOLDER...", list);
+        return false;
+    }
+    settings.hidden = static_cast<int>(hidden);
+    settings.epochs = static_cast<int>(epochs);
+    settings.batch = static_cast<int>(batch);
+    settings.seed = static_cast<uint64_t>(seed);
+    settings.threads = std::clamp(static_cast<int>(threads), 1, 64);
+    if (settings.hidden < BLOCK || settings.hidden % BLOCK != 0 || settings.batch < 1
+        || settings.epochs < 1) {
+        fprintf(stderr, "a size is out of range\n");
+        return false;
+    }
+    return true;
+}
+
+static bool read_data(PlySets& sets, const std::vector<std::string>& paths) {
+    for (const std::string& file : list_ply_files(paths))
+        if (!read_ply_file(sets, file, PLY_FOR_NETWORK)) return false;
+    print_ply_sets(sets);
+    if (!sets.training.empty() && !sets.validation.empty()) return true;
+    fprintf(stderr, "too few positions\n");
+    return false;
+}
+
+static void print_loss(const char* name, const TrainLoss& loss) {
+    printf("%s %.6f (score %.6f, result %.6f)", name, loss.target, loss.score, loss.result);
+}
+
+// Runs the epochs that are left, with the files written after each.
+static bool run_epochs(Trainer& trainer, const PlySets& sets, const TrainOptions& options) {
+    const TrainSettings& settings = trainer.settings;
+    const uint64_t total_steps =
+        epoch_steps(settings, sets.training.size()) * static_cast<uint64_t>(settings.epochs);
+    std::vector<CurvePoint> curve;
+    if (trainer.epoch > 0) curve = read_curve_table(options.out + ".csv");
+    if (curve.size() > static_cast<size_t>(trainer.epoch))
+        curve.resize(static_cast<size_t>(trainer.epoch));
+    while (trainer.epoch < settings.epochs) {
+        double start = seconds_now();
+        double training = train_epoch(trainer, sets.training, total_steps);
+        double speed = static_cast<double>(sets.training.size()) / (seconds_now() - start);
+        CurvePoint point = {trainer.epoch, rate_of_step(settings, trainer.steps - 1, total_steps),
+                            training, evaluate_records(trainer, sets.validation)};
+        curve.push_back(point);
+        printf("epoch %3d/%d  training %.6f  ", point.epoch, settings.epochs, training);
+        print_loss("validation", point.validation);
+        printf("  rate %.6f  %.0f positions/s\n", point.rate, speed);
+        fflush(stdout);
+        if (!write_network(export_network(trainer), options.out)
+            || !save_state(trainer, options.out + ".state")
+            || !write_curve_table(curve, options.out + ".csv")
+            || !write_curve_picture(curve, options.out + ".svg")) {
+            fprintf(stderr, "can't write the files of %s\n", options.out.c_str());
+            return false;
+        }
+    }
+    return true;
+}
+
+// Losses of the network as its file holds it.
+static bool evaluate_file(Trainer& trainer, const PlySets& sets, const std::string& path) {
+    Network network;
+    if (!read_network(network, path) || network.hidden != trainer.settings.hidden) return false;
+    import_network(trainer, network);
+    print_loss("as written: validation", evaluate_records(trainer, sets.validation));
+    printf("\n");
+    return true;
+}
+
+int main(int argc, char** argv) {
+    TrainOptions options;
+    if (!read_options(options, argc, argv) || !init_engine()) return 1;
+    auto sets = std::make_unique<PlySets>();
+    if (!read_data(*sets, options.paths)) return 1;
+
+    auto trainer = make_trainer(options.settings);
+    if (options.resume && !load_state(*trainer, options.out + ".state")) {
+        fprintf(stderr, "no state of this shape: %s.state\n", options.out.c_str());
+        return 1;
+    }
+    printf("%d hidden units, seed %llu, kernels for %s\n", options.settings.hidden,
+           static_cast<unsigned long long>(options.settings.seed), best_kernels().name);
+    if (!run_epochs(*trainer, *sets, options)) return 1;
+    if (!evaluate_file(*trainer, *sets, options.out)) return 1;
+    shut_down_engine();
+    return 0;
+}
