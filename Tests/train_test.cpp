@@ -4,8 +4,12 @@
 #include <cmath>
 #include <cstring>
 
+#include "Training/features.h"
+#include "Training/kernels.h"
+#include "Training/network.h"
 #include "Training/ply_data.h"
 #include "Training/pst_tuning.h"
+#include "Training/trainer.h"
 #include "hce_support.h"
 
 namespace {
@@ -119,4 +123,312 @@ TEST_F(PstTuning, SourceFileKeepsItsFormAndTheGivenRows) {
              PST_DEFAULTS[0].rows[8].eg - 2);
     ASSERT_TRUE(write_pst_source(path.c_str(), change));
     EXPECT_EQ(tables(path)[5].rfind(cell, 0), 0u) << tables(path)[5];
+}
+
+namespace {
+
+PlyRecord record_of(const std::string& fen, int score = 0) {
+    PlyRecord record;
+    pack_ply(record, set_up(fen.c_str()), NULL_MOVE, score, 40);
+    record.place &= static_cast<uint16_t>(~RECORD_TACTICAL); // no move stands behind it
+    return record;
+}
+
+std::vector<int> features_of(const std::string& fen) {
+    NetworkInput input;
+    list_features(input, record_of(fen));
+    return {input.features, input.features + input.count};
+}
+
+// Records of random positions with the hand-crafted score and a result that follows from it.
+std::vector<PlyRecord> scored_records(int count, uint64_t seed) {
+    std::vector<PlyRecord> records;
+    for (const std::string& fen : unknown_positions(count, seed)) {
+        Position& pos = set_up(fen.c_str());
+        int score = std::clamp(HceEval(*main_thread, pos.side, 1, 0), -1500, 1500);
+        PlyRecord record = record_of(fen, score);
+        int result = score > 100 ? RESULT_WON : score < -100 ? RESULT_LOST : RESULT_DRAWN;
+        record.state = static_cast<uint8_t>(record.state | result << RECORD_RESULT_SHIFT);
+        record.halfmoves = static_cast<uint8_t>(count % 40);
+        records.push_back(record);
+    }
+    return records;
+}
+
+TrainSettings small_settings() {
+    TrainSettings settings;
+    settings.hidden = 64;
+    settings.batch = 64;
+    settings.epochs = 10;
+    settings.threads = 1;
+    settings.rate = 0.003;
+    return settings;
+}
+
+// The weighted loss by the plain forward pass in double precision.
+double plain_loss(const Network& network, const std::vector<PlyRecord>& records, double lambda,
+                  double pawn_weight) {
+    double sum = 0;
+    for (const PlyRecord& record : records) {
+        NetworkInput input;
+        list_features(input, record);
+        double p = 1 / (1 + std::exp(-network_output(network, input) * input.fifty));
+        double target =
+            lambda * score_probability(record.score) + (1 - lambda) * ply_result(record);
+        sum += (input.rows[2] > 0 ? pawn_weight : 1.0) * (p - target) * (p - target);
+    }
+    return sum / static_cast<double>(records.size());
+}
+
+} // namespace
+
+TEST(TrainFeatures, StartPositionHasItsUnitsAndMaterial) {
+    std::vector<int> features = features_of(START_FEN);
+    ASSERT_EQ(features.size(), 32u + 5u);
+    EXPECT_EQ(features[0], 4);              // own king e1
+    EXPECT_EQ(features[1], 64 + 8);         // pawn a2
+    EXPECT_EQ(features[9], 128 + 1);        // knight b1
+    EXPECT_EQ(features[16], 448 + 60);      // their king e8
+    EXPECT_EQ(features[17], 448 + 64 + 48); // pawn a7
+    EXPECT_EQ((std::vector<int>(features.end() - 5, features.end())),
+              (std::vector<int>{1792 + 5, 1792 + 13, 1792 + 18, 1792 + 23, 1792 + 28}));
+}
+
+TEST(TrainFeatures, EachSideIsMirroredOnItsOwn) {
+    // One king on file d, the other on e: the second set. No pawn is passed.
+    EXPECT_EQ(features_of("4k3/8/8/3p4/4P3/8/8/3K4 w - -"),
+              (std::vector<int>{896 + 4, 896 + 64 + 27, 1344 + 60, 1344 + 64 + 35, 1797, 1805, 1810,
+                                1815, 1820}));
+    EXPECT_EQ(features_of("4k3/8/8/3p4/4P3/8/8/3K4 b - -"),
+              (std::vector<int>{896 + 4, 896 + 64 + 27, 1344 + 60, 1344 + 64 + 35, 1797, 1805, 1810,
+                                1815, 1820}));
+    // Both kings on the queen's side: the first set.
+    EXPECT_EQ(features_of("1k6/8/8/8/8/8/8/3K4 w - -")[0], 4);
+    EXPECT_EQ(features_of("1k6/8/8/8/8/8/8/3K4 w - -")[1], 448 + 62);
+}
+
+TEST(TrainFeatures, LevelPawnsArePassed) {
+    std::vector<int> features = features_of("4k3/8/8/8/3pP3/8/8/4K3 w - -");
+    EXPECT_EQ((std::vector<int>(features.begin(), features.end() - 5)),
+              (std::vector<int>{4, 64 + 28, 384 + 28, 448 + 60, 448 + 64 + 27, 448 + 384 + 27}));
+}
+
+TEST(TrainFeatures, MaterialDifferencesAreClamped) {
+    std::vector<int> features = features_of("qqqqk3/8/8/8/8/8/PPPPPPP1/4K3 w - -");
+    EXPECT_EQ((std::vector<int>(features.end() - 5, features.end())),
+              (std::vector<int>{1792 + 10, 1792 + 13, 1792 + 18, 1792 + 23, 1792 + 26}));
+}
+
+TEST(TrainFeatures, OutputRowsAreBlendedByThePieces) {
+    struct {
+        const char* fen;
+        float rows[3];
+    } const cases[] = {
+        {START_FEN, {1.0f, 0.0f, 0.0f}},
+        {"4k3/pppp4/8/8/8/8/PPPP4/4K3 w - -", {0.0f, 0.0f, 1.0f}},
+        {"4k3/pppp4/8/8/8/8/PPPP4/1N2K3 w - -", {0.048f, 0.952f, 0.0f}},
+    };
+    for (const auto& c : cases) {
+        NetworkInput input;
+        list_features(input, record_of(c.fen));
+        for (int row = 0; row < OUTPUT_ROWS; row++)
+            EXPECT_NEAR(input.rows[row], c.rows[row], 1e-6) << c.fen << row;
+    }
+}
+
+TEST(TrainFeatures, DeadInputsAreNeverActive) {
+    Random random = {4};
+    for (int n = 0; n < 200; n++)
+        for (int feature : features_of(random_fen(random))) EXPECT_FALSE(is_dead_input(feature));
+    EXPECT_TRUE(is_dead_input(3));
+    EXPECT_FALSE(is_dead_input(4));
+    EXPECT_TRUE(is_dead_input(448 + 64 + 7));
+    EXPECT_TRUE(is_dead_input(1823));
+}
+
+TEST(PlyData, FiltersApplyInTheirOrder) {
+    PlyRecord good = record_of("r3k3/pppp4/8/8/8/8/PPPP4/R3K3 w - -", 100);
+    EXPECT_EQ(judge_ply(good, PLY_FOR_NETWORK), PLY_KEPT);
+    PlyRecord record = good;
+    record.place |= RECORD_TACTICAL;
+    EXPECT_EQ(judge_ply(record, PLY_FOR_NETWORK), PLY_NOISY);
+    record.place |= RECORD_CHECK;
+    EXPECT_EQ(judge_ply(record, PLY_FOR_NETWORK), PLY_IN_CHECK);
+    record = good;
+    record.place = 15;
+    EXPECT_EQ(judge_ply(record, PLY_FOR_NETWORK), PLY_OPENING);
+    record = good;
+    record.score = -1501;
+    EXPECT_EQ(judge_ply(record, PLY_FOR_NETWORK), PLY_DECIDED);
+    record = good;
+    record.halfmoves = 61;
+    EXPECT_EQ(judge_ply(record, PLY_FOR_NETWORK), PLY_FIFTY);
+}
+
+TEST(PlyData, MaterialOfTheHandCraftedEvaluationIsLeftOut) {
+    struct {
+        const char* fen;
+        PlyVerdict network, tables;
+    } const cases[] = {
+        {"4k3/8/8/8/8/8/8/R3K3 w - -", PLY_KNOWN, PLY_KNOWN},    // 5 against 0
+        {"4k3/p7/8/8/8/8/8/RN2K3 w - -", PLY_KNOWN, PLY_KEPT},   // 8 against 0 + 2
+        {"r3k3/p7/8/8/8/8/8/RN2K3 w - -", PLY_KEPT, PLY_KEPT},   // 8 against 5 + 2
+        {"4k3/8/8/8/8/8/8/1N1BKN2 w - -", PLY_KNOWN, PLY_KEPT},  // 9 against 0
+        {"4k1n1/8/8/8/8/8/8/1N2K3 w - -", PLY_KNOWN, PLY_KNOWN}, // no pawns, 6 units
+        {"4k3/8/8/8/8/8/P7/4K3 w - -", PLY_KNOWN, PLY_KNOWN},    // one pawn
+        {"4k3/p7/8/8/8/8/P7/4K3 w - -", PLY_KEPT, PLY_KEPT},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(judge_ply(record_of(c.fen), PLY_FOR_NETWORK), c.network) << c.fen;
+        EXPECT_EQ(judge_ply(record_of(c.fen), PLY_FOR_TABLES), c.tables) << c.fen;
+    }
+}
+
+TEST(PlyData, GamesAreHeldOutWhole) {
+    std::string path = fresh_directory() + "/games.ply";
+    FILE* file = fopen(path.c_str(), "wb");
+    DataHeader header = {{}, sizeof(PlyRecord), 3};
+    memcpy(header.magic, DATA_MAGIC, sizeof header.magic);
+    fwrite(&header, sizeof header, 1, file);
+    PlyRecord record = record_of("r3k3/pppp4/8/8/8/8/PPPP4/R3K3 w - -");
+    size_t held_out = 0;
+    for (int game = 0; game < 500; game++) {
+        held_out += is_validation_game(3, static_cast<uint64_t>(game)) ? 2 : 0;
+        for (int ply = 0; ply < 2; ply++) {
+            PlyRecord next = record;
+            next.place = static_cast<uint16_t>(next.place | (ply == 0 ? RECORD_FIRST : 0));
+            fwrite(&next, sizeof next, 1, file);
+        }
+    }
+    fwrite(&record, 7, 1, file); // torn: the last game goes
+    fclose(file);
+
+    PlySets sets;
+    ASSERT_TRUE(read_ply_file(sets, path, PLY_FOR_NETWORK));
+    EXPECT_EQ(sets.games, 499u);
+    EXPECT_EQ(sets.training.size() + sets.validation.size(), 998u);
+    EXPECT_NEAR(static_cast<double>(sets.validation.size()), static_cast<double>(held_out), 2);
+    EXPECT_GT(held_out, 4u);
+    EXPECT_LT(held_out, 60u);
+
+    testing::internal::CaptureStderr();
+    EXPECT_FALSE(read_ply_file(sets, path + ".missing", PLY_FOR_NETWORK));
+    EXPECT_NE(testing::internal::GetCapturedStderr(), "");
+}
+
+TEST(TrainNetwork, SlopesAreThoseOfThePlainForwardPass) {
+    constexpr double LAMBDA = 0.7;
+    TrainSettings settings = small_settings();
+    auto trainer = make_trainer(settings);
+    std::vector<PlyRecord> records = scored_records(20, 3);
+    records.push_back(record_of("4k3/pp6/8/8/8/8/PP6/3K4 w - -", 60)); // a pawn ending, second set
+    Slopes slopes = batch_slopes(*trainer, records, LAMBDA);
+    Network network = export_network(*trainer);
+    EXPECT_NEAR(slopes.loss, plain_loss(network, records, LAMBDA, settings.pawn_weight), 1e-6);
+
+    auto check = [&](float& weight, double slope, const std::string& name) {
+        constexpr float STEP = 0.0002f; // small, since the rectifiers bend
+        const float before = weight;
+        weight = before + STEP;
+        double above = plain_loss(network, records, LAMBDA, settings.pawn_weight);
+        weight = before - STEP;
+        double below = plain_loss(network, records, LAMBDA, settings.pawn_weight);
+        weight = before;
+        EXPECT_NEAR(slope, (above - below) / (2.0 * STEP), 2e-5 + 0.02 * std::fabs(slope)) << name;
+    };
+    Random random = {12};
+    NetworkInput input;
+    for (int n = 0; n < 40; n++) {
+        list_features(input, records[static_cast<size_t>(n) % records.size()]);
+        int feature = input.features[random_below(random, input.count)];
+        size_t i = static_cast<size_t>(feature * settings.hidden + random_below(random, 64));
+        check(network.weights[i], slopes.weights[i], "input " + std::to_string(feature));
+    }
+    for (size_t i = 0; i < network.rows.size(); i += 7)
+        check(network.rows[i], slopes.rows[i], "row weight " + std::to_string(i));
+    check(network.bias, slopes.bias, "bias");
+}
+
+TEST(TrainNetwork, KernelsAgree) {
+    std::vector<PlyRecord> records = scored_records(8, 6);
+    std::vector<NetworkInput> inputs(records.size());
+    for (size_t i = 0; i < records.size(); i++) list_features(inputs[i], records[i]);
+    struct alignas(64) Line {
+        float value[16];
+    };
+    Random random = {2};
+    std::vector<Line> weights(NETWORK_INPUTS * 4), rows(OUTPUT_ROWS * 4),
+        hidden(records.size() * 4);
+    for (auto* lines : {&weights, &rows})
+        for (Line& line : *lines)
+            for (float& value : line.value)
+                value = static_cast<float>(random_below(random, 2001) - 1000) * 0.0003f;
+    std::vector<Line> sums(1), expected(1);
+    KERNELS_SSE2.forward({inputs.data(), inputs.size(), weights[0].value, rows[0].value, 0.1f,
+                          hidden[0].value, expected[0].value});
+    best_kernels().forward({inputs.data(), inputs.size(), weights[0].value, rows[0].value, 0.1f,
+                            hidden[0].value, sums[0].value});
+    for (size_t i = 0; i < inputs.size(); i++)
+        EXPECT_NEAR(sums[0].value[i], expected[0].value[i], 1e-4) << i;
+}
+
+TEST(TrainNetwork, FileKeepsWeightsToTheirRounding) {
+    TrainSettings settings = small_settings();
+    Network network = export_network(*make_trainer(settings));
+    network.weights[5] = 7.0f; // beyond the limit
+    network.bias = -3.7624f;
+    std::string path = fresh_directory() + "/network.bin";
+    ASSERT_TRUE(write_network(network, path));
+
+    Network back;
+    ASSERT_TRUE(read_network(back, path));
+    EXPECT_EQ(back.hidden, 64);
+    EXPECT_NEAR(back.weights[5], WEIGHT_LIMIT, 1e-6);
+    EXPECT_NEAR(back.bias, network.bias, 0.00011);
+    network.weights[5] = WEIGHT_LIMIT;
+    for (size_t i = 0; i < network.weights.size(); i++)
+        ASSERT_NEAR(back.weights[i], network.weights[i], 0.000101) << i;
+    for (size_t i = 0; i < network.rows.size(); i++)
+        ASSERT_NEAR(back.rows[i], network.rows[i], 0.000101) << i;
+
+    FILE* file = fopen(path.c_str(), "rb");
+    fseek(file, 0, SEEK_END);
+    EXPECT_EQ(ftell(file), 18 + 2 * (1824 * 64 + 5 * 64 + 5 + 8));
+    fclose(file);
+
+    auto trainer = make_trainer(settings);
+    import_network(*trainer, back);
+    EXPECT_EQ(export_network(*trainer).weights, back.weights);
+}
+
+TEST(TrainNetwork, LossFallsAlikeWithAnyNumberOfThreads) {
+    std::vector<PlyRecord> records = scored_records(640, 8);
+    TrainSettings settings = small_settings();
+    auto trainer = make_trainer(settings);
+    settings.threads = 3;
+    auto team = make_trainer(settings);
+    double before = evaluate_records(*trainer, records).target;
+    for (int epoch = 0; epoch < settings.epochs; epoch++) {
+        train_epoch(*trainer, records, 100);
+        train_epoch(*team, records, 100);
+    }
+    EXPECT_LT(evaluate_records(*trainer, records).target, 0.5 * before);
+    EXPECT_EQ(export_network(*trainer).weights, export_network(*team).weights);
+
+    // A saved state goes on as if nothing had happened.
+    std::string path = fresh_directory() + "/state";
+    ASSERT_TRUE(save_state(*trainer, path));
+    auto other = make_trainer(settings);
+    ASSERT_TRUE(load_state(*other, path));
+    EXPECT_EQ(other->epoch, settings.epochs);
+    train_epoch(*trainer, records, 120);
+    train_epoch(*other, records, 120);
+    EXPECT_EQ(export_network(*trainer).rows, export_network(*other).rows);
+}
+
+TEST(TrainNetwork, StepSizeRisesAndFalls) {
+    TrainSettings settings;
+    EXPECT_NEAR(rate_of_step(settings, 0, 1000), settings.rate / 30, 1e-9);
+    EXPECT_NEAR(rate_of_step(settings, 30, 1000), settings.rate, 1e-9);
+    EXPECT_NEAR(rate_of_step(settings, 1000, 1000), settings.rate * settings.last_rate, 1e-9);
 }
