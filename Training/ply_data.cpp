@@ -21,6 +21,11 @@ uint64_t next_number(uint64_t& state) {
 
 double score_probability(double score) { return 1.0 / (1.0 + std::exp(-0.006 * score)); }
 
+double ply_target(const PlyRecord& record, double lambda) {
+    double score = score_probability(record.score);
+    return has_result(record) ? lambda * score + (1.0 - lambda) * ply_result(record) : score;
+}
+
 std::vector<std::string> list_ply_files(const std::vector<std::string>& paths) {
     namespace fs = std::filesystem;
     std::vector<std::string> files;
@@ -111,7 +116,10 @@ static void sort_records(PlySets& sets, const std::vector<PlyRecord>& records, u
         if (!is_sound(record)) continue;
         PlyVerdict verdict = judge_ply(record, use);
         sets.verdicts[verdict]++;
-        if (verdict == PLY_KEPT) (held_out ? sets.validation : sets.training).push_back(record);
+        if (verdict != PLY_KEPT) continue;
+        // The neighbours of a held-out game must not teach what validation asks.
+        if (!held_out) sets.training.push_back(record);
+        else if (has_result(record)) sets.validation.push_back(record);
     }
     if (!records.empty()) sets.games += game + 1;
 }

@@ -30,7 +30,7 @@ enum PlyUse {
 
 struct PlySets {
     std::vector<PlyRecord> training;
-    std::vector<PlyRecord> validation; // all plies of 2 per cent of the games
+    std::vector<PlyRecord> validation; // plies with a result, of 2 per cent of the games
     uint64_t games = 0;
     uint64_t verdicts[PLY_VERDICTS] = {}; // records by what became of them
 };
@@ -61,10 +61,19 @@ inline int ply_unit(const PlyRecord& record, int n) {
     return record.units[n / 2] >> n % 2 * 4 & 15;
 }
 
-// Result for the side to move: 0, 0.5 or 1.
+// Code of records whose game's result says nothing about them.
+constexpr int NO_RESULT_KNOWN = 3;
+
+inline bool has_result(const PlyRecord& record) { return record_result(record) != NO_RESULT_KNOWN; }
+
+// Result for the side to move: 0, 0.5 or 1. The record must have one.
 inline float ply_result(const PlyRecord& record) {
     return static_cast<float>(record_result(record)) * 0.5f;
 }
+
+// What training aims at for the side to move: lambda parts of the score's probability and 1 - lambda
+// parts of the result; the score alone where there is no result.
+double ply_target(const PlyRecord& record, double lambda);
 
 // Probability of winning for a score in evaluation units.
 double score_probability(double score);

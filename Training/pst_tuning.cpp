@@ -106,8 +106,7 @@ PstData reduce_records(const std::vector<PlyRecord>& records, const PstSettings&
         size_t end = share_begin(records.size(), worker + 1, settings.threads);
         for (size_t i = share_begin(records.size(), worker, settings.threads); i < end; i++) {
             const PlyRecord& record = records[i];
-            double mover = settings.lambda * score_probability(record.score)
-                         + (1.0 - settings.lambda) * ply_result(record);
+            double mover = ply_target(record, settings.lambda);
             double target = record_side(record) == WHITE ? mover : 1.0 - mover;
             if (!unpack_ply(thread->position, record)) continue;
             part.positions.push_back(

@@ -14,6 +14,9 @@
 #include "Training/ply_data.h"
 #include "Training/trainer.h"
 #include "Training/training_curve.h"
+#include "eval/evaluate.h"
+#include "eval/nn.h"
+#include "search/thread.h"
 #include "shell/start.h"
 
 namespace {
@@ -21,6 +24,7 @@ namespace {
 struct TrainOptions {
     TrainSettings settings;
     std::string out = "network.bin";
+    std::string from;  // network to begin with; none: random weights
     std::string check; // network to be compared with the engine's evaluation
     double check_positions = 10000;
     bool resume = false;
@@ -60,6 +64,7 @@ static bool read_options(TrainOptions& options, int argc, char** argv) {
         number("--spread", &settings.spread, "deviation of the first input weights"),
         number("--row-spread", &settings.row_spread, "deviation of the first output rows"),
         number("--bias", &settings.bias, "first shared bias"),
+        {"--from", nullptr, &options.from, nullptr, "network file to begin with"},
         {"--check", nullptr, &options.check, nullptr, "compare a network file with the engine"},
         number("--positions", &options.check_positions, "positions for --check"),
     };
@@ -87,6 +92,52 @@ static bool read_data(PlySets& sets, const std::vector<std::string>& paths) {
     if (!sets.training.empty() && !sets.validation.empty()) return true;
     fprintf(stderr, "too few positions\n");
     return false;
+}
+
+// The engine's scores of a record's position, without contempt and scaling.
+static int network_score(Position& pos) {
+    pos.owner->ply = 1; // nothing is taken from an earlier evaluation
+    return NnEval(*pos.owner);
+}
+static int hand_crafted_score(Position& pos) { return HceEval(*pos.owner, pos.side, 1, 0); }
+
+// Squared error of a score against the record's own, as probabilities.
+static double squared_miss(int score, const PlyRecord& record, const NetworkInput& input) {
+    double miss = score_probability(static_cast<double>(score) * input.fifty)
+                - score_probability(record.score);
+    return miss * miss;
+}
+
+// Compares this program's plain forward pass through a network file with the engine's evaluation,
+// on validation positions. Returns false if the file can't be read or scores differ by more than
+// rounding.
+static bool check_network(const PlySets& sets, const TrainOptions& options) {
+    Network network;
+    if (!read_network(network, options.check)) {
+        fprintf(stderr, "can't read the network %s\n", options.check.c_str());
+        return false;
+    }
+    copy_text(active_personality.NN_File, options.check.c_str(), sizeof active_personality.NN_File);
+    NnLoad();
+    Position& pos = main_thread->position;
+    size_t count = std::min(sets.validation.size(), static_cast<size_t>(options.check_positions));
+    int largest = 0;
+    double network_loss = 0, hand_crafted_loss = 0;
+    for (size_t i = 0; i < count; i++) {
+        const PlyRecord& record = sets.validation[i];
+        if (!unpack_ply(pos, record)) continue;
+        NetworkInput input;
+        list_features(input, record);
+        int score = network_score(pos), plain = output_score(network_output(network, input));
+        largest = std::max(largest, std::abs(score - plain));
+        network_loss += squared_miss(score, record, input);
+        hand_crafted_loss += squared_miss(hand_crafted_score(pos), record, input);
+    }
+    double positions = static_cast<double>(std::max<size_t>(count, 1));
+    printf("%zu positions: largest difference to the engine %d; error against the search %.6f, "
+           "of the hand-crafted evaluation %.6f\n",
+           count, largest, network_loss / positions, hand_crafted_loss / positions);
+    return largest <= 1;
 }
 
 static void print_loss(const char* name, const TrainLoss& loss) {
@@ -140,7 +191,17 @@ int main(int argc, char** argv) {
     auto sets = std::make_unique<PlySets>();
     if (!read_data(*sets, options.paths)) return 1;
 
+    if (!options.check.empty()) return check_network(*sets, options) ? 0 : 1;
+
     auto trainer = make_trainer(options.settings);
+    if (!options.from.empty()) {
+        Network network;
+        if (!read_network(network, options.from) || network.hidden != options.settings.hidden) {
+            fprintf(stderr, "no network of this size: %s\n", options.from.c_str());
+            return 1;
+        }
+        import_network(*trainer, network);
+    }
     if (options.resume && !load_state(*trainer, options.out + ".state")) {
         fprintf(stderr, "no state of this shape: %s.state\n", options.out.c_str());
         return 1;

@@ -94,10 +94,6 @@ struct LossSums {
 
 static size_t chunks_of(size_t count) { return (count + CHUNK - 1) / CHUNK; }
 
-static double target_of(const PlyRecord& record, double lambda) {
-    return lambda * score_probability(record.score) + (1.0 - lambda) * ply_result(record);
-}
-
 // Calls work(first, end, chunk) for all chunks of a batch.
 template <class Work>
 static void for_chunks(const Trainer& trainer, size_t count, const Work& work) {
@@ -141,9 +137,9 @@ static LossSums run_losses(Trainer& trainer, const Batch& batch, double lambda) 
                 output += sums[b * room + i];
             double p = 1.0 / (1.0 + std::exp(-output * input.fifty));
             double weight = input.rows[2] > 0 ? trainer.settings.pawn_weight : 1.0;
-            double miss = p - target_of(record, lambda);
+            double miss = p - ply_target(record, lambda);
             double score_miss = p - score_probability(record.score);
-            double result_miss = p - ply_result(record);
+            double result_miss = has_result(record) ? p - ply_result(record) : 0.0;
             part.weighted += weight * miss * miss;
             part.target += miss * miss;
             part.score += score_miss * score_miss;

@@ -1,0 +1,227 @@
+#include "Training/relabelling.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cstdio>
+#include <cstdlib>
+
+#include <sys/mman.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "Training/ply_data.h"
+#include "Training/selfplay_game.h"
+#include "board/make.h"
+#include "board/movegen.h"
+#include "eval/evaluate.h"
+#include "eval/nn.h"
+#include "search/driver.h"
+#include "search/search.h"
+#include "search/selectivity.h"
+#include "search/thread.h"
+#include "search/threads.h"
+#include "shell/game.h"
+
+bool prepare_relabelling(const RelabelSettings& settings, const char* network) {
+    if (!prepare_engine(settings.hash_mb)) {
+        fprintf(stderr, "no memory\n");
+        return false;
+    }
+    bool by_hand = std::string(network) == "hce";
+    set_relaxed(shell.use_nn, static_cast<uint8_t>(!by_hand));
+    eval_epoch.fetch_add(1, std::memory_order_relaxed);
+    refresh_eval_tables(*main_thread);
+    build_search_tables();
+    if (by_hand) return true;
+    if (std::string(network) != "embedded" && access(network, R_OK) != 0) {
+        fprintf(stderr, "can't read %s\n", network);
+        return false;
+    }
+    uint32_t before = nn_header.generation;
+    copy_text(active_personality.NN_File, network, sizeof active_personality.NN_File);
+    NnLoad();
+    if (nn_header.generation != before) return true;
+    fprintf(stderr, "%s is no network\n", network);
+    return false;
+}
+
+static std::vector<Move> legal_moves_of(Position& pos) {
+    std::vector<Move> moves;
+    for (const MoveEntry* entry = gen_all_game(pos); entry->move != LIST_END; entry++)
+        if (legal_move(pos, pos.side, entry->move)
+            && !castling_exposes_king(pos, pos.side, entry->move))
+            moves.push_back(entry->move);
+    return moves;
+}
+
+static bool in_check(const Position& pos) {
+    return square_attacked(pos, pos.king_square[pos.side], pos.side ^ 1) != 0;
+}
+
+namespace {
+
+struct Answer {
+    Move move; // the best one, or 0: quiescence leaves the position as it is
+    int score; // from the side to move's view
+};
+
+} // namespace
+
+// Static score of the game's position, which is not in check, or the best score by captures.
+static Answer quiescence_answer(Position& pos) {
+    constexpr uint64_t NO_LIMIT = UINT64_MAX;
+    constexpr int ROOT = 1;
+
+    SearchThread& thread = *pos.owner;
+    reset_search_stack(thread);
+    thread.node_limit = NO_LIMIT;
+    engine.root_side = pos.side;
+    Move pv[PLY_SLOTS] = {};
+    SearchStackEntry& node = thread.stack[ROOT];
+    node.node_type = NODE_PV;
+    node.static_eval = static_cast<int16_t>(Evaluate(thread, pos.side, ROOT, 0));
+    int score = quiesce(pos, pos.side, ROOT, 0, -INFINITE_SCORE, INFINITE_SCORE, NODE_PV, pv);
+    return {pv[ROOT], score};
+}
+
+// Searches the game's position, which has a legal move and is not in check.
+static Answer find_answer(Position& pos, const RelabelSettings& settings) {
+    constexpr uint64_t HARD_FACTOR = 8, FEWEST_NODES = 4000; // limit that breaks an iteration off
+    set_relaxed(engine.stop, 0);
+    if (settings.nodes == 0) return quiescence_answer(pos);
+
+    engine.soft_nodes = static_cast<uint64_t>(settings.nodes);
+    engine.max_nodes = std::max(FEWEST_NODES, engine.soft_nodes * HARD_FACTOR);
+    prepare_search();
+    if (setup_master_record() != 0) exit(1);
+    search_root(0);
+    set_relaxed(engine.stop, 0);
+    return {engine.pv[1], relaxed(engine.best_score)};
+}
+
+bool relabel_record(PlyRecord& record, const RelabelSettings& settings) {
+    Position& pos = main_thread->position;
+    if (!unpack_ply(pos, record) || in_check(pos) || legal_moves_of(pos).empty()) return false;
+    record.score = static_cast<int16_t>(find_answer(pos, settings).score);
+    return true;
+}
+
+bool make_neighbour(PlyRecord& neighbour, const PlyRecord& record, const RelabelSettings& settings,
+                    uint64_t& dice) {
+    Position& pos = main_thread->position;
+    if (!unpack_ply(pos, record)) return false;
+    uint64_t steps = 1 + next_number(dice) % static_cast<uint64_t>(settings.most_steps);
+    for (uint64_t i = 0; i < steps; i++) {
+        std::vector<Move> moves = legal_moves_of(pos);
+        if (moves.empty()) return false;
+        make_game_move(pos, moves[next_number(dice) % moves.size()]);
+    }
+    if (in_check(pos) || legal_moves_of(pos).empty()) return false;
+
+    // What training would drop whatever the search says needs no search.
+    const int ply = record_ply(record);
+    pack_ply(neighbour, pos, NULL_MOVE, 0, ply);
+    neighbour.place &= static_cast<uint16_t>(~RECORD_TACTICAL);
+    if (judge_ply(neighbour, PLY_FOR_NETWORK) != PLY_KEPT) return false;
+    const Answer answer = find_answer(pos, settings);
+    pack_ply(neighbour, pos, answer.move, answer.score, ply);
+    if (answer.move == NULL_MOVE) neighbour.place &= static_cast<uint16_t>(~RECORD_TACTICAL);
+    neighbour.state |= static_cast<uint8_t>(NO_RESULT_KNOWN << RECORD_RESULT_SHIFT);
+    neighbour.state |= static_cast<uint8_t>(record.state & RECORD_CHESS960);
+    return judge_ply(neighbour, PLY_FOR_NETWORK) == PLY_KEPT;
+}
+
+namespace {
+
+// What workers and caller share, in front of the results.
+struct SharedState {
+    std::atomic<uint64_t> next; // chunk of records to be worked at
+    std::atomic<uint64_t> done;
+};
+
+constexpr size_t CHUNK_RECORDS = 256; // records that a worker takes at a time
+
+} // namespace
+
+// Results of one record: `neighbours` of them, or one. A result that isn't there has no units.
+static void work_at(const PlyRecord& record, PlyRecord* out, const RelabelSettings& settings,
+                    uint64_t dice) {
+    bool used = judge_ply(record, PLY_FOR_NETWORK) == PLY_KEPT;
+    if (settings.neighbours == 0) {
+        *out = record;
+        if (used) relabel_record(*out, settings);
+        return;
+    }
+    for (int i = 0; used && i < settings.neighbours; i++)
+        if (!make_neighbour(out[i], record, settings, dice)) out[i] = {};
+}
+
+static void run_worker(SharedState& shared, const std::vector<PlyRecord>& records, PlyRecord* out,
+                       const RelabelSettings& settings) {
+    const size_t results = static_cast<size_t>(std::max(settings.neighbours, 1));
+    for (;;) {
+        size_t begin = shared.next.fetch_add(1) * CHUNK_RECORDS;
+        if (begin >= records.size()) return;
+        size_t end = std::min(records.size(), begin + CHUNK_RECORDS);
+        for (size_t i = begin; i < end; i++)
+            work_at(records[i], out + i * results, settings, settings.seed << 40 ^ i);
+        uint64_t done = shared.done.fetch_add(end - begin) + (end - begin);
+        if (done / 50000 != (done - (end - begin)) / 50000)
+            fprintf(stderr, "%llu of %zu records\n", static_cast<unsigned long long>(done),
+                    records.size());
+    }
+}
+
+// The results in order, without those that aren't there.
+static std::vector<PlyRecord> gather(const std::vector<PlyRecord>& records, const PlyRecord* out,
+                                     const RelabelSettings& settings) {
+    if (settings.neighbours == 0) return {out, out + records.size()};
+    std::vector<PlyRecord> gathered;
+    for (size_t i = 0; i < records.size(); i++) {
+        if (records[i].place & RECORD_FIRST) gathered.push_back(records[i]);
+        for (int k = 0; k < settings.neighbours; k++)
+            if (const PlyRecord* result = out + i * static_cast<size_t>(settings.neighbours) + k;
+                result->occupied)
+                gathered.push_back(*result);
+    }
+    return gathered;
+}
+
+static bool wait_for(const std::vector<pid_t>& workers) {
+    bool all_well = true;
+    for (pid_t worker : workers) {
+        int status = 0;
+        all_well = waitpid(worker, &status, 0) == worker && WIFEXITED(status)
+                && WEXITSTATUS(status) == 0 && all_well;
+    }
+    return all_well;
+}
+
+std::vector<PlyRecord> relabel_records(const std::vector<PlyRecord>& records,
+                                       const RelabelSettings& settings) {
+    constexpr size_t HEAD_BYTES = 64;
+    const size_t results = records.size() * static_cast<size_t>(std::max(settings.neighbours, 1));
+    const size_t bytes = HEAD_BYTES + results * sizeof(PlyRecord);
+    void* memory = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+    if (memory == MAP_FAILED) return {};
+    auto* shared = new (memory) SharedState{};
+    auto* out = reinterpret_cast<PlyRecord*>(static_cast<char*>(memory) + HEAD_BYTES);
+
+    fflush(stdout); // a child must not print what waits here
+    std::vector<pid_t> workers;
+    bool all_well = true;
+    for (int i = 0; i < settings.workers && all_well; i++) {
+        pid_t pid = fork();
+        if (pid == 0) {
+            run_worker(*shared, records, out, settings);
+            _exit(0);
+        }
+        all_well = pid > 0;
+        if (pid > 0) workers.push_back(pid);
+    }
+    all_well = wait_for(workers) && all_well;
+    std::vector<PlyRecord> gathered;
+    if (all_well) gathered = gather(records, out, settings);
+    munmap(memory, bytes);
+    return gathered;
+}

@@ -1,0 +1,40 @@
+// relabelling.h: new search scores for records, and records of neighbouring positions.
+//
+// The engine's records are process-wide, so that each worker is a process, forked from the caller
+// after the engine's start-up; their results meet in shared memory. The caller must have no other
+// threads.
+
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "Training/record.h"
+
+struct RelabelSettings {
+    int nodes = 400;    // of a search, after which no iteration begins; 0: quiescence alone
+    int neighbours = 0; // positions made from each record, in place of the record itself
+    int most_steps = 2; // random moves that lead to a neighbour: 1 to this number
+    int hash_mb = 8;    // of each worker
+    int workers = 1;
+    uint64_t seed = 1;
+};
+
+// Takes up a network file for the searches, or the hand-crafted evaluation for "hce", and sets the
+// engine up for searches by nodes. Returns false, after a message on standard error, if that fails.
+bool prepare_relabelling(const RelabelSettings& settings, const char* network);
+
+// Scores the record's position anew by a search. Returns false, with the record unchanged, if it is
+// no position or has no legal move.
+bool relabel_record(PlyRecord& record, const RelabelSettings& settings);
+
+// Makes a position some random moves away from the record's, scored by a search and without a
+// result. Returns false if there is none, or if training would not use it.
+bool make_neighbour(PlyRecord& neighbour, const PlyRecord& record, const RelabelSettings& settings,
+                    uint64_t& dice);
+
+// Scores all records of a file anew that training would use; the others stay as they are. With
+// neighbours the result holds each game's first record, so that games keep their numbers, and what
+// could be made of the records that training would use. Empty if a worker failed.
+std::vector<PlyRecord> relabel_records(const std::vector<PlyRecord>& records,
+                                       const RelabelSettings& settings);
