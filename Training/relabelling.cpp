@@ -61,8 +61,9 @@ static bool in_check(const Position& pos) {
 namespace {
 
 struct Answer {
-    Move move; // the best one, or 0: quiescence leaves the position as it is
-    int score; // from the side to move's view
+    Move move;  // the best one, or 0
+    int score;  // from the side to move's view
+    bool quiet; // quiescence changed nothing; true for a search
 };
 
 } // namespace
@@ -79,9 +80,11 @@ static Answer quiescence_answer(Position& pos) {
     Move pv[PLY_SLOTS] = {};
     SearchStackEntry& node = thread.stack[ROOT];
     node.node_type = NODE_PV;
+    node.in_check = 0;
+    node.checker_square = NO_SQUARE;
     node.static_eval = static_cast<int16_t>(Evaluate(thread, pos.side, ROOT, 0));
     int score = quiesce(pos, pos.side, ROOT, 0, -INFINITE_SCORE, INFINITE_SCORE, NODE_PV, pv);
-    return {pv[ROOT], score};
+    return {NULL_MOVE, score, score == node.static_eval};
 }
 
 // Searches the game's position, which has a legal move and is not in check.
@@ -96,7 +99,7 @@ static Answer find_answer(Position& pos, const RelabelSettings& settings) {
     if (setup_master_record() != 0) exit(1);
     search_root(0);
     set_relaxed(engine.stop, 0);
-    return {engine.pv[1], relaxed(engine.best_score)};
+    return {engine.pv[1], relaxed(engine.best_score), true};
 }
 
 bool relabel_record(PlyRecord& record, const RelabelSettings& settings) {
@@ -126,6 +129,7 @@ bool make_neighbour(PlyRecord& neighbour, const PlyRecord& record, const Relabel
     const Answer answer = find_answer(pos, settings);
     pack_ply(neighbour, pos, answer.move, answer.score, ply);
     if (answer.move == NULL_MOVE) neighbour.place &= static_cast<uint16_t>(~RECORD_TACTICAL);
+    if (!answer.quiet) return false;
     neighbour.state |= static_cast<uint8_t>(NO_RESULT_KNOWN << RECORD_RESULT_SHIFT);
     neighbour.state |= static_cast<uint8_t>(record.state & RECORD_CHESS960);
     return judge_ply(neighbour, PLY_FOR_NETWORK) == PLY_KEPT;
