@@ -9,8 +9,10 @@
 #include "Training/network.h"
 #include "Training/ply_data.h"
 #include "Training/pst_tuning.h"
+#include "Training/relabelling.h"
 #include "Training/trainer.h"
 #include "hce_support.h"
+#include "search_fixture.h"
 
 namespace {
 
@@ -431,4 +433,80 @@ TEST(TrainNetwork, StepSizeRisesAndFalls) {
     EXPECT_NEAR(rate_of_step(settings, 0, 1000), settings.rate / 30, 1e-9);
     EXPECT_NEAR(rate_of_step(settings, 30, 1000), settings.rate, 1e-9);
     EXPECT_NEAR(rate_of_step(settings, 1000, 1000), settings.rate * settings.last_rate, 1e-9);
+}
+
+namespace {
+
+// Engine settings are put back afterwards.
+class Relabelling : public SearchTest {
+protected:
+    void prepare(int nodes, int neighbours) {
+        settings.nodes = nodes;
+        settings.neighbours = neighbours;
+        settings.hash_mb = 4;
+        testing::internal::CaptureStdout();
+        EXPECT_TRUE(prepare_relabelling(settings, "hce"));
+        testing::internal::GetCapturedStdout();
+    }
+
+    RelabelSettings settings;
+};
+
+constexpr char QUIET_MIDDLE_GAME[] =
+    "r1bq1rk1/pp2bppp/2n1pn2/2pp4/3P1B2/2PBPN2/PP1N1PPP/R2QK2R w KQ -";
+
+} // namespace
+
+TEST_F(Relabelling, QuiescenceGivesTheStaticScoreOfAQuietPosition) {
+    prepare(0, 0);
+    PlyRecord record = record_of("r3k3/pppp4/8/8/8/8/PPPP4/R3K3 w - -", 999);
+    record.halfmoves = 32;
+    record.state |= RESULT_WON << RECORD_RESULT_SHIFT;
+    PlyRecord before = record;
+    ASSERT_TRUE(relabel_record(record, settings));
+
+    Position& pos = set_up("r3k3/pppp4/8/8/8/8/PPPP4/R3K3 w - -");
+    int expected = HceEval(*main_thread, pos.side, 1, 0);
+    EXPECT_EQ(record.score, expected - expected * 32 / 256);
+    before.score = record.score;
+    EXPECT_EQ(memcmp(&record, &before, sizeof record), 0) << "only the score changes";
+
+    record.units[0] = 0; // no position
+    EXPECT_FALSE(relabel_record(record, settings));
+}
+
+TEST_F(Relabelling, SearchSeesWhatTheStaticScoreDoesNot) {
+    prepare(200, 0);
+    PlyRecord record = record_of("6k1/5ppp/8/8/8/8/5PPP/R5K1 w - -", 5);
+    ASSERT_TRUE(relabel_record(record, settings));
+    EXPECT_EQ(record.score, 10000 - 2) << "mate in one";
+}
+
+TEST_F(Relabelling, NeighboursAreFitForTrainingAndHaveNoResult) {
+    prepare(0, 6);
+    settings.most_steps = 3;
+    settings.workers = 2;
+    std::vector<PlyRecord> games;
+    for (int n = 0; n < 6; n++) {
+        games.push_back(record_of(QUIET_MIDDLE_GAME, 20));
+        if (n % 3 == 0) games.back().place |= RECORD_FIRST;
+    }
+    std::vector<PlyRecord> made = relabel_records(games, settings);
+    EXPECT_EQ(made.size(), relabel_records(games, settings).size()) << "the same again";
+    EXPECT_GT(made.size(), 6u);
+    int firsts = 0;
+    for (const PlyRecord& record : made) {
+        if (record.place & RECORD_FIRST) {
+            firsts++;
+            EXPECT_TRUE(has_result(record)) << "the game's own record";
+            continue;
+        }
+        EXPECT_FALSE(has_result(record));
+        EXPECT_EQ(judge_ply(record, PLY_FOR_NETWORK), PLY_KEPT);
+        EXPECT_EQ(ply_target(record, 0.25), score_probability(record.score));
+        PlyRecord again = record;
+        ASSERT_TRUE(relabel_record(again, settings));
+        EXPECT_EQ(again.score, record.score);
+    }
+    EXPECT_EQ(firsts, 2);
 }
