@@ -44,8 +44,7 @@ struct PstSettings {
     double lambda = 0.5; // weight of the search score in the target, the rest is the result's
     double smooth = 6;   // expected difference of the changes of neighbouring squares, units
     double pull = 30;    // expected change of a square, units
-    double worth = 1;  // what a position counts against these expectations: those of a game
-                         // are alike
+    double worth = 1;    // what a position counts against these expectations
     double rate = 1.0;   // first step size, units
     int epochs = 300;
     int threads = 2;
