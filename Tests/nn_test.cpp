@@ -353,6 +353,27 @@ TEST_F(NetworkNoise, MovesTheOutputByKeyAndSeed) {
     EXPECT_EQ(output_of(thread), plain) << "off in batch runs";
 }
 
+TEST_F(NetworkNoise, ScoresWithAndWithoutItAreNotMixed) {
+    load(random_network());
+    SearchThread& thread = *main_thread;
+    Position& pos = set_up(MIDDLEGAME_FEN);
+    thread.game_moves = 0;
+    active_personality.eval_jitter = 1;
+    refresh_eval_tables(thread);
+    nn_score(pos);
+    ASSERT_EQ(eval_hash_entry(thread).key, pos.key);
+    refresh_eval_tables(thread);
+    EXPECT_EQ(eval_hash_entry(thread).key, pos.key) << "nothing has changed";
+
+    thread.game_moves = 2;
+    refresh_eval_tables(thread);
+    EXPECT_NE(eval_hash_entry(thread).key, pos.key);
+    nn_score(pos);
+    thread.game_moves = 0;
+    refresh_eval_tables(thread);
+    EXPECT_NE(eval_hash_entry(thread).key, pos.key);
+}
+
 TEST_F(NetworkNoise, SearchThreadsKnowTheLengthOfTheGame) {
     set_up(START_FEN);
     play(game(), "e2e4 e7e5 g1f3");

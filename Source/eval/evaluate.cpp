@@ -11,6 +11,12 @@
 std::atomic<uint32_t> eval_epoch;
 
 void refresh_eval_tables(SearchThread& thread) {
+    // A search with noise and one without must not find each other's scores: the same game played
+    // again would go another way.
+    const bool noise = NnHasNoise(thread);
+    if (thread.eval_noise != noise) memset(thread.eval_hash, 0, sizeof thread.eval_hash);
+    thread.eval_noise = noise;
+
     uint32_t epoch = relaxed(eval_epoch);
     if (thread.eval_epoch == epoch) return;
     memset(thread.eval_hash, 0, sizeof thread.eval_hash);

@@ -31,5 +31,6 @@ int HceEval(SearchThread& thread, int side, int ply, int report);
 // hash and pawn hash before it searches. Written by the main thread.
 extern std::atomic<uint32_t> eval_epoch;
 
-// Flushes the thread's two tables if they were filled under other settings.
+// Flushes the thread's two tables if they were filled under other settings, and the eval hash if
+// the network's noise has been switched since.
 void refresh_eval_tables(SearchThread& thread);

@@ -275,6 +275,10 @@ static int score_of(float probability) {
     return static_cast<int>(std::log(1.0 / p - 1.0) * SCALE);
 }
 
+bool NnHasNoise(const SearchThread& thread) {
+    return active_personality.eval_jitter && thread.game_moves > 1;
+}
+
 int NnEval(SearchThread& thread) {
     if (thread.nn_generation != nn_header.generation && !allocate_buffers(thread)) {
         Print("error initializing NN!");
@@ -289,7 +293,7 @@ int NnEval(SearchThread& thread) {
     }
 
     float z = network_output(thread, accumulate(thread));
-    if (active_personality.eval_jitter && thread.game_moves > 1) z = add_noise(thread, z);
+    if (NnHasNoise(thread)) z = add_noise(thread, z);
     thread.nn_probability = static_cast<float>(1.0 / (1.0 + std::exp(-static_cast<double>(z))));
     thread.nn_score = static_cast<int16_t>(score_of(thread.nn_probability));
     entry.nn_score = thread.nn_score;

@@ -72,5 +72,8 @@ void NnUnload();
 // ply 0 and 1 neither the eval hash nor the last accumulator is used. A network must be loaded.
 int NnEval(SearchThread& thread);
 
+// Tells whether scores get noise: in a game, once it has two moves. Fixed while a search runs.
+bool NnHasNoise(const SearchThread& thread);
+
 // Gives back what NnEval has allocated for the thread.
 void NnFreeBuffers(SearchThread& thread);

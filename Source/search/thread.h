@@ -101,6 +101,7 @@ struct alignas(64) SearchThread {
     PawnHashEntry pawn_hash[PAWN_HASH_SIZE];
     uint32_t eval_epoch; // settings that the two tables were filled under, see evaluate.h
     uint8_t eval_use_nn; // and shell.use_nn at that time
+    uint8_t eval_noise;  // and 1 if the network's scores had noise then
 
     EvalContext context;
 
