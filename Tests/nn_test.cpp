@@ -476,14 +476,25 @@ TEST_F(NetworkChoice, ContemptAndTheFiftyMoveRuleFollow) {
     EXPECT_EQ(Evaluate(*main_thread, WHITE, 1, 0), 333 - 333 * 100 / 256);
 }
 
-TEST_F(NetworkHash, ChangesOfTheSwitchEmptyIt) {
-    load(constant_rows(10000, 10000, 10000));
-    Position& pos = set_up(MIDDLEGAME_FEN);
+namespace {
+
+// The game's thread with the network's score, 333, in its eval hash.
+SearchThread& scored_thread() {
+    const Position& pos = set_up(MIDDLEGAME_FEN);
     engine.target_time = ANALYSIS_SECONDS;
     SearchThread& thread = *main_thread;
     refresh_eval_tables(thread);
     thread.ply = 2;
     EXPECT_EQ(Evaluate(thread, pos.side, 2, 0), 333);
+    return thread;
+}
+
+} // namespace
+
+TEST_F(NetworkHash, ChangesOfTheSwitchEmptyIt) {
+    load(constant_rows(10000, 10000, 10000));
+    SearchThread& thread = scored_thread();
+    const Position& pos = thread.position;
     set_relaxed(shell.use_nn, 0);
     int hce = Evaluate(thread, pos.side, 1, 0);
     set_relaxed(shell.use_nn, 1);
@@ -494,12 +505,8 @@ TEST_F(NetworkHash, ChangesOfTheSwitchEmptyIt) {
 
 TEST_F(NetworkHash, AnotherNetworkEmptiesIt) {
     load(constant_rows(10000, 10000, 10000));
-    Position& pos = set_up(MIDDLEGAME_FEN);
-    engine.target_time = ANALYSIS_SECONDS;
-    SearchThread& thread = *main_thread;
-    refresh_eval_tables(thread);
-    thread.ply = 2;
-    EXPECT_EQ(Evaluate(thread, pos.side, 2, 0), 333);
+    SearchThread& thread = scored_thread();
+    const Position& pos = thread.position;
     load(constant_rows(5000, 5000, 5000));
     refresh_eval_tables(thread); // as at the start of a search
     EXPECT_EQ(Evaluate(thread, pos.side, 2, 0), 166);
