@@ -68,6 +68,13 @@ bool read_openings(std::vector<std::string>& openings, const char* name) {
     return true;
 }
 
+std::vector<Move> all_legal_moves(Position& pos) {
+    std::vector<Move> moves;
+    for (const MoveEntry* entry = gen_all_game(pos); entry->move != LIST_END; entry++)
+        if (legal_by_rules(pos, pos.side, entry->move)) moves.push_back(entry->move);
+    return moves;
+}
+
 // Tells whether a legal move keeps the mover's losses to a minor piece.
 static bool keeps_material(const Position& pos, Move move) {
     int from = move_from(move), to = move_to(move);
@@ -77,11 +84,7 @@ static bool keeps_material(const Position& pos, Move move) {
 
 // A legal move that doesn't lose much, each as likely as any other; NULL_MOVE without one.
 static Move random_move(Position& pos, Dice& dice) {
-    std::vector<Move> moves;
-    for (const MoveEntry* entry = gen_all_game(pos); entry->move != LIST_END; entry++)
-        if (legal_move(pos, pos.side, entry->move)
-            && !castling_exposes_king(pos, pos.side, entry->move))
-            moves.push_back(entry->move);
+    std::vector<Move> moves = all_legal_moves(pos);
     while (!moves.empty()) {
         auto index = static_cast<size_t>(roll_below(dice, static_cast<int>(moves.size())));
         if (keeps_material(pos, moves[index])) return moves[index];

@@ -23,6 +23,9 @@ int roll_below(Dice& dice, int limit);
 // Mixes two numbers into a seed in which every bit of both counts.
 uint64_t mix_seed(uint64_t a, uint64_t b);
 
+// The moves of the position that are legal by the rules, in the order of generation.
+std::vector<Move> all_legal_moves(Position& pos);
+
 enum class StartKind { STANDARD, CHESS960, OPENING };
 
 // FEN text of the Chess960 start with that number, 0 to 959; 518 is the standard one. Bishops,

@@ -28,7 +28,7 @@ void pack_ply(PlyRecord& record, const Position& pos, Move move, int score, int 
     int ep = pos.ep_square == NO_SQUARE ? 0 : file_of(pos.ep_square) + 1;
     int place = std::min(ply, RECORD_PLY) | ep << RECORD_EP_SHIFT;
     if (captures_or_promotes(pos, move)) place |= RECORD_TACTICAL;
-    if (square_attacked(pos, pos.king_square[pos.side], pos.side ^ 1)) place |= RECORD_CHECK;
+    if (king_in_check(pos)) place |= RECORD_CHECK;
     record.place = static_cast<uint16_t>(place);
     record.state = static_cast<uint8_t>(pos.side | pos.castling << RECORD_CASTLING_SHIFT);
     record.halfmoves = pos.halfmoves;

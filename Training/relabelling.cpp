@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include "Training/ply_data.h"
+#include "Training/random_start.h"
 #include "Training/selfplay_game.h"
 #include "board/make.h"
 #include "board/movegen.h"
@@ -43,19 +44,6 @@ bool prepare_relabelling(const RelabelSettings& settings, const char* network) {
     if (nn_header.generation != before) return true;
     fprintf(stderr, "%s is no network\n", network);
     return false;
-}
-
-static std::vector<Move> legal_moves_of(Position& pos) {
-    std::vector<Move> moves;
-    for (const MoveEntry* entry = gen_all_game(pos); entry->move != LIST_END; entry++)
-        if (legal_move(pos, pos.side, entry->move)
-            && !castling_exposes_king(pos, pos.side, entry->move))
-            moves.push_back(entry->move);
-    return moves;
-}
-
-static bool in_check(const Position& pos) {
-    return square_attacked(pos, pos.king_square[pos.side], pos.side ^ 1) != 0;
 }
 
 namespace {
@@ -104,7 +92,8 @@ static Answer find_answer(Position& pos, const RelabelSettings& settings) {
 
 bool relabel_record(PlyRecord& record, const RelabelSettings& settings) {
     Position& pos = main_thread->position;
-    if (!unpack_ply(pos, record) || in_check(pos) || legal_moves_of(pos).empty()) return false;
+    if (!unpack_ply(pos, record) || king_in_check(pos) || all_legal_moves(pos).empty())
+        return false;
     record.score = static_cast<int16_t>(find_answer(pos, settings).score);
     return true;
 }
@@ -115,11 +104,11 @@ bool make_neighbour(PlyRecord& neighbour, const PlyRecord& record, const Relabel
     if (!unpack_ply(pos, record)) return false;
     uint64_t steps = 1 + next_number(dice) % static_cast<uint64_t>(settings.most_steps);
     for (uint64_t i = 0; i < steps; i++) {
-        std::vector<Move> moves = legal_moves_of(pos);
+        std::vector<Move> moves = all_legal_moves(pos);
         if (moves.empty()) return false;
         make_game_move(pos, moves[next_number(dice) % moves.size()]);
     }
-    if (in_check(pos) || legal_moves_of(pos).empty()) return false;
+    if (king_in_check(pos) || all_legal_moves(pos).empty()) return false;
 
     // What training would drop whatever the search says needs no search.
     const int ply = record_ply(record);

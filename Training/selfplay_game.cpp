@@ -67,14 +67,6 @@ static Answer think(const GameSettings& settings) {
     return {engine.pv[1], relaxed(engine.best_score)};
 }
 
-static bool has_legal_move(Position& pos) {
-    for (const MoveEntry* entry = gen_all_game(pos); entry->move != LIST_END; entry++)
-        if (legal_move(pos, pos.side, entry->move)
-            && !castling_exposes_king(pos, pos.side, entry->move))
-            return true;
-    return false;
-}
-
 // Tells whether nobody can mate: a lone minor piece, or bishops on squares of one colour.
 static bool mate_is_impossible(const Position& pos) {
     Bitboard bishops = 0, knights = 0;
@@ -93,8 +85,8 @@ constexpr int NO_RESULT = -1;
 // White's result where the rules end the game, else NO_RESULT.
 static int result_by_rules(Position& pos) {
     constexpr int FIFTY_MOVES = 100; // plies
-    if (!has_legal_move(pos)) {
-        if (!square_attacked(pos, pos.king_square[pos.side], pos.side ^ 1)) return RESULT_DRAWN;
+    if (all_legal_moves(pos).empty()) {
+        if (!king_in_check(pos)) return RESULT_DRAWN;
         return pos.side == WHITE ? RESULT_LOST : RESULT_WON;
     }
     bool drawn = pos.halfmoves >= FIFTY_MOVES || mate_is_impossible(pos) || is_draw(pos, 0)

@@ -45,8 +45,18 @@ inline int legal_move_knowing(const Position& pos, int side, Move move, int in_c
 // opened, which legal_move does not see. 0 for all other moves.
 int castling_exposes_king(const Position& pos, int side, Move move);
 
+// Tells whether a pseudo-legal move is legal by the rules, castling included.
+inline bool legal_by_rules(const Position& pos, int side, Move move) {
+    return legal_move(pos, side, move) && !castling_exposes_king(pos, side, move);
+}
+
 // Not 0 if a piece of that side attacks the square, with the current occupancy.
 int square_attacked(const Position& pos, int square, int by_side);
+
+// Tells whether the king of the side to move is attacked.
+inline bool king_in_check(const Position& pos) {
+    return square_attacked(pos, pos.king_square[pos.side], pos.side ^ 1) != 0;
+}
 
 // Draw by the fifty-move rule or by repetition: 1 or 0. `ply` is the search's, or 0 to ask about
 // the game: then a count past the limit is a draw only if no legal move exists. A repetition of

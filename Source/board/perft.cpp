@@ -22,8 +22,7 @@ void perft(SearchThread& thread, int side, int ply_slot, int depth) {
     while (MoveEntry* move = next_move(pos)) {
         entry.current_move = move;
         // The counts of others leave out castling that the rook's departure makes illegal.
-        if (!legal_move(pos, side, move->move) || castling_exposes_king(pos, side, move->move))
-            continue;
+        if (!legal_by_rules(pos, side, move->move)) continue;
         if (depth == 1) {
             thread.perft_nodes++;
             continue;

@@ -82,7 +82,7 @@ static void prepare_master(SearchThread& thread) {
 }
 
 static bool legal_root_move(const Position& pos, Move move) {
-    return legal_move(pos, pos.side, move) && !castling_exposes_king(pos, pos.side, move);
+    return legal_by_rules(pos, pos.side, move);
 }
 
 // Generates the root moves and drops illegal ones in place. Returns their number.

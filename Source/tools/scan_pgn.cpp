@@ -93,10 +93,6 @@ int16_t comment_value(const char* comment, bool by_black) {
     return SCORE_NO_VALUE;
 }
 
-static bool in_check(const Position& pos) {
-    return square_attacked(pos, pos.king_square[pos.side], pos.side ^ 1) != 0;
-}
-
 // Tells whether move `index` was a blunder: the other side's scores were no clear win before it
 // and are well above that for several moves from then on.
 static bool is_blunder(const GameWriter& game, int index) {
@@ -143,7 +139,7 @@ static void write_training_line(GameWriter& game, const Position& pos, int index
     const int score = game.moves[index].score;
     if (index >= game.count - LEFT_OUT_AT_END || index > LAST_INDEX) return;
     if ((index < OPENING && score == 0) || std::abs(score) > MOST_SCORE) return;
-    if (pos.halfmoves > MOST_HALFMOVES || in_check(pos)) return;
+    if (pos.halfmoves > MOST_HALFMOVES || king_in_check(pos)) return;
 
     // Sides go by the index, whoever began: a game that Black began counts turned round.
     double value = game.result == WHITE ? 1.0 : game.result == BLACK ? 0.0 : 0.5;
@@ -155,7 +151,7 @@ static void write_training_line(GameWriter& game, const Position& pos, int index
 }
 
 static void write_search_line(GameWriter& game, const Position& pos, int index) {
-    if (in_check(pos)) return;
+    if (king_in_check(pos)) return;
     char fen[FEN_LENGTH];
     write_fen(pos, fen, 1);
     fprintf(game.out, "%s bm %s; ce %d;\n", fen, game.moves[index].text, game.moves[index].score);

@@ -167,7 +167,7 @@ static void use_line(Run& run, const char* text) {
         PrintFormat("info string '%s' can't be searched: %s", line.epd.position, reason);
         return;
     }
-    if (square_attacked(pos, pos.king_square[pos.side], pos.side ^ 1)) return;
+    if (king_in_check(pos)) return;
 
     if (!search_position()) return;
     if ((run.searched++ & POLL_MASK) == POLL_MASK) hear_commands();
