@@ -330,6 +330,48 @@ TEST_F(LongNetwork, DifferencesEqualFullSums) {
     free_search_thread(fresh);
 }
 
+// What a search evaluates, compared with full sums at each call of the last layer.
+namespace {
+
+struct SumCheck {
+    const NnKernels* kernels; // those in use
+    NetworkFile shape;
+    int positions;
+    double worst; // difference of an output
+};
+SumCheck sum_check;
+
+void check_output(float result[2], const float* sums, const float* row0, const float* row1,
+                  int count) {
+    std::vector<const float*> rows;
+    const SearchThread& thread = *search_threads[0].load();
+    for (int input : plain_inputs(sum_check.shape, thread.position))
+        rows.push_back(nn_header.w1 + size_t{static_cast<unsigned>(input)} * nn_header.hidden1);
+    std::vector<float> full(static_cast<size_t>(count), nn_header.extras[1]);
+    sum_check.kernels->update(full.data(), rows.data(), 0, static_cast<int>(rows.size()), count);
+    float expected[2];
+    sum_check.kernels->output(expected, full.data(), row0, row1, count);
+    sum_check.kernels->output(result, sums, row0, row1, count);
+    for (int i : {0, 1})
+        sum_check.worst =
+            std::max(sum_check.worst, static_cast<double>(std::abs(result[i] - expected[i])));
+    sum_check.positions++;
+}
+
+} // namespace
+
+TEST_F(LongNetwork, DifferencesEqualFullSumsInSearches) {
+    load_network("embedded");
+    ASSERT_TRUE(NnSelectPath(""));
+    sum_check = {nn_kernels, {}, 0, 0.0};
+    NnKernels checking = *nn_kernels;
+    checking.output = check_output;
+    nn_kernels = &checking;
+    for (int depth = 8; sum_check.positions < 100000; depth++)
+        for (const char* fen : FENS) search_nodes(fen, depth);
+    EXPECT_LT(sum_check.worst, 0.001);
+}
+
 TEST_F(NetworkNoise, MovesTheOutputByKeyAndSeed) {
     NetworkFile net = random_network();
     load(net);

@@ -3,11 +3,11 @@
 #include "eval/nn.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstdlib>
 #include <cstring>
 
 #include "board/bitboard.h"
+#include "eval/logistic.h"
 #include "eval/nn_kernels.h"
 #include "search/thread.h"
 #include "shell/print.h"
@@ -272,7 +272,7 @@ static int score_of(float probability) {
     double p = probability;
     if (p < LEAST) return NN_LEAST_SCORE;
     if (p > MOST) return NN_MOST_SCORE;
-    return static_cast<int>(std::log(1.0 / p - 1.0) * SCALE);
+    return static_cast<int>(log_of(1.0 / p - 1.0) * SCALE);
 }
 
 bool NnHasNoise(const SearchThread& thread) {
@@ -294,7 +294,7 @@ int NnEval(SearchThread& thread) {
 
     float z = network_output(thread, accumulate(thread));
     if (NnHasNoise(thread)) z = add_noise(thread, z);
-    thread.nn_probability = static_cast<float>(1.0 / (1.0 + std::exp(-static_cast<double>(z))));
+    thread.nn_probability = static_cast<float>(1.0 / (1.0 + exp_of(-static_cast<double>(z))));
     thread.nn_score = static_cast<int16_t>(score_of(thread.nn_probability));
     entry.nn_score = thread.nn_score;
     entry.key = pos.key;
