@@ -6,7 +6,7 @@
 
 // A change of this number is a change of behaviour. Whoever makes one on purpose writes the new
 // number here and in the commit's last line.
-constexpr char SIGNATURE[] = "nodes= 1175750,";
+constexpr char SIGNATURE[] = "nodes= 1103018,";
 
 TEST(Bench, NodeTotalIsTheSignature) {
     int status = -1;
