@@ -246,6 +246,22 @@ TEST_F(Selfplay, InterruptionLeavesWholeGames) {
         }
 }
 
+TEST_F(Selfplay, PlaysWithTheEvaluationOfChoice) {
+    SelfplaySettings by_hand = small_run(2), by_network = small_run(2);
+    ASSERT_EQ(run_selfplay(by_hand), 0);
+
+    testing::internal::CaptureStdout();
+    EXPECT_TRUE(choose_evaluation("embedded"));
+    testing::internal::GetCapturedStdout();
+    EXPECT_EQ(relaxed(shell.use_nn), 1);
+    ASSERT_EQ(run_selfplay(by_network), 0);
+    EXPECT_NE(bytes_of(game_file_name(by_hand, 0)), bytes_of(game_file_name(by_network, 0)));
+
+    EXPECT_FALSE(choose_evaluation("no such file"));
+    EXPECT_TRUE(choose_evaluation("hce"));
+    EXPECT_EQ(relaxed(shell.use_nn), 0);
+}
+
 TEST_F(Selfplay, UnusableDirectoryFails) {
     SelfplaySettings settings = small_run(2);
     settings.out += "/file";

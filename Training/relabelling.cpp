@@ -18,7 +18,6 @@
 #include "eval/nn.h"
 #include "search/driver.h"
 #include "search/search.h"
-#include "search/selectivity.h"
 #include "search/thread.h"
 #include "search/threads.h"
 #include "shell/game.h"
@@ -28,22 +27,7 @@ bool prepare_relabelling(const RelabelSettings& settings, const char* network) {
         fprintf(stderr, "no memory\n");
         return false;
     }
-    bool by_hand = std::string(network) == "hce";
-    set_relaxed(shell.use_nn, static_cast<uint8_t>(!by_hand));
-    eval_epoch.fetch_add(1, std::memory_order_relaxed);
-    refresh_eval_tables(*main_thread);
-    build_search_tables();
-    if (by_hand) return true;
-    if (std::string(network) != "embedded" && access(network, R_OK) != 0) {
-        fprintf(stderr, "can't read %s\n", network);
-        return false;
-    }
-    uint32_t before = nn_header.generation;
-    copy_text(active_personality.NN_File, network, sizeof active_personality.NN_File);
-    NnLoad();
-    if (nn_header.generation != before) return true;
-    fprintf(stderr, "%s is no network\n", network);
-    return false;
+    return choose_evaluation(network);
 }
 
 namespace {

@@ -26,7 +26,8 @@ static constexpr char USAGE[] =
     "  --chess960 PERCENT     games from Chess960 starts (10)\n"
     "  --openings FILE        EPD file of positions to begin games with\n"
     "  --openings-share PERCENT  games from these positions (15)\n"
-    "  --params FILE          evaluation parameters (params.txt, if it is there)\n";
+    "  --network FILE         network to play with, \"embedded\", or \"hce\" (hce)\n"
+    "  --params FILE          parameters of the hand-crafted evaluation (params.txt, if it is there)\n";
 
 static int processors() {
     long count = sysconf(_SC_NPROCESSORS_ONLN);
@@ -38,6 +39,7 @@ namespace {
 struct Options {
     SelfplaySettings run;
     const char* openings; // file name, or null
+    const char* network;  // file name, "embedded" or "hce"
     const char* params;   // file name, or null
 };
 
@@ -92,6 +94,8 @@ static bool take_option(Options& options, const char* name, const char* value) {
         options.run.out = value;
     } else if (strcmp(name, "--openings") == 0) {
         options.openings = value;
+    } else if (strcmp(name, "--network") == 0) {
+        options.network = value;
     } else if (strcmp(name, "--params") == 0) {
         options.params = value;
     } else if (strcmp(name, "--minutes") == 0) {
@@ -113,16 +117,15 @@ static bool read_options(Options& options, int argc, char** argv) {
     return !options.run.out.empty();
 }
 
-// The evaluation that the games are played with: the hand-crafted one. Returns false after a
-// message if its parameters can't be read.
-static bool choose_evaluation(const Options& options) {
-    if (!options.params) return true;
+// Reads the parameters of the hand-crafted evaluation. Returns false after a message if it can't.
+static bool take_parameters(const char* name) {
+    if (!name) return true;
     constexpr size_t ROOM = sizeof active_personality.params_file;
-    if (access(options.params, R_OK) != 0 || strlen(options.params) >= ROOM) {
-        fprintf(stderr, "can't read %s\n", options.params);
+    if (access(name, R_OK) != 0 || strlen(name) >= ROOM) {
+        fprintf(stderr, "can't read %s\n", name);
         return false;
     }
-    copy_text(active_personality.params_file, options.params, ROOM);
+    copy_text(active_personality.params_file, name, ROOM);
     rebuild_evaluation();
     return true;
 }
@@ -138,6 +141,7 @@ static bool load_openings(Options& options) {
 
 int main(int argc, char** argv) {
     Options options = {};
+    options.network = "hce";
     options.run = {{2000, 10, 15, {}}, "", 1, processors(), 8, 0, 0, 0.0, true};
     if (!read_options(options, argc, argv)) {
         fputs(USAGE, stderr);
@@ -149,7 +153,9 @@ int main(int argc, char** argv) {
     }
     if (!init_engine()) return 1;
     int status = 1;
-    if (choose_evaluation(options) && load_openings(options)) status = run_selfplay(options.run);
+    if (take_parameters(options.params) && choose_evaluation(options.network)
+        && load_openings(options))
+        status = run_selfplay(options.run);
     shut_down_engine();
     return status;
 }

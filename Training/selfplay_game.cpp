@@ -1,14 +1,19 @@
 #include "Training/selfplay_game.h"
 
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
+
+#include <unistd.h>
 
 #include "Training/random_start.h"
 #include "board/make.h"
 #include "board/movegen.h"
 #include "eval/evaluate.h"
+#include "eval/nn.h"
 #include "search/driver.h"
 #include "search/hash.h"
+#include "search/selectivity.h"
 #include "search/thread.h"
 #include "search/threads.h"
 #include "shell/game.h"
@@ -34,6 +39,25 @@ bool prepare_engine(int hash_mb) {
     active_personality.UCI_LimitStrength = 0;
     active_personality.MultiPV = 1;
     return hash_alloc() != 0;
+}
+
+bool choose_evaluation(const char* network) {
+    bool by_hand = std::string(network) == "hce";
+    set_relaxed(shell.use_nn, static_cast<uint8_t>(!by_hand));
+    eval_epoch.fetch_add(1, std::memory_order_relaxed);
+    refresh_eval_tables(*main_thread);
+    build_search_tables();
+    if (by_hand) return true;
+    if (std::string(network) != "embedded" && access(network, R_OK) != 0) {
+        fprintf(stderr, "can't read %s\n", network);
+        return false;
+    }
+    uint32_t before = nn_header.generation;
+    copy_text(active_personality.NN_File, network, sizeof active_personality.NN_File);
+    NnLoad();
+    if (nn_header.generation != before) return true;
+    fprintf(stderr, "%s is no network\n", network);
+    return false;
 }
 
 // Forgets all that an earlier game has left: a game must not depend on what was played before it.
