@@ -73,7 +73,7 @@ TEST_F(CommandLineOptions, DefaultsOfThePersonality) {
     EXPECT_EQ(p.eval_jitter, 0);
     EXPECT_STREQ(p.params_file, "params.txt");
     EXPECT_STREQ(p.NN_File, "embedded");
-    EXPECT_EQ(relaxed(shell.use_nn), 0);
+    EXPECT_EQ(relaxed(shell.use_nn), 1);
     EXPECT_STREQ(p.ConfigFilePath, "");
     EXPECT_STREQ(p.OwnBook_File, "");
     EXPECT_STREQ(p.OwnBook2_File, "");
@@ -105,10 +105,10 @@ TEST_F(CommandLineOptions, SwitchesSetTheirFlags) {
     parse({"-log", "-numa"});
     EXPECT_EQ(default_personality.Log, 1);
     EXPECT_EQ(shell.numa, 1);
-    parse({"-use_nn"});
-    EXPECT_EQ(relaxed(shell.use_nn), 1);
     parse({"-use_hce"});
     EXPECT_EQ(relaxed(shell.use_nn), 0);
+    parse({"-use_nn"});
+    EXPECT_EQ(relaxed(shell.use_nn), 1);
     parse({"-noise", "0.5"});
     EXPECT_EQ(shell.noise, 0.5f);
 }

@@ -293,7 +293,7 @@ TEST_F(Options, TheListingHasItsFixedOrder) {
               "option name Threads type spin default 1 min 1 max 160\n"
               "option name Clear_Hash type button\n"
               "option name NN_File type string default embedded\n"
-              "option name Use_NN_eval type check default false\n"
+              "option name Use_NN_eval type check default true\n"
               "option name OwnBook type check default false\n"
               "option name OwnBook_File type string default \n"
               "option name OwnBook_Depth type spin default 24 min 0 max 60\n"

@@ -45,7 +45,7 @@ class Pondering : public ShellTest {};
 } // namespace
 
 TEST_F(UciProgram, IdentifiesItselfWithAllOptionsInOrder) {
-    Program program = run_with_input({"-use_hce"}, "uci\n");
+    Program program = run_with_input({}, "uci\n");
     std::vector<std::string> names;
     bool begun = false;
     for (const std::string& line : program.lines) {
@@ -59,7 +59,7 @@ TEST_F(UciProgram, IdentifiesItselfWithAllOptionsInOrder) {
                              "option name Threads type spin default 1 min 1 max 160\n"
                              "option name Clear_Hash type button\n"
                              "option name NN_File type string default embedded\n"
-                             "option name Use_NN_eval type check default false\n"
+                             "option name Use_NN_eval type check default true\n"
                              "option name OwnBook type check default false\n"
                              "option name OwnBook_File type string default \n"
                              "option name OwnBook_Depth type spin default 24 min 0 max 60\n"

@@ -55,5 +55,5 @@ void set_default_state() {
     engine.target_time = 1.0f;
 
     set_relaxed(shell.uci_mode, 1);
-    set_relaxed(shell.use_nn, 0); // the embedded network is the weaker evaluation
+    set_relaxed(shell.use_nn, 1);
 }
