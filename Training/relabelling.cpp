@@ -65,13 +65,9 @@ static Answer find_answer(Position& pos, const RelabelSettings& settings) {
     set_relaxed(engine.stop, 0);
     if (settings.nodes == 0) return quiescence_answer(pos);
 
-    engine.soft_nodes = static_cast<uint64_t>(settings.nodes);
-    engine.max_nodes = std::max(FEWEST_NODES, engine.soft_nodes * HARD_FACTOR);
-    prepare_search();
-    if (setup_master_record() != 0) exit(1);
-    search_root(0);
-    set_relaxed(engine.stop, 0);
-    return {engine.pv[1], relaxed(engine.best_score), true};
+    const auto nodes = static_cast<uint64_t>(settings.nodes);
+    const SearchAnswer answer = search_by_nodes(nodes, std::max(FEWEST_NODES, nodes * HARD_FACTOR));
+    return {answer.move, answer.score, true};
 }
 
 bool relabel_record(PlyRecord& record, const RelabelSettings& settings) {

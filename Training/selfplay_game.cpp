@@ -68,27 +68,22 @@ static void forget_searches() {
     eval_epoch.fetch_add(1, std::memory_order_relaxed);
 }
 
-namespace {
-
-struct Answer {
-    Move move;
-    int score; // from the side to move's view
-};
-
-} // namespace
-
-// Searches the game's position; it has a legal move.
-static Answer think(const GameSettings& settings) {
-    constexpr uint64_t HARD_FACTOR = 8; // of the limit at which an iteration is broken off
-
-    engine.soft_nodes = static_cast<uint64_t>(settings.nodes);
-    engine.max_nodes = engine.soft_nodes * HARD_FACTOR;
+SearchAnswer search_by_nodes(uint64_t nodes, uint64_t most_nodes) {
+    engine.soft_nodes = nodes;
+    engine.max_nodes = most_nodes;
     prepare_search();
     if (setup_master_record() != 0) exit(-1);
     set_relaxed(engine.stop, 0);
     search_root(0);
     set_relaxed(engine.stop, 0);
     return {engine.pv[1], relaxed(engine.best_score)};
+}
+
+// Searches the game's position; it has a legal move.
+static SearchAnswer think(const GameSettings& settings) {
+    constexpr uint64_t HARD_FACTOR = 8; // of the limit at which an iteration is broken off
+    const auto nodes = static_cast<uint64_t>(settings.nodes);
+    return search_by_nodes(nodes, nodes * HARD_FACTOR);
 }
 
 // Tells whether nobody can mate: a lone minor piece, or bishops on squares of one colour.
@@ -160,7 +155,7 @@ static int play_from_start(Game& game, const GameSettings& settings, Position& p
     while (!relaxed(selfplay_interrupted)) {
         int result = result_by_rules(pos);
         if (result != NO_RESULT) return game.plies > 0 ? result : NO_RESULT;
-        Answer answer = think(settings);
+        SearchAnswer answer = think(settings);
         if (game.plies == 0 && std::abs(answer.score) > LOPSIDED) return NO_RESULT;
 
         int ply = pos.owner->undo_index;

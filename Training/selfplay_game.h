@@ -38,6 +38,16 @@ bool prepare_engine(int hash_mb);
 // Returns false, after a message on standard error, if it can't be read or is no network.
 bool choose_evaluation(const char* network);
 
+struct SearchAnswer {
+    Move move;
+    int score; // from the side to move's view
+};
+
+// Searches the game's position, which has a legal move: the iteration that reaches `nodes` is the
+// last, and it is broken off at `most_nodes`. Needs prepare_engine before. Ends the process when
+// memory runs out.
+SearchAnswer search_by_nodes(uint64_t nodes, uint64_t most_nodes);
+
 // Plays one game; needs prepare_engine before. Returns false, with the game unfinished, when it
 // was interrupted.
 bool play_game(Game& game, const GameSettings& settings, uint64_t seed);
