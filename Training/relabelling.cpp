@@ -19,7 +19,6 @@
 #include "search/driver.h"
 #include "search/search.h"
 #include "search/thread.h"
-#include "search/threads.h"
 #include "shell/game.h"
 
 bool prepare_relabelling(const RelabelSettings& settings, const char* network) {
