@@ -30,7 +30,7 @@ std::vector<std::string> output_of(const std::vector<std::string>& arguments,
 
 // Processor seconds that a process has used.
 double processor_seconds(int pid) {
-    clockid_t clock;
+    clockid_t clock = {};
     timespec time = {};
     EXPECT_EQ(clock_getcpuclockid(pid, &clock), 0);
     EXPECT_EQ(clock_gettime(clock, &time), 0);
