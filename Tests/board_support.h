@@ -9,12 +9,12 @@
 
 #include <gtest/gtest.h>
 
+#include "base/state.h"
 #include "board/make.h"
 #include "board/movegen.h"
 #include "board/movetext.h"
 #include "board/position.h"
 #include "search/thread.h"
-#include "shell/state.h"
 #include "support.h"
 
 // The square of a name such as "e4".

@@ -10,6 +10,7 @@
 
 #include <sys/resource.h>
 
+#include "base/text.h"
 #include "board/make.h"
 #include "board/movetext.h"
 #include "board_support.h"

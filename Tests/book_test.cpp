@@ -11,6 +11,7 @@
 
 #include <sys/stat.h>
 
+#include "base/text.h"
 #include "board/make.h"
 #include "board/movetext.h"
 #include "board_support.h"

@@ -4,6 +4,7 @@
 
 #include <fstream>
 
+#include "base/text.h"
 #include "shell_fixture.h"
 
 namespace {

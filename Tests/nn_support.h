@@ -11,6 +11,7 @@
 
 #include <gtest/gtest.h>
 
+#include "base/text.h"
 #include "eval/evaluate.h"
 #include "eval/nn.h"
 #include "eval/nn_kernels.h"
@@ -190,5 +191,5 @@ inline double output_of(const SearchThread& thread) {
 // Evaluates the game's position at ply 1: from scratch, without the eval hash.
 inline int nn_score(Position& pos) {
     pos.owner->ply = 1;
-    return NnEval(*pos.owner);
+    return NnEval(thread_of(pos));
 }

@@ -4,6 +4,7 @@
 
 #include "shell/console.h"
 
+#include "base/text.h"
 #include "shell_fixture.h"
 
 namespace {

@@ -1,6 +1,6 @@
 // Output: Print, the log and its opening.
 
-#include "shell/print.h"
+#include "base/print.h"
 
 #include <filesystem>
 #include <fstream>

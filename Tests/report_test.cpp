@@ -6,6 +6,7 @@
 
 #include <unistd.h>
 
+#include "base/lock.h"
 #include "search/driver.h"
 #include "search/report.h"
 

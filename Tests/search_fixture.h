@@ -16,6 +16,7 @@
 
 #include "support.h"
 
+#include "base/state.h"
 #include "board/make.h"
 #include "board/movegen.h"
 #include "board/movetext.h"
@@ -27,7 +28,6 @@
 #include "search/thread.h"
 #include "search/threads.h"
 #include "shell/game.h"
-#include "shell/state.h"
 
 // Builds the search tables anew, also where Selectivity has not changed.
 inline void rebuild_search_tables() {

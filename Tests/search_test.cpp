@@ -3,7 +3,7 @@
 #include "search_fixture.h"
 
 #include "eval/evaluate.h"
-#include "fathom/tbprobe.h"
+#include "syzygy/tbprobe.h"
 
 namespace {
 

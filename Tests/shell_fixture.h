@@ -14,9 +14,9 @@
 
 #include <gtest/gtest.h>
 
+#include "base/print.h"
 #include "search/hash.h"
 #include "shell/game.h"
-#include "shell/print.h"
 #include "shell/uci.h"
 #include "support.h"
 

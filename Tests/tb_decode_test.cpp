@@ -9,9 +9,9 @@
 
 #include <gtest/gtest.h>
 
-#include "fathom/tbcore.h"
-#include "fathom/tbdecode.h"
-#include "fathom/tbprobe.h"
+#include "syzygy/tbcore.h"
+#include "syzygy/tbdecode.h"
+#include "syzygy/tbprobe.h"
 #include "tb_support.h"
 
 namespace {

@@ -6,10 +6,10 @@
 
 #include <gtest/gtest.h>
 
+#include "base/state.h"
 #include "board/movetext.h"
-#include "fathom/tbcore.h"
-#include "fathom/tbprobe.h"
-#include "shell/state.h"
+#include "syzygy/tbcore.h"
+#include "syzygy/tbprobe.h"
 #include "tb_support.h"
 
 namespace {

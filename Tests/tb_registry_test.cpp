@@ -12,8 +12,8 @@
 
 #include <gtest/gtest.h>
 
-#include "fathom/tbcore.h"
-#include "fathom/tbprobe.h"
+#include "syzygy/tbcore.h"
+#include "syzygy/tbprobe.h"
 #include "tb_support.h"
 
 namespace {

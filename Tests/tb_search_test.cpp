@@ -6,10 +6,10 @@
 
 #include <gtest/gtest.h>
 
-#include "fathom/tbcore.h"
-#include "fathom/tbprobe.h"
+#include "base/state.h"
 #include "shell/options.h"
-#include "shell/state.h"
+#include "syzygy/tbcore.h"
+#include "syzygy/tbprobe.h"
 #include "tb_support.h"
 
 namespace {

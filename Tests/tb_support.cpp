@@ -4,8 +4,8 @@
 
 #include <gtest/gtest.h>
 
-#include "fathom/tbcore.h"
-#include "fathom/tbprobe.h"
+#include "syzygy/tbcore.h"
+#include "syzygy/tbprobe.h"
 
 std::string own_tables() { return std::string(MIRD_TEST_SOURCE_DIR) + "/data/syzygy"; }
 

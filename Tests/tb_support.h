@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "fathom/tbboard.h"
 #include "support.h"
+#include "syzygy/tbboard.h"
 
 // Folder of the small tables that travel with the tests: KQvK, KRvK, KPvK.
 std::string own_tables();

@@ -4,9 +4,9 @@
 
 #include <unistd.h>
 
+#include "base/platform.h"
 #include "search/driver.h"
 #include "search/timing.h"
-#include "shell/platform.h"
 
 namespace {
 

@@ -2,8 +2,8 @@
 
 #include "search_fixture.h"
 
+#include "base/platform.h"
 #include "search/timing.h"
-#include "shell/platform.h"
 
 namespace {
 

@@ -9,9 +9,10 @@
 
 #include "Training/random_start.h"
 #include "Training/workers.h"
+#include "base/state.h"
+#include "base/text.h"
 #include "shell/game.h"
 #include "shell/start.h"
-#include "shell/state.h"
 
 static constexpr char USAGE[] =
     "usage: selfplay --out DIR [options]\n"

@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include "Training/random_start.h"
+#include "base/text.h"
 #include "board/make.h"
 #include "board/movegen.h"
 #include "eval/evaluate.h"

@@ -14,6 +14,7 @@
 #include "Training/ply_data.h"
 #include "Training/trainer.h"
 #include "Training/training_curve.h"
+#include "base/text.h"
 #include "eval/evaluate.h"
 #include "eval/nn.h"
 #include "search/thread.h"

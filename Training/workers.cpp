@@ -13,8 +13,8 @@
 
 #include "Training/game_file.h"
 #include "Training/random_start.h"
-#include "shell/platform.h"
-#include "shell/state.h"
+#include "base/platform.h"
+#include "base/state.h"
 
 namespace {
 

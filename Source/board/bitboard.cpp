@@ -1,6 +1,6 @@
 #include "board/bitboard.h"
 
-#include "shell/print.h"
+#include "base/print.h"
 
 Bitboard between[64][64];
 Bitboard ray_north[64], ray_east[64], ray_north_west[64], ray_north_east[64];

@@ -3,11 +3,11 @@
 #include <algorithm>
 #include <cstring>
 
+#include "base/state.h"
 #include "board/movegen.h"
 #include "board/see.h"
 #include "search/report.h"
 #include "search/thread.h"
-#include "shell/state.h"
 
 static uint64_t piece_key(int code, int square) { return zobrist[code * 64 + square]; }
 

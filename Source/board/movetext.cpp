@@ -4,10 +4,10 @@
 #include <cstdio>
 #include <cstring>
 
+#include "base/state.h"
 #include "board/make.h"
 #include "board/movegen.h"
 #include "search/thread.h"
-#include "shell/state.h"
 
 // clang-format off
 const char SQUARE_NAMES[65][3] = {

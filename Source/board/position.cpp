@@ -2,9 +2,9 @@
 
 #include <cstring>
 
+#include "base/print.h"
 #include "board/see.h"
 #include "search/thread.h"
-#include "shell/print.h"
 
 constexpr char PIECE_LETTERS[] = "PNBRQK"; // by type, from type 1 on
 

@@ -4,12 +4,12 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "base/platform.h"
+#include "base/print.h"
+#include "base/state.h"
 #include "board/movetext.h"
 #include "book/polyglot_numbers.h"
 #include "search/hash.h"
-#include "shell/platform.h"
-#include "shell/print.h"
-#include "shell/state.h"
 
 constexpr long ENTRY_BYTES = sizeof(BookEntry);
 

@@ -7,13 +7,13 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "base/platform.h"
+#include "base/print.h"
+#include "base/state.h"
 #include "board/make.h"
 #include "board/movetext.h"
 #include "book/book.h"
 #include "search/thread.h"
-#include "shell/platform.h"
-#include "shell/print.h"
-#include "shell/state.h"
 
 constexpr size_t LINE_LENGTH = 1024; // with the ending NUL; longer lines are read in pieces
 constexpr int MOST_MOVES = 36;       // of a game that count

@@ -6,11 +6,11 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "base/print.h"
 #include "board/bitboard.h"
 #include "eval/logistic.h"
 #include "eval/nn_kernels.h"
 #include "search/thread.h"
-#include "shell/print.h"
 
 // Rows that one evaluation can add or remove: units on 64 squares, each perhaps a passed pawn as
 // well, and the material features. Positions of games have 53 at most.

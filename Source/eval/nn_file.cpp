@@ -6,12 +6,12 @@
 #include <cstring>
 #include <ctime>
 
+#include "base/platform.h"
+#include "base/print.h"
+#include "base/state.h"
 #include "eval/evaluate.h"
 #include "eval/nn.h"
 #include "eval/nn_kernels.h"
-#include "shell/platform.h"
-#include "shell/print.h"
-#include "shell/state.h"
 
 // The embedded network, as bytes of a network file.
 extern "C" const unsigned char nn_embedded[];

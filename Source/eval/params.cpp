@@ -5,9 +5,10 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "base/state.h"
+#include "base/text.h"
 #include "board/types.h"
 #include "eval/pst.h"
-#include "shell/state.h"
 
 EvalParam eval_params[PARAM_ROWS];
 

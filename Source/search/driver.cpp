@@ -4,18 +4,19 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "base/lock.h"
+#include "base/print.h"
 #include "board/make.h"
 #include "board/movegen.h"
 #include "board/see.h"
 #include "eval/evaluate.h"
-#include "fathom/tbprobe.h"
 #include "search/ordering.h"
 #include "search/report.h"
 #include "search/search.h"
 #include "search/selectivity.h"
 #include "search/thread.h"
 #include "search/threads.h"
-#include "shell/print.h"
+#include "syzygy/tbprobe.h"
 
 static bool stopped() { return relaxed(engine.stop) != 0; }
 

@@ -4,10 +4,10 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "base/platform.h"
+#include "base/print.h"
 #include "board/make.h"
 #include "search/thread.h"
-#include "shell/platform.h"
-#include "shell/print.h"
 
 HashEntry* hash_table;
 uint64_t hash_entries;

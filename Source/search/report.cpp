@@ -4,11 +4,12 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "base/lock.h"
+#include "base/print.h"
 #include "board/movetext.h"
 #include "search/hash.h"
 #include "search/thread.h"
 #include "search/threads.h"
-#include "shell/print.h"
 
 constexpr size_t LINE_TEXT = 1200; // 66 moves, line breaks and the figures
 

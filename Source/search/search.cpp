@@ -2,18 +2,18 @@
 
 #include <algorithm>
 
+#include "base/platform.h"
 #include "board/make.h"
 #include "board/movegen.h"
 #include "board/see.h"
 #include "eval/evaluate.h"
-#include "fathom/tbprobe.h"
 #include "search/hash.h"
 #include "search/ordering.h"
 #include "search/report.h"
 #include "search/selectivity.h"
 #include "search/thread.h"
 #include "search/timing.h"
-#include "shell/platform.h"
+#include "syzygy/tbprobe.h"
 
 // Values for the comparison of mover and victim, by piece type, in pawns.
 //                                     -  P  N  B  R   Q   K  -

@@ -4,7 +4,7 @@
 #include <cmath>
 #include <cstdio>
 
-#include "shell/state.h"
+#include "base/state.h"
 
 int16_t BP_margin;
 int16_t FP_depth, SEP_depth, LMP_depth, NMP_depth, LMR_depth;

@@ -9,11 +9,11 @@
 #include <atomic>
 #include <cstdint>
 
+#include "base/state.h"
 #include "board/position.h"
 #include "board/types.h"
 #include "eval/context.h"
 #include "eval/nn.h"
-#include "shell/state.h"
 
 // The score scale: 16-bit centipawn-like units from the side to move's view.
 constexpr int INFINITE_SCORE = 10001;

@@ -4,11 +4,12 @@
 #include <cstring>
 #include <new>
 
+#include "base/lock.h"
+#include "base/platform.h"
+#include "base/state.h"
 #include "eval/evaluate.h"
 #include "search/driver.h"
 #include "search/thread.h"
-#include "shell/platform.h"
-#include "shell/state.h"
 
 SearchThread* main_thread;
 std::atomic<SearchThread*> search_threads[MAX_THREADS];

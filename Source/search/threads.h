@@ -8,7 +8,7 @@
 
 #include <cstdint>
 
-#include "shell/print.h"
+#include "base/lock.h"
 
 struct SearchThread;
 

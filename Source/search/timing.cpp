@@ -3,11 +3,12 @@
 #include <algorithm>
 #include <cstdlib>
 
+#include "base/lock.h"
+#include "base/platform.h"
+#include "base/print.h"
+#include "base/state.h"
 #include "search/thread.h"
 #include "search/threads.h"
-#include "shell/platform.h"
-#include "shell/print.h"
-#include "shell/state.h"
 
 void update_elapsed() { set_relaxed(engine.elapsed, monotonic_seconds() - think_start + 0.0001); }
 

@@ -4,9 +4,10 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "base/state.h"
+#include "base/text.h"
 #include "shell/options.h"
 #include "shell/start.h"
-#include "shell/state.h"
 #include "shell/strength.h"
 
 constexpr char EXAMPLE_TABLE_PATH[] = "C:\\Chess\\Syzygy;C:\\Chess\\Syzygy\\6-Piece";

@@ -2,6 +2,9 @@
 
 #include <cstdlib>
 
+#include "base/platform.h"
+#include "base/print.h"
+#include "base/state.h"
 #include "search/driver.h"
 #include "search/hash.h"
 #include "search/thread.h"
@@ -9,9 +12,6 @@
 #include "search/timing.h"
 #include "shell/game.h"
 #include "shell/input.h"
-#include "shell/platform.h"
-#include "shell/print.h"
-#include "shell/state.h"
 
 static constexpr const char* POSITIONS[20] = {
     "r1bqkb1r/pp1ppppp/2n2n2/8/3NP3/2N5/PPP2PPP/R1BQKB1R b KQkq -",

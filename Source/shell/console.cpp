@@ -5,6 +5,10 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "base/platform.h"
+#include "base/print.h"
+#include "base/state.h"
+#include "base/text.h"
 #include "board/make.h"
 #include "board/movetext.h"
 #include "board/perft.h"
@@ -20,10 +24,7 @@
 #include "shell/game.h"
 #include "shell/game_file.h"
 #include "shell/options.h"
-#include "shell/platform.h"
-#include "shell/print.h"
 #include "shell/record.h"
-#include "shell/state.h"
 
 constexpr int WORDS = 10;
 constexpr size_t WORD_LENGTH = 128; // with the ending NUL

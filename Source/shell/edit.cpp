@@ -2,9 +2,9 @@
 
 #include <cstring>
 
+#include "base/print.h"
 #include "search/thread.h"
 #include "shell/input.h"
-#include "shell/print.h"
 
 static void print_help() {
     Print("\n");

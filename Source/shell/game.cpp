@@ -4,6 +4,8 @@
 #include <cmath>
 #include <cstdlib>
 
+#include "base/platform.h"
+#include "base/print.h"
 #include "board/make.h"
 #include "board/movetext.h"
 #include "board/see.h"
@@ -18,8 +20,6 @@
 #include "shell/console.h"
 #include "shell/input.h"
 #include "shell/options.h"
-#include "shell/platform.h"
-#include "shell/print.h"
 #include "shell/strength.h"
 
 constexpr int LOOP_SLEEP_MS = 2;

@@ -4,12 +4,13 @@
 #include <cstdio>
 #include <cstring>
 
+#include "base/platform.h"
+#include "base/print.h"
+#include "base/state.h"
+#include "base/text.h"
 #include "board/movetext.h"
 #include "search/thread.h"
-#include "shell/platform.h"
-#include "shell/print.h"
 #include "shell/record.h"
-#include "shell/state.h"
 
 constexpr size_t MOVE_WORD_LENGTH = 32; // characters of a word that may be a move
 

@@ -3,9 +3,9 @@
 #include <cstdio>
 #include <cstring>
 
+#include "base/platform.h"
+#include "base/state.h"
 #include "shell/console.h"
-#include "shell/platform.h"
-#include "shell/state.h"
 #include "shell/uci.h"
 
 constexpr size_t LINE_LIMIT =

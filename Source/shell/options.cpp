@@ -7,20 +7,12 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "base/print.h"
+#include "base/state.h"
+#include "base/text.h"
 #include "eval/nn.h"
-#include "fathom/tbcore.h"
 #include "search/hash.h"
-#include "shell/print.h"
-#include "shell/state.h"
-
-int read_integer(const char* text) {
-    return static_cast<int>(std::clamp(strtol(text, nullptr, 10), long{INT_MIN}, long{INT_MAX}));
-}
-
-float read_number(const char* text) {
-    float value = strtof(text, nullptr);
-    return std::isfinite(value) ? value : 0.0f;
-}
+#include "syzygy/tbcore.h"
 
 static bool busy() { return relaxed(engine.game_state) != STATE_IDLE; }
 

@@ -22,9 +22,3 @@ void print_options();
 
 // Prints one check line of that listing.
 void PrintCheckOption(const char* name, int value);
-
-// A whole number as atoi reads it, junk as 0, but clamped to the range of int.
-int read_integer(const char* text);
-
-// A number as atof reads it; what is not finite counts as 0.
-float read_number(const char* text);

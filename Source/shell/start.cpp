@@ -4,22 +4,23 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "base/platform.h"
+#include "base/print.h"
+#include "base/state.h"
+#include "base/text.h"
 #include "board/bitboard.h"
 #include "book/build.h"
 #include "eval/kpk.h"
 #include "eval/nn.h"
-#include "fathom/tbcore.h"
 #include "search/hash.h"
 #include "search/ordering.h"
 #include "search/thread.h"
 #include "shell/bench.h"
 #include "shell/game.h"
 #include "shell/options.h"
-#include "shell/platform.h"
-#include "shell/print.h"
-#include "shell/state.h"
 #include "shell/strength.h"
 #include "shell/test_suite.h"
+#include "syzygy/tbcore.h"
 #include "tools/scan_pgn.h"
 #include "tools/tuning_data.h"
 

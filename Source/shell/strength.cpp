@@ -3,13 +3,13 @@
 #include <cmath>
 #include <cstdlib>
 
+#include "base/platform.h"
+#include "base/print.h"
 #include "search/driver.h"
 #include "search/thread.h"
 #include "search/threads.h"
 #include "search/timing.h"
 #include "shell/game.h"
-#include "shell/platform.h"
-#include "shell/print.h"
 
 constexpr char calibration_position[] =
     "rnb1k2r/1pq1bppp/p2p1n2/4p3/4P3/2N1BN2/PPP1BPPP/R2QK2R w KQkq -";

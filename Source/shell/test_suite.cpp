@@ -5,6 +5,10 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "base/platform.h"
+#include "base/print.h"
+#include "base/state.h"
+#include "base/text.h"
 #include "board/movetext.h"
 #include "search/hash.h"
 #include "search/report.h"
@@ -14,9 +18,6 @@
 #include "shell/game.h"
 #include "shell/input.h"
 #include "shell/options.h"
-#include "shell/platform.h"
-#include "shell/print.h"
-#include "shell/state.h"
 #include "tools/epd.h"
 
 namespace {

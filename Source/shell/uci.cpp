@@ -4,6 +4,9 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "base/print.h"
+#include "base/state.h"
+#include "base/text.h"
 #include "board/make.h"
 #include "board/movetext.h"
 #include "search/hash.h"
@@ -12,8 +15,6 @@
 #include "search/threads.h"
 #include "shell/game.h"
 #include "shell/options.h"
-#include "shell/print.h"
-#include "shell/state.h"
 
 constexpr size_t TOKEN_LENGTH = 128; // with the ending NUL
 

@@ -7,12 +7,13 @@
 #include <cstring>
 #include <string_view>
 
+#include "base/platform.h"
+#include "base/print.h"
+#include "base/state.h"
+#include "base/text.h"
 #include "board/make.h"
 #include "board/movetext.h"
 #include "search/thread.h"
-#include "shell/platform.h"
-#include "shell/print.h"
-#include "shell/state.h"
 
 constexpr char SECOND_OUTPUT[] = "tmpX.epd";
 constexpr char BLANKS[] = " \t\r\n"; // what ends a move's text

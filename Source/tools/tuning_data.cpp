@@ -6,9 +6,12 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "base/platform.h"
+#include "base/print.h"
+#include "base/state.h"
+#include "base/text.h"
 #include "board/make.h"
 #include "eval/evaluate.h"
-#include "fathom/tbcore.h"
 #include "search/hash.h"
 #include "search/thread.h"
 #include "search/threads.h"
@@ -16,9 +19,7 @@
 #include "shell/game.h"
 #include "shell/input.h"
 #include "shell/options.h"
-#include "shell/platform.h"
-#include "shell/print.h"
-#include "shell/state.h"
+#include "syzygy/tbcore.h"
 
 constexpr size_t LINE_LENGTH = 255; // room for 254 characters
 

@@ -13,9 +13,9 @@
 #include <benchmark/benchmark.h>
 #include <unistd.h>
 
-#include "fathom/tbcore.h"
-#include "fathom/tbprobe.h"
 #include "shell/start.h"
+#include "syzygy/tbcore.h"
+#include "syzygy/tbprobe.h"
 #include "tb_support.h"
 
 namespace {

@@ -1,22 +1,8 @@
-// print.h: the one way to standard output and the log, and the three spin locks.
-//
-// Print may be called from any thread. Where two locks are held, report_lock comes first.
+// print.h: the one way to standard output and the log. Print may be called from any thread.
 
 #pragma once
 
-#include <atomic>
 #include <cstdio>
-
-// A lock that is held for microseconds only. Waiters spin on plain reads between attempts.
-struct SpinLock {
-    std::atomic<bool> taken;
-};
-extern SpinLock print_lock;  // around each line of Print
-extern SpinLock report_lock; // around search reports and the summing of counters
-extern SpinLock root_lock;   // around the node counts by iteration
-
-void lock(SpinLock& spin);
-void unlock(SpinLock& spin);
 
 // The open log, or null. Opened at most once in a run; written under print_lock by Print, and by
 // the main thread alone in log_line.

@@ -1,4 +1,4 @@
-#include "fathom/tbboard.h"
+#include "syzygy/tbboard.h"
 
 static Bitboard own_pieces(const TBPosition& pos) { return pos.turn ? pos.white : pos.black; }
 static Bitboard other_pieces(const TBPosition& pos) { return pos.turn ? pos.black : pos.white; }

@@ -197,6 +197,3 @@ extern char exe_dir[260];  // directory of the program, with forward slashes
 
 // Sets the three records to their defaults; both personalities become equal.
 void set_default_state();
-
-// Copies at most `size` - 1 characters and ends the text.
-void copy_text(char* to, const char* from, size_t size);

@@ -1,11 +1,11 @@
-#include "fathom/tbcore.h"
+#include "syzygy/tbcore.h"
 
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <mutex>
 
-#include "shell/print.h"
+#include "base/print.h"
 
 int tb_largest;
 

@@ -1,4 +1,4 @@
-#include "fathom/platform_map.h"
+#include "syzygy/platform_map.h"
 
 #include <atomic>
 #include <cerrno>

@@ -1,22 +1,15 @@
-#include "shell/print.h"
+#include "base/print.h"
 
 #include <cstdarg>
 
-#include "shell/platform.h"
-#include "shell/state.h"
+#include "base/lock.h"
+#include "base/platform.h"
+#include "base/state.h"
 
-SpinLock print_lock, report_lock, root_lock;
 FILE* log_file;
 
 constexpr char LOG_NAME[] = "mird.log";
 constexpr size_t LINE_LENGTH = 8192;
-
-void lock(SpinLock& spin) {
-    while (spin.taken.exchange(true, std::memory_order_acquire))
-        while (spin.taken.load(std::memory_order_relaxed)) relax_processor();
-}
-
-void unlock(SpinLock& spin) { spin.taken.store(false, std::memory_order_release); }
 
 void Print(const char* text) {
     lock(print_lock);

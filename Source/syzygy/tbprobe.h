@@ -10,7 +10,7 @@
 #pragma once
 
 #include "board/position.h"
-#include "fathom/tbboard.h"
+#include "syzygy/tbboard.h"
 
 // Largest number of pieces of any registered table; 0 without tables.
 extern int tb_largest;

@@ -1,9 +1,9 @@
-#include "fathom/tbprobe.h"
+#include "syzygy/tbprobe.h"
 
 #include <algorithm>
 
-#include "fathom/tbcore.h"
-#include "shell/state.h"
+#include "base/state.h"
+#include "syzygy/tbcore.h"
 
 constexpr int WORST = -3;    // below every value
 constexpr int FIFTY = 100;   // plies without a zeroing move that draw the game

@@ -9,9 +9,9 @@
 #include <atomic>
 #include <cstdint>
 
-#include "fathom/platform_map.h"
-#include "fathom/tbboard.h"
-#include "fathom/tbdecode.h"
+#include "syzygy/platform_map.h"
+#include "syzygy/tbboard.h"
+#include "syzygy/tbdecode.h"
 
 constexpr int TBMAX_PIECE = 254; // tables without pawns: all of up to six pieces
 constexpr int TBMAX_PAWN = 256;  // tables with pawns: the same

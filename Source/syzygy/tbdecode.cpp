@@ -1,4 +1,4 @@
-#include "fathom/tbdecode.h"
+#include "syzygy/tbdecode.h"
 
 #include <algorithm>
 #include <cassert>
@@ -6,7 +6,7 @@
 #include <cstring>
 
 #include "board/bitboard.h"
-#include "fathom/tbcore.h"
+#include "syzygy/tbcore.h"
 
 // --- The numbering of squares ------------------------------------------------------------------
 

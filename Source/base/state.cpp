@@ -1,6 +1,6 @@
-#include "shell/state.h"
+#include "base/state.h"
 
-#include <cstring>
+#include "base/text.h"
 
 EngineState engine;
 ShellState shell;
@@ -8,12 +8,6 @@ Personality active_personality;
 Personality default_personality;
 double think_start;
 char exe_dir[260];
-
-void copy_text(char* to, const char* from, size_t size) {
-    size_t length = strnlen(from, size - 1);
-    memcpy(to, from, length);
-    to[length] = 0;
-}
 
 static void set_default_personality(Personality& p) {
     p = {};
