@@ -6,9 +6,9 @@
 #include <gtest/gtest.h>
 
 #include "board/make.h"
-#include "board/perft.h"
 #include "search/driver.h"
-#include "search/threads.h"
+#include "search/perft.h"
+#include "search/pool.h"
 #include "shell/game.h"
 #include "support.h"
 

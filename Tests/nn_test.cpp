@@ -3,7 +3,7 @@
 #include "nn_support.h"
 
 #include "board/make.h"
-#include "search/threads.h"
+#include "search/pool.h"
 
 namespace {
 

@@ -2,8 +2,8 @@
 
 #include <cstdlib>
 
-#include "board/perft.h"
 #include "board_support.h"
+#include "search/perft.h"
 
 namespace {
 

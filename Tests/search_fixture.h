@@ -23,10 +23,10 @@
 #include "board/see.h"
 #include "search/hash.h"
 #include "search/ordering.h"
+#include "search/pool.h"
 #include "search/search.h"
 #include "search/selectivity.h"
 #include "search/thread.h"
-#include "search/threads.h"
 #include "shell/game.h"
 
 // Builds the search tables anew, also where Selectivity has not changed.

@@ -45,7 +45,7 @@ std::string bytes_of(const std::string& name) {
 std::vector<std::vector<PlyRecord>> games_of(const SelfplaySettings& settings, int worker) {
     std::vector<std::vector<PlyRecord>> games;
     DataFile data;
-    EXPECT_TRUE(open_data_file(data, game_file_name(settings, worker).c_str()));
+    EXPECT_TRUE(open_data_file(data, ply_file_name(settings, worker).c_str()));
     EXPECT_EQ(data.torn, 0u);
     PlyRecord record;
     for (uint64_t i = 0; i < data.records && fread(&record, sizeof record, 1, data.file); i++) {
@@ -186,12 +186,12 @@ TEST_F(Selfplay, SameSeedGivesTheSameBytes) {
     other.seed++;
     for (const auto* settings : {&first, &second, &other}) ASSERT_EQ(run_selfplay(*settings), 0);
     for (int worker = 0; worker < 2; worker++) {
-        std::string bytes = bytes_of(game_file_name(first, worker));
+        std::string bytes = bytes_of(ply_file_name(first, worker));
         EXPECT_GT(bytes.size(), 1000u);
-        EXPECT_EQ(bytes, bytes_of(game_file_name(second, worker)));
-        EXPECT_NE(bytes.substr(16), bytes_of(game_file_name(other, worker)).substr(16));
+        EXPECT_EQ(bytes, bytes_of(ply_file_name(second, worker)));
+        EXPECT_NE(bytes.substr(16), bytes_of(ply_file_name(other, worker)).substr(16));
     }
-    EXPECT_NE(bytes_of(game_file_name(first, 0)), bytes_of(game_file_name(first, 1)));
+    EXPECT_NE(bytes_of(ply_file_name(first, 0)), bytes_of(ply_file_name(first, 1)));
 }
 
 TEST_F(Selfplay, ResumedRunGoesOnWhereItStopped) {
@@ -200,14 +200,14 @@ TEST_F(Selfplay, ResumedRunGoesOnWhereItStopped) {
     ASSERT_EQ(run_selfplay(parts), 0);
     parts.games = 4;
     ASSERT_EQ(run_selfplay(parts), 0);
-    std::string torn = game_file_name(parts, 1);
+    std::string torn = ply_file_name(parts, 1);
     std::filesystem::resize_file(torn, std::filesystem::file_size(torn) - 50);
     parts.games = 6;
     ASSERT_EQ(run_selfplay(parts), 0);
     for (int worker = 0; worker < 2; worker++)
-        EXPECT_EQ(bytes_of(game_file_name(parts, worker)), bytes_of(game_file_name(whole, worker)));
+        EXPECT_EQ(bytes_of(ply_file_name(parts, worker)), bytes_of(ply_file_name(whole, worker)));
     ASSERT_EQ(run_selfplay(parts), 0) << "nothing is left to do";
-    EXPECT_EQ(bytes_of(torn), bytes_of(game_file_name(whole, 1)));
+    EXPECT_EQ(bytes_of(torn), bytes_of(ply_file_name(whole, 1)));
 }
 
 TEST_F(Selfplay, GoalOfPositionsEndsTheRun) {
@@ -231,7 +231,7 @@ TEST_F(Selfplay, InterruptionLeavesWholeGames) {
     if (child == 0) _exit(run_selfplay(settings));
     std::error_code error;
     for (int i = 0; i < 500; i++) {
-        auto size = std::filesystem::file_size(game_file_name(settings, 1), error);
+        auto size = std::filesystem::file_size(ply_file_name(settings, 1), error);
         if (!error && size > 1000) break;
         usleep(10000);
     }
@@ -255,7 +255,7 @@ TEST_F(Selfplay, PlaysWithTheEvaluationOfChoice) {
     testing::internal::GetCapturedStdout();
     EXPECT_EQ(relaxed(shell.use_nn), 1);
     ASSERT_EQ(run_selfplay(by_network), 0);
-    EXPECT_NE(bytes_of(game_file_name(by_hand, 0)), bytes_of(game_file_name(by_network, 0)));
+    EXPECT_NE(bytes_of(ply_file_name(by_hand, 0)), bytes_of(ply_file_name(by_network, 0)));
 
     EXPECT_FALSE(choose_evaluation("no such file"));
     EXPECT_TRUE(choose_evaluation("hce"));

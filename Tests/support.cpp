@@ -20,7 +20,7 @@
 #include "board/movetext.h"
 #include "search/driver.h"
 #include "search/hash.h"
-#include "search/threads.h"
+#include "search/pool.h"
 #include "shell/game.h"
 
 Position& game() { return main_thread->position; }

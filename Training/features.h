@@ -7,7 +7,7 @@
 
 #include <cstdint>
 
-#include "Training/record.h"
+#include "Training/ply_record.h"
 
 constexpr int PLANE_INPUTS = 64;
 constexpr int SIDE_INPUTS = 7 * PLANE_INPUTS; // king, pawns to queens, passed pawns

@@ -3,7 +3,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "Training/record.h"
+#include "Training/ply_record.h"
 #include "board/make.h"
 #include "board/movegen.h"
 #include "search/thread.h"

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "Training/record.h"
+#include "Training/ply_record.h"
 
 // What becomes of a record. The order is that of the tests: the first that fits counts.
 enum PlyVerdict {

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "Training/game_check.h"
-#include "Training/record.h"
+#include "Training/ply_record.h"
 #include "shell/start.h"
 
 // Bounds of the histogram of |score|; the last step has none.

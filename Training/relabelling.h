@@ -9,7 +9,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "Training/record.h"
+#include "Training/ply_record.h"
 
 struct RelabelSettings {
     int nodes = 400;    // of a search, after which no iteration begins; 0: quiescence alone

@@ -14,9 +14,9 @@
 #include "eval/nn.h"
 #include "search/driver.h"
 #include "search/hash.h"
+#include "search/pool.h"
 #include "search/selectivity.h"
 #include "search/thread.h"
-#include "search/threads.h"
 #include "shell/game.h"
 
 std::atomic<uint8_t> selfplay_interrupted;

@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "Training/record.h"
+#include "Training/ply_record.h"
 
 struct GameSettings {
     int nodes;          // of a move, at least 1: the iteration that reaches them is the last

@@ -15,7 +15,7 @@
 #include <vector>
 
 #include "Training/network.h"
-#include "Training/record.h"
+#include "Training/ply_record.h"
 
 struct TrainSettings {
     int hidden = 640; // units, a multiple of BLOCK

@@ -11,7 +11,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "Training/game_file.h"
+#include "Training/ply_file.h"
 #include "Training/random_start.h"
 #include "base/platform.h"
 #include "base/state.h"
@@ -37,7 +37,7 @@ struct WorkerTask {
 
 } // namespace
 
-std::string game_file_name(const SelfplaySettings& settings, int worker) {
+std::string ply_file_name(const SelfplaySettings& settings, int worker) {
     return settings.out + "/games-" + std::to_string(settings.seed) + "-" + std::to_string(worker)
          + ".ply";
 }
@@ -71,10 +71,10 @@ static int run_worker(const WorkerTask& task, const SelfplaySettings& settings,
     // The engine's own messages belong to nobody here.
     if (!freopen("/dev/null", "w", stdout)) return 1;
     uint64_t worker_seed = mix_seed(settings.seed, static_cast<uint64_t>(task.number));
-    std::string name = game_file_name(settings, task.number);
-    GameFile file = {-1, {}};
+    std::string name = ply_file_name(settings, task.number);
+    PlyFile file = {-1, {}};
     if (const char* reason =
-            open_game_file(file, name.c_str(), static_cast<uint32_t>(worker_seed))) {
+            open_ply_file(file, name.c_str(), static_cast<uint32_t>(worker_seed))) {
         fprintf(stderr, "%s %s\n", name.c_str(), reason);
         return 1;
     }
@@ -92,7 +92,7 @@ static int run_worker(const WorkerTask& task, const SelfplaySettings& settings,
         }
         publish_counts(report, file.counts);
     }
-    close_game_file(file);
+    close_ply_file(file);
     return 0;
 }
 

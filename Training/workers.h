@@ -24,7 +24,7 @@ struct SelfplaySettings {
 };
 
 // Name of a worker's file: games-SEED-WORKER.ply in the directory.
-std::string game_file_name(const SelfplaySettings& settings, int worker);
+std::string ply_file_name(const SelfplaySettings& settings, int worker);
 
 // Plays until the first goal is reached, each worker for its even share of games or positions, or
 // until SIGINT or SIGTERM comes, which drops the games under way. A game depends on seed, worker

@@ -6,7 +6,7 @@
 #include "base/state.h"
 #include "board/movegen.h"
 #include "board/see.h"
-#include "search/report.h"
+#include "search/info.h"
 #include "search/thread.h"
 
 static uint64_t piece_key(int code, int square) { return zobrist[code * 64 + square]; }

@@ -10,12 +10,12 @@
 #include "board/movegen.h"
 #include "board/see.h"
 #include "eval/evaluate.h"
+#include "search/info.h"
 #include "search/ordering.h"
-#include "search/report.h"
+#include "search/pool.h"
 #include "search/search.h"
 #include "search/selectivity.h"
 #include "search/thread.h"
-#include "search/threads.h"
 #include "syzygy/tbprobe.h"
 
 static bool stopped() { return relaxed(engine.stop) != 0; }

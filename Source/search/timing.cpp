@@ -7,8 +7,8 @@
 #include "base/platform.h"
 #include "base/print.h"
 #include "base/state.h"
+#include "search/pool.h"
 #include "search/thread.h"
-#include "search/threads.h"
 
 void update_elapsed() { set_relaxed(engine.elapsed, monotonic_seconds() - think_start + 0.0001); }
 

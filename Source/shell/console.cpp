@@ -11,20 +11,20 @@
 #include "base/text.h"
 #include "board/make.h"
 #include "board/movetext.h"
-#include "board/perft.h"
 #include "board/see.h"
 #include "book/book.h"
 #include "eval/evaluate.h"
 #include "eval/nn.h"
 #include "search/hash.h"
+#include "search/perft.h"
 #include "search/selectivity.h"
 #include "search/thread.h"
 #include "search/timing.h"
 #include "shell/edit.h"
 #include "shell/game.h"
 #include "shell/game_file.h"
+#include "shell/game_record.h"
 #include "shell/options.h"
-#include "shell/record.h"
 
 constexpr int WORDS = 10;
 constexpr size_t WORD_LENGTH = 128; // with the ending NUL

@@ -10,7 +10,7 @@
 #include "base/text.h"
 #include "board/movetext.h"
 #include "search/thread.h"
-#include "shell/record.h"
+#include "shell/game_record.h"
 
 constexpr size_t MOVE_WORD_LENGTH = 32; // characters of a word that may be a move
 

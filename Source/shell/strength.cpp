@@ -6,8 +6,8 @@
 #include "base/platform.h"
 #include "base/print.h"
 #include "search/driver.h"
+#include "search/pool.h"
 #include "search/thread.h"
-#include "search/threads.h"
 #include "search/timing.h"
 #include "shell/game.h"
 

@@ -10,9 +10,9 @@
 #include "board/make.h"
 #include "board/movetext.h"
 #include "search/hash.h"
+#include "search/pool.h"
 #include "search/selectivity.h"
 #include "search/thread.h"
-#include "search/threads.h"
 #include "shell/game.h"
 #include "shell/options.h"
 

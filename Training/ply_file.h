@@ -1,4 +1,4 @@
-// game_file.h: the growing data file of one worker.
+// ply_file.h: the growing data file of one worker.
 //
 // A game is appended in one call of the system, so that an interruption leaves whole games, or at
 // worst one torn game at the end, which the next opening cuts off.
@@ -17,7 +17,7 @@ struct GameCounts {
     uint64_t kept; // positions that the default filter lets pass
 };
 
-struct GameFile {
+struct PlyFile {
     int descriptor; // -1: not open
     GameCounts counts;
 };
@@ -26,10 +26,10 @@ struct GameFile {
 // its header, gets a header with the seed. A torn game is cut off. Until it is closed no other
 // process can open it. Returns null, or the reason why it can't be used: it holds something else,
 // has another seed, is in use or not writable.
-const char* open_game_file(GameFile& file, const char* name, uint32_t seed);
+const char* open_ply_file(PlyFile& file, const char* name, uint32_t seed);
 
 // Appends a finished game. Returns false if it could not be written; what was written of it is
 // cut off again where that is possible.
-bool append_game(GameFile& file, const Game& game);
+bool append_game(PlyFile& file, const Game& game);
 
-void close_game_file(GameFile& file);
+void close_ply_file(PlyFile& file);

@@ -1,4 +1,4 @@
-// threads.h: starting, running and gathering the search threads.
+// pool.h: starting, running and gathering the search threads.
 //
 // The main thread never searches in play: it starts a detached master thread, thread 0, which
 // creates the helpers. All of them run search_root on their own copy of the game and share only

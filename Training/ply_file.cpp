@@ -1,4 +1,4 @@
-#include "Training/game_file.h"
+#include "Training/ply_file.h"
 
 #include <cstring>
 
@@ -7,7 +7,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "Training/record.h"
+#include "Training/ply_record.h"
 #include "Training/selfplay_game.h"
 
 static void count_record(GameCounts& counts, const PlyRecord& record) {
@@ -53,7 +53,7 @@ static const char* resume_file(GameCounts& counts, int descriptor, const char* n
     return ftruncate(descriptor, bytes) == 0 ? nullptr : "can't be written";
 }
 
-const char* open_game_file(GameFile& file, const char* name, uint32_t seed) {
+const char* open_ply_file(PlyFile& file, const char* name, uint32_t seed) {
     int descriptor = open(name, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0666);
     if (descriptor < 0) return "can't be opened for writing";
     GameCounts counts = {};
@@ -65,7 +65,7 @@ const char* open_game_file(GameFile& file, const char* name, uint32_t seed) {
     return nullptr;
 }
 
-bool append_game(GameFile& file, const Game& game) {
+bool append_game(PlyFile& file, const Game& game) {
     struct stat before = {};
     if (fstat(file.descriptor, &before) != 0) return false;
     auto bytes = static_cast<size_t>(game.plies) * sizeof(PlyRecord);
@@ -78,7 +78,7 @@ bool append_game(GameFile& file, const Game& game) {
     return true;
 }
 
-void close_game_file(GameFile& file) {
+void close_ply_file(PlyFile& file) {
     if (file.descriptor >= 0) close(file.descriptor);
     file.descriptor = -1;
 }

@@ -1,4 +1,4 @@
-#include "search/threads.h"
+#include "search/pool.h"
 
 #include <cstdlib>
 #include <cstring>

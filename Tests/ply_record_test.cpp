@@ -5,8 +5,8 @@
 #include <filesystem>
 
 #include "Training/game_check.h"
-#include "Training/game_file.h"
-#include "Training/record.h"
+#include "Training/ply_file.h"
+#include "Training/ply_record.h"
 #include "Training/selfplay_game.h"
 
 namespace {
@@ -71,10 +71,10 @@ std::string new_file() { return fresh_directory() + "/games.ply"; }
 
 // Writes that many copies of the short game.
 void write_games(const std::string& name, int games) {
-    GameFile file = {-1, {}};
-    ASSERT_EQ(open_game_file(file, name.c_str(), 7), nullptr);
+    PlyFile file = {-1, {}};
+    ASSERT_EQ(open_ply_file(file, name.c_str(), 7), nullptr);
     for (int i = 0; i < games; i++) ASSERT_TRUE(append_game(file, short_game()));
-    close_game_file(file);
+    close_ply_file(file);
 }
 
 void cut(const std::string& name, int bytes) {
@@ -260,12 +260,12 @@ TEST_F(TrainingFile, TornGameIsCutOffBeforeTheNext) {
     write_games(name, 3);
     cut(name, 40);
 
-    GameFile file = {-1, {}};
-    ASSERT_EQ(open_game_file(file, name.c_str(), 7), nullptr);
+    PlyFile file = {-1, {}};
+    ASSERT_EQ(open_ply_file(file, name.c_str(), 7), nullptr);
     EXPECT_EQ(file.counts.games, 2u);
     EXPECT_EQ(file.counts.positions, 10u);
     EXPECT_EQ(file.counts.kept, 0u) << "all of them are openings";
-    close_game_file(file);
+    close_ply_file(file);
     EXPECT_EQ(std::filesystem::file_size(name), sizeof(DataHeader) + 320);
 }
 
@@ -279,23 +279,23 @@ TEST_F(TrainingFile, TornHeaderIsReplaced) {
 
 TEST_F(TrainingFile, ForeignFileIsLeftAlone) {
     std::string name = new_file();
-    GameFile file = {-1, {}};
+    PlyFile file = {-1, {}};
     FILE* text = fopen(name.c_str(), "w");
     fputs("a text that is longer than a header\n", text);
     fclose(text);
 
-    EXPECT_STREQ(open_game_file(file, name.c_str(), 7), "is no file of self-play games");
+    EXPECT_STREQ(open_ply_file(file, name.c_str(), 7), "is no file of self-play games");
     EXPECT_EQ(read_lines(name)[0], "a text that is longer than a header");
     EXPECT_EQ(file.descriptor, -1);
-    EXPECT_STREQ(open_game_file(file, (name + "/x").c_str(), 7), "can't be opened for writing");
+    EXPECT_STREQ(open_ply_file(file, (name + "/x").c_str(), 7), "can't be opened for writing");
 }
 
 TEST_F(TrainingFile, OtherSeedAndSecondWriterAreRefused) {
     std::string name = new_file();
     write_games(name, 1);
-    GameFile file = {-1, {}}, second = {-1, {}};
-    EXPECT_STREQ(open_game_file(file, name.c_str(), 8), "was made with another seed");
-    ASSERT_EQ(open_game_file(file, name.c_str(), 7), nullptr);
-    EXPECT_STREQ(open_game_file(second, name.c_str(), 7), "is in use");
-    close_game_file(file);
+    PlyFile file = {-1, {}}, second = {-1, {}};
+    EXPECT_STREQ(open_ply_file(file, name.c_str(), 8), "was made with another seed");
+    ASSERT_EQ(open_ply_file(file, name.c_str(), 7), nullptr);
+    EXPECT_STREQ(open_ply_file(second, name.c_str(), 7), "is in use");
+    close_ply_file(file);
 }

@@ -1,4 +1,4 @@
-// record.h: the record of one ply of a self-play game, and the files that hold them.
+// ply_record.h: the record of one ply of a self-play game, and the files that hold them.
 //
 // A file is a DataHeader, then PlyRecords, little-endian as they lie in memory. Games follow one
 // another, each of them whole; the first record of each is marked. Files grow by whole games only,

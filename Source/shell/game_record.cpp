@@ -1,4 +1,4 @@
-#include "shell/record.h"
+#include "shell/game_record.h"
 
 #include "board/make.h"
 #include "search/hash.h"

@@ -1,4 +1,4 @@
-#include "Training/record.h"
+#include "Training/ply_record.h"
 
 #include <algorithm>
 #include <cstdlib>

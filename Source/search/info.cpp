@@ -1,4 +1,4 @@
-#include "search/report.h"
+#include "search/info.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -8,8 +8,8 @@
 #include "base/print.h"
 #include "board/movetext.h"
 #include "search/hash.h"
+#include "search/pool.h"
 #include "search/thread.h"
-#include "search/threads.h"
 
 constexpr size_t LINE_TEXT = 1200; // 66 moves, line breaks and the figures
 

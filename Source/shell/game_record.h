@@ -1,4 +1,4 @@
-// record.h: the game's record on the main thread's position: moves played, taken back and replayed.
+// game_record.h: the moves of the game in hand: played, taken back and replayed.
 //
 // Main thread only, between searches. Moves that are taken back stay in the record behind
 // undo_index until another move is played there.

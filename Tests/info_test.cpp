@@ -8,7 +8,7 @@
 
 #include "base/lock.h"
 #include "search/driver.h"
-#include "search/report.h"
+#include "search/info.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-// report.h: what the search says while it runs: info lines, the trace, the stack dump.
+// info.h: what the search says while it runs: info lines, the trace, the stack dump.
 
 #pragma once
 
