@@ -551,7 +551,7 @@ TEST_F(BookProbe, CommandBookAsksBothBooks) {
     copy_text(active_personality.OwnBook_File, first.c_str(), PATH_LENGTH);
     EXPECT_EQ(book(), "  e2e4  cnt=     3, weight= 100.00% -> 100.00%\nselecting e2e4\n\n"
                       "  d2d4  cnt=     2, weight= 100.00% -> 100.00%\nselecting d2d4\n\n");
-    EXPECT_EQ(main_thread->undo_index, 0) << "nothing is played";
+    EXPECT_EQ(main_thread->line.undo_index, 0) << "nothing is played";
 }
 
 // Real books.

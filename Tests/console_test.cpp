@@ -158,14 +158,14 @@ TEST_F(Console, JumpPutsMoveNumberNNext) {
     expect_board("jump 1");
     EXPECT_EQ(game_fen(), START_FEN);
     console("jump 3");
-    EXPECT_EQ(main_thread->undo_index, 4);
+    EXPECT_EQ(main_thread->line.undo_index, 4);
     for (const char* line : {"jump 5", "jump 2147483647"}) {
         console(line);
-        EXPECT_EQ(main_thread->undo_index, 6) << line;
+        EXPECT_EQ(main_thread->line.undo_index, 6) << line;
     }
     for (const char* line : {"jump", "jump 0", "jump -2147483648"}) {
         console(line);
-        EXPECT_EQ(main_thread->undo_index, 0) << line;
+        EXPECT_EQ(main_thread->line.undo_index, 0) << line;
     }
 }
 
@@ -192,13 +192,13 @@ TEST_F(Console, MvAndSelfAskForAThink) {
     set_relaxed(engine.game_state, STATE_IDLE);
     engine.pv[1] = find_move(game(), "e2e4");
     printed_by(console_after_think);
-    EXPECT_EQ(main_thread->undo_index, 1) << "the engine's move is made";
+    EXPECT_EQ(main_thread->line.undo_index, 1) << "the engine's move is made";
     EXPECT_EQ(relaxed(engine.game_state), STATE_IDLE);
 
     // The wish stays until a think ends without a move.
     engine.pv[1] = find_move(game(), "e7e5");
     printed_by(console_after_think);
-    EXPECT_EQ(main_thread->undo_index, 2);
+    EXPECT_EQ(main_thread->line.undo_index, 2);
 
     console("self");
     EXPECT_EQ(active_personality.Ponder, 0);
@@ -212,14 +212,14 @@ TEST_F(Console, MvAndSelfAskForAThink) {
     printed_by(console_after_think);
     engine.pv[1] = find_move(game(), "b8c6");
     printed_by(console_after_think);
-    EXPECT_EQ(main_thread->undo_index, 3) << "without a move both wishes are over";
+    EXPECT_EQ(main_thread->line.undo_index, 3) << "without a move both wishes are over";
 }
 
 TEST_F(Console, WhileASearchRunsOnlyTwoWordsAreHeard) {
     set_relaxed(engine.game_state, STATE_THINKING);
     for (const char* line : {"new", "bd", "e4", "undo", "set depth 3", "hello", "edit"})
         EXPECT_EQ(console(line), Lines{}) << line;
-    EXPECT_EQ(main_thread->undo_index, 0);
+    EXPECT_EQ(main_thread->line.undo_index, 0);
     EXPECT_EQ(engine.max_depth, MAX_DEPTH);
 
     console(".");

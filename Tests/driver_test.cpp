@@ -187,9 +187,9 @@ TEST_F(Driver, VeryLongGameStopsTheLoopEarly) {
     for (auto [moves, depth] : {std::pair{883, 1}, {882, 2}, {880, 4}, {900, 1}}) {
         set_up(MIDDLEGAME_FEN);
         hash_clear();
-        std::fill(std::begin(main_thread->undo_stack), std::end(main_thread->undo_stack),
+        std::fill(std::begin(main_thread->line.undo_stack), std::end(main_thread->line.undo_stack),
                   UndoRecord{});
-        main_thread->undo_index = static_cast<int16_t>(moves);
+        main_thread->line.undo_index = static_cast<int16_t>(moves);
         engine.max_depth = 30;
         prepare_search();
         ASSERT_EQ(setup_master_record(), 0);
@@ -395,7 +395,7 @@ TEST_F(Driver, HelperSearchesButPublishesNothing) {
     root_of(MIDDLEGAME_FEN);
     SearchThread* helper = allocate_search_thread();
     helper->position = master().position;
-    helper->position.owner = helper;
+    helper->position.owner = &helper->line;
     helper->thread_index = 1;
     helper->node_limit = 1ULL << 62;
     reset_search_stack(*helper);
@@ -423,7 +423,7 @@ TEST_F(Driver, HelperLeavesWhereTheTablesKnowTheRoot) {
     root_of(MIDDLEGAME_FEN);
     SearchThread* helper = allocate_search_thread();
     helper->position = master().position;
-    helper->position.owner = helper;
+    helper->position.owner = &helper->line;
     helper->thread_index = 1;
     reset_search_stack(*helper);
     search_threads[1] = helper;
@@ -443,7 +443,7 @@ TEST_F(Driver, HelperGoesAheadWhereManyThreadsAreAtItsDepth) {
         for (int i = 1; i <= peers + 1; i++) {
             SearchThread* thread = allocate_search_thread();
             thread->position = master().position;
-            thread->position.owner = thread;
+            thread->position.owner = &thread->line;
             thread->thread_index = static_cast<uint8_t>(i);
             thread->node_limit = 1ULL << 62;
             reset_search_stack(*thread);

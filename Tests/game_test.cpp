@@ -23,9 +23,9 @@ protected:
 
     static float plan(float clock, int moves_played = 0) {
         engine.clock[game().side] = clock;
-        main_thread->undo_index = static_cast<int16_t>(moves_played);
+        main_thread->line.undo_index = static_cast<int16_t>(moves_played);
         printed_by([] { prepare_search(); });
-        main_thread->undo_index = 0;
+        main_thread->line.undo_index = 0;
         return engine.target_time;
     }
 };
@@ -70,12 +70,12 @@ TEST_F(PrepareSearch, ResetsTheFieldsOfTheThink) {
         set_relaxed(engine.iteration_move[i], 1);
         engine.iteration_nodes[i] = 1;
     }
-    main_thread->ply = 7;
+    main_thread->line.ply = 7;
 
     EXPECT_EQ(joined(printed_by([] { prepare_search(); })), "");
 
     EXPECT_EQ(relaxed(engine.elapsed), 0.0f);
-    EXPECT_EQ(main_thread->ply, 1);
+    EXPECT_EQ(main_thread->line.ply, 1);
     EXPECT_EQ(engine.root_side, BLACK);
     EXPECT_EQ(relaxed(engine.best_score), -10000);
     EXPECT_EQ(engine.pv[1], NULL_MOVE);

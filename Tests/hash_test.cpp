@@ -445,7 +445,7 @@ namespace {
 
 // The score that a node at `ply` takes from an exact entry: bisected through windows of one.
 int score_read(Position& pos, int ply) {
-    SearchThread& thread = *pos.owner;
+    SearchThread& thread = thread_of(pos);
     int low = -9999, high = 9999;
     while (high - low > 1) {
         int middle = (low + high) / 2;
@@ -551,8 +551,8 @@ TEST_F(Hash, LineIsFollowedThroughTheTable) {
     EXPECT_EQ(line_of(line), (std::vector<Move>{make_plain_move(12, 28), make_plain_move(52, 36),
                                                 make_plain_move(6, 21), make_plain_move(57, 42)}));
     EXPECT_EQ(memcmp(&before, &pos, sizeof pos), 0) << "the position is restored";
-    EXPECT_EQ(main_thread->ply, 1);
-    EXPECT_EQ(main_thread->undo_index, 0);
+    EXPECT_EQ(main_thread->line.ply, 1);
+    EXPECT_EQ(main_thread->line.undo_index, 0);
 }
 
 TEST_F(Hash, LineGoesOnBehindItsGivenMoves) {
@@ -609,7 +609,7 @@ TEST_F(Hash, IllegalMoveOfALineEndsIt) {
     line[1] = make_plain_move(E1, D1 + 8); // d2 stands under the rook
     pv_from_hash(pos, 1, line);
     EXPECT_EQ(line[2], NULL_MOVE);
-    EXPECT_EQ(main_thread->undo_index, 0);
+    EXPECT_EQ(main_thread->line.undo_index, 0);
 }
 
 TEST_F(Hash, NoLineWhileTheHashIsOff) {

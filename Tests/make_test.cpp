@@ -18,17 +18,17 @@ struct Snapshot {
 };
 
 Snapshot snapshot(const Position& pos) {
-    const SearchThread& thread = *pos.owner;
-    return {pos, thread.undo_index, thread.ply, thread.last_move};
+    const SearchThread& thread = thread_of(pos);
+    return {pos, thread.line.undo_index, thread.line.ply, thread.line.last_move};
 }
 
 // Compares byte by byte.
 testing::AssertionResult unchanged(const Snapshot& old, const Position& pos) {
-    const SearchThread& thread = *pos.owner;
+    const SearchThread& thread = thread_of(pos);
     if (memcmp(static_cast<const void*>(&old.position), static_cast<const void*>(&pos), sizeof pos))
         return testing::AssertionFailure() << "position " << fen_of(old.position);
-    if (old.undo_index != thread.undo_index || old.ply != thread.ply
-        || old.last_move != thread.last_move)
+    if (old.undo_index != thread.line.undo_index || old.ply != thread.line.ply
+        || old.last_move != thread.line.last_move)
         return testing::AssertionFailure() << "counters of " << fen_of(old.position);
     return testing::AssertionSuccess();
 }
@@ -87,11 +87,11 @@ TEST(MakeMove, WritesTheStateBeforeTheMoveIntoItsRecord) {
 
     make_move(pos, must_find(pos, "h8h1"));
 
-    const SearchThread& thread = *pos.owner;
-    const UndoRecord& rec = thread.undo_stack[0];
-    EXPECT_EQ(thread.undo_index, 1);
-    EXPECT_EQ(thread.ply, 2);
-    EXPECT_EQ(thread.last_move, plain("h8h1"));
+    const SearchThread& thread = thread_of(pos);
+    const UndoRecord& rec = thread.line.undo_stack[0];
+    EXPECT_EQ(thread.line.undo_index, 1);
+    EXPECT_EQ(thread.line.ply, 2);
+    EXPECT_EQ(thread.line.last_move, plain("h8h1"));
     EXPECT_EQ(rec.move, plain("h8h1"));
     EXPECT_EQ(rec.key, old.position.key);
     EXPECT_EQ(rec.pawn_key, old.position.pawn_key);
@@ -359,19 +359,19 @@ TEST(NullMove, PassesTheMoveAndBack) {
 
     make_null_move(pos);
 
-    const SearchThread& thread = *pos.owner;
+    const SearchThread& thread = thread_of(pos);
     EXPECT_EQ(fen_of(pos), "r3k2r/8/8/8/4Pp2/8/8/R3K2R w KQkq -");
     EXPECT_TRUE(consistent(pos));
     EXPECT_EQ(pos.halfmoves, 12) << "the count does not move";
     EXPECT_EQ(pos.touched, 0u);
-    EXPECT_EQ(thread.ply, 2);
-    EXPECT_EQ(thread.undo_index, 1);
-    EXPECT_EQ(thread.last_move, NULL_MOVE);
-    EXPECT_EQ(thread.undo_stack[0].move, NULL_MOVE);
-    EXPECT_EQ(thread.undo_stack[0].captured, 0);
-    EXPECT_EQ(thread.undo_stack[0].ep_square, sq("e3"));
-    EXPECT_EQ(thread.undo_stack[0].halfmoves, 12);
-    EXPECT_EQ(thread.undo_stack[0].key, old.position.key);
+    EXPECT_EQ(thread.line.ply, 2);
+    EXPECT_EQ(thread.line.undo_index, 1);
+    EXPECT_EQ(thread.line.last_move, NULL_MOVE);
+    EXPECT_EQ(thread.line.undo_stack[0].move, NULL_MOVE);
+    EXPECT_EQ(thread.line.undo_stack[0].captured, 0);
+    EXPECT_EQ(thread.line.undo_stack[0].ep_square, sq("e3"));
+    EXPECT_EQ(thread.line.undo_stack[0].halfmoves, 12);
+    EXPECT_EQ(thread.line.undo_stack[0].key, old.position.key);
 
     unmake_null_move(pos);
     EXPECT_TRUE(unchanged(old, pos));
@@ -586,17 +586,17 @@ TEST(IsDraw, InTheTreeAtTheFirstRepetition) {
 TEST(IsDraw, CountsAPositionBeforeTheRootOnlyOnce) {
     Position& pos = set_up(START_FEN);
     play(pos, "b1c3 g8f6 c3b1 f6g8 b1c3 g8f6");
-    SearchThread& thread = *pos.owner;
-    ASSERT_EQ(thread.undo_index, 6);
-    for (int i = 0; i < 6; i++) thread.undo_stack[i].key = 0;
-    thread.undo_stack[4].key = pos.key; // two plies ago
+    SearchThread& thread = thread_of(pos);
+    ASSERT_EQ(thread.line.undo_index, 6);
+    for (int i = 0; i < 6; i++) thread.line.undo_stack[i].key = 0;
+    thread.line.undo_stack[4].key = pos.key; // two plies ago
 
     EXPECT_EQ(is_draw(pos, 2), 0);
     EXPECT_EQ(is_draw(pos, 3), 1) << "now it is the root";
-    thread.undo_stack[2].key = pos.key;
+    thread.line.undo_stack[2].key = pos.key;
     EXPECT_EQ(is_draw(pos, 2), 1) << "the second match";
-    thread.undo_stack[2].key = 0;
-    thread.undo_stack[3].key = thread.undo_stack[5].key = pos.key;
+    thread.line.undo_stack[2].key = 0;
+    thread.line.undo_stack[3].key = thread.line.undo_stack[5].key = pos.key;
     EXPECT_EQ(is_draw(pos, 2), 0) << "the other side's turns don't count";
 }
 

@@ -227,8 +227,8 @@ TEST(GenAll, GoesFromCapturesOverPromotionsAndSeventhPushesToQuiets) {
 
 TEST(GenAll, EndsTheListAndPublishesTheNextTwo) {
     Position& pos = set_up(START_FEN);
-    SearchThread& thread = *pos.owner;
-    thread.ply = 5;
+    SearchThread& thread = thread_of(pos);
+    thread.line.ply = 5;
     thread.stack[5].move_list = thread.move_store + 100;
     thread.stack[5].current_move = nullptr;
 
@@ -277,13 +277,13 @@ protected:
         memset(thread.followup, 0, sizeof thread.followup);
     }
 
-    SearchStackEntry& node() { return thread.stack[thread.ply]; }
+    SearchStackEntry& node() { return thread.stack[thread.line.ply]; }
     int state() { return node().stage & 15; }
 
     // Starts a node for the position with the picker's options.
     SearchStackEntry& start(const char* fen, int options, int ply = PLY) {
         Position& pos = set_up(fen);
-        thread.ply = static_cast<int16_t>(ply);
+        thread.line.ply = static_cast<int16_t>(ply);
         thread.stack[ply] = {};
         if (ply > 1) {
             thread.stack[ply - 2].current_move = &before;

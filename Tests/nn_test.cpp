@@ -43,7 +43,7 @@ bool is_active(int input, const char* fen, NetworkFile shape = {}) {
     EXPECT_EQ(load_network(name).size(), 1u);
     Position& pos = set_up(fen);
     nn_score(pos);
-    return pos.owner->nn_probability > 0.6f;
+    return thread_of(pos).nn_probability > 0.6f;
 }
 
 // The last layer alone: each of its rows gives a constant.
@@ -139,7 +139,7 @@ TEST_F(NetworkScore, IsThatOfAPlainComputation) {
         Position& pos = set_up(fen);
         int score = nn_score(pos);
         double z = plain_output(net, pos);
-        EXPECT_NEAR(output_of(*pos.owner), z, 1e-4) << fen;
+        EXPECT_NEAR(output_of(thread_of(pos)), z, 1e-4) << fen;
         EXPECT_NEAR(score, z * 166.66667, 1.0) << fen;
     }
 }
@@ -220,7 +220,7 @@ TEST_F(NetworkAccumulator, ShallowPliesStartAnew) {
     EXPECT_EQ(nn_score(pos), first);
     EXPECT_EQ(thread.nn_probability, probability);
 
-    thread.ply = 3;
+    thread.line.ply = 3;
     uint64_t hits = relaxed(thread.eval_hits), probes = relaxed(thread.eval_probes);
     EXPECT_EQ(NnEval(thread), first);
     EXPECT_EQ(relaxed(thread.eval_hits), hits + 1) << "from the eval hash";
@@ -242,13 +242,13 @@ TEST_F(NetworkAccumulator, DeeperPliesGoOnFromTheLastPosition) {
 
     // The same position again: nothing to add, and the changed sum stays.
     eval_hash_entry(thread).key = 0;
-    thread.ply = 2;
+    thread.line.ply = 2;
     NnEval(thread);
     EXPECT_EQ(thread.nn_cache[WHITE].acc[0], kept);
 
     // Nine squares differ: it is filled anew.
     set_up("r1bq1rk1/pp2bppp/2n1pn2/2pp4/8/8/8/4K2R w - -");
-    thread.ply = 2;
+    thread.line.ply = 2;
     NnEval(thread);
     NetworkFile net = random_network();
     EXPECT_NEAR(output_of(thread), plain_output(net, thread.position), 1e-4);
@@ -260,9 +260,9 @@ TEST_F(NetworkAccumulator, AnotherWeightSetIsFilledAnew) {
     nn_score(set_up("4k3/pppp4/8/8/8/8/PPPP4/R3K3 w - -"));
     Position& pos = set_up("4k3/pppp4/8/8/8/8/PPPP4/2KR4 w - -");
     pos.owner->ply = 2;
-    NnEval(*pos.owner);
-    EXPECT_EQ(pos.owner->nn_set, 1);
-    EXPECT_NEAR(output_of(*pos.owner), plain_output(net, pos), 1e-4);
+    NnEval(thread_of(pos));
+    EXPECT_EQ(thread_of(pos).nn_set, 1);
+    EXPECT_NEAR(output_of(thread_of(pos)), plain_output(net, pos), 1e-4);
 }
 
 TEST_F(NetworkAccumulator, BothKingsChangingWingsKeepsTheSet) {
@@ -271,8 +271,8 @@ TEST_F(NetworkAccumulator, BothKingsChangingWingsKeepsTheSet) {
     nn_score(set_up("4k3/pppp4/8/8/8/8/PPPP4/R3K3 w - -"));
     Position& pos = set_up("3k4/pppp4/8/8/8/8/PPPP4/R2K4 w - -");
     pos.owner->ply = 2;
-    NnEval(*pos.owner);
-    EXPECT_NEAR(output_of(*pos.owner), plain_output(net, pos), 1e-4);
+    NnEval(thread_of(pos));
+    EXPECT_NEAR(output_of(thread_of(pos)), plain_output(net, pos), 1e-4);
 }
 
 TEST_F(NetworkAccumulator, AnotherNetworkIsNeverMixedIn) {
@@ -285,7 +285,7 @@ TEST_F(NetworkAccumulator, AnotherNetworkIsNeverMixedIn) {
         load(net);
         refresh_eval_tables(thread);
         Position& pos = set_up(MIDDLEGAME_FEN);
-        thread.ply = 5;
+        thread.line.ply = 5;
         NnEval(thread);
         EXPECT_NEAR(output_of(thread), plain_output(net, pos), 1e-4) << hidden1;
     }
@@ -304,11 +304,11 @@ TEST_F(LongNetwork, DifferencesEqualFullSums) {
     for (int game_number = 0, positions = 0; positions < 100000; game_number++) {
         Position& pos = set_up(START_FEN);
         play_random(pos, random, random_below(random, 100));
-        const int root = walker.undo_index;
+        const int root = walker.line.undo_index;
         for (int i = 0; i < 1000; i++, positions++) {
             std::vector<Move> moves = legal_moves(pos);
-            bool back = walker.undo_index > root
-                     && (moves.empty() || walker.undo_index > root + 40
+            bool back = walker.line.undo_index > root
+                     && (moves.empty() || walker.line.undo_index > root + 40
                          || random_below(random, 100) < 45);
             if (back) unmake_move(pos);
             else if (moves.empty()) break;
@@ -317,11 +317,11 @@ TEST_F(LongNetwork, DifferencesEqualFullSums) {
                                    random_below(random, static_cast<int>(moves.size())))]);
 
             eval_hash_entry(walker).key = 0;
-            walker.ply = 3;
+            walker.line.ply = 3;
             NnEval(walker);
             fresh->position = pos;
-            fresh->position.owner = fresh;
-            fresh->ply = 1;
+            fresh->position.owner = &fresh->line;
+            fresh->line.ply = 1;
             NnEval(*fresh);
             worst = std::max(worst, std::abs(output_of(walker) - output_of(*fresh)));
         }
@@ -526,7 +526,7 @@ SearchThread& scored_thread() {
     engine.target_time = ANALYSIS_SECONDS;
     SearchThread& thread = *main_thread;
     refresh_eval_tables(thread);
-    thread.ply = 2;
+    thread.line.ply = 2;
     EXPECT_EQ(Evaluate(thread, pos.side, 2, 0), 333);
     return thread;
 }

@@ -11,11 +11,11 @@ class Ordering : public SearchTest {};
 // A quiet middlegame position after a white move, with Black to choose at ply 2.
 constexpr char QUIET_FEN[] = "r1bq1rk1/ppp2ppp/2np1n2/4p3/2B1P3/2PP1N2/PP3PPP/RNBQ1RK1 w - -";
 
-SearchStackEntry& current(Position& pos) { return pos.owner->stack[pos.owner->ply]; }
+SearchStackEntry& current(Position& pos) { return thread_of(pos).stack[pos.owner->ply]; }
 
 // Index of the ordering tables for the move that led to the node, and for the one before.
 int reply_index(const Position& pos) {
-    const MoveEntry& move = *pos.owner->stack[pos.owner->ply - 1].current_move;
+    const MoveEntry& move = *thread_of(pos).stack[pos.owner->ply - 1].current_move;
     return history_index(move.mover, move_to(move.move));
 }
 
@@ -262,7 +262,7 @@ TEST_F(Ordering, QuietScoresOutOfCheck) {
     step(pos, "h2h3");
     step(pos, "h7h6");
     step(pos, "g1h2");
-    SearchThread& thread = *pos.owner;
+    SearchThread& thread = thread_of(pos);
     SearchStackEntry& node = current(pos);
     auto move = [&](const char* text) { return move_at(pos, text); };
     thread.counter1[reply_index(pos)] = move("a7a6");
@@ -290,7 +290,7 @@ TEST_F(Ordering, OnlyTheHighestBonusCounts) {
     step(pos, "h2h3");
     step(pos, "h7h6");
     step(pos, "g1h2");
-    SearchThread& thread = *pos.owner;
+    SearchThread& thread = thread_of(pos);
     SearchStackEntry& node = current(pos);
     const int reply = reply_index(pos), follow = history_index(piece_code(BLACK, PAWN), 47);
     const Move move = make_plain_move(48, 40); // a7a6
@@ -312,7 +312,7 @@ TEST_F(Ordering, OnlyTheHighestBonusCounts) {
 TEST_F(Ordering, BestScoredQuietMoveComesFirst) {
     Position& pos = node_after(QUIET_FEN, "h2h3");
     current(pos).killer1 = make_plain_move(48, 40);
-    pos.owner->history[history_index(piece_code(BLACK, ROOK), 60)] = 12000;
+    thread_of(pos).history[history_index(piece_code(BLACK, ROOK), 60)] = 12000;
     std::vector<std::string> order;
     for (const MoveEntry& entry : picked(pos, PICK_SEARCH))
         if (entry.victim == 0) order.push_back(text_of(pos, entry.move));
@@ -325,7 +325,7 @@ TEST_F(Ordering, ReplyToANullMoveGetsNoBonus) {
     Position& pos = root_of(QUIET_FEN);
     step(pos, "h2h3");
     step(pos, "h7h6");
-    SearchThread& thread = *pos.owner;
+    SearchThread& thread = thread_of(pos);
     MoveEntry null_move = {};
     current(pos).current_move = &null_move;
     MoveEntry* list = current(pos).move_list;
@@ -339,7 +339,7 @@ TEST_F(Ordering, ReplyToANullMoveGetsNoBonus) {
 
 TEST_F(Ordering, FollowUpOfPlyTwoIsReadThroughTheSentinel) {
     Position& pos = node_after(QUIET_FEN, "h2h3");
-    pos.owner->followup[63] = make_plain_move(48, 40);
+    thread_of(pos).followup[63] = make_plain_move(48, 40);
     EXPECT_EQ(scores_of(pos, picked(pos, PICK_SEARCH))["a7a6"], 8 + 40);
 }
 
@@ -364,7 +364,7 @@ TEST_F(Ordering, QuietScoresInCheck) {
     SearchStackEntry& node = current(pos);
     node.in_check = 1;
     node.checker_square = A8;
-    SearchThread& thread = *pos.owner;
+    SearchThread& thread = thread_of(pos);
     node.evasion_killer = make_plain_move(E8, 52); // e7
     thread.counter1[reply_index(pos)] = make_plain_move(E8, 51);
     thread.counter2[reply_index(pos)] = make_plain_move(E8, 53);
@@ -475,15 +475,15 @@ TEST_F(Ordering, LosingCapturesAreSortedAmongTheQuietMoves) {
     EXPECT_NE(text_of(pos, moves.front().move), "d1d5");
     EXPECT_EQ(text_of(pos, moves.back().move), "d1d5") << "5 is less than the 8 of quiet moves";
 
-    for (int16_t& history : pos.owner->history) history = 1024;
+    for (int16_t& history : thread_of(pos).history) history = 1024;
     EXPECT_EQ(text_of(pos, picked(pos, PICK_SEARCH).front().move), "d1d5");
 }
 
 TEST_F(Ordering, RestComesInListOrderOnceScoresAreLow) {
     Position& pos = node_after("k7/8/8/8/8/8/8/KN6 b - -", "a8b8");
-    for (int16_t& history : pos.owner->history) history = 0;
-    pos.owner->history[history_index(piece_code(WHITE, KING), 8)] = 3 * 256; // a2
-    pos.owner->history[history_index(piece_code(WHITE, KING), 9)] = 2 * 256; // b2
+    for (int16_t& history : thread_of(pos).history) history = 0;
+    thread_of(pos).history[history_index(piece_code(WHITE, KING), 8)] = 3 * 256; // a2
+    thread_of(pos).history[history_index(piece_code(WHITE, KING), 9)] = 2 * 256; // b2
     std::vector<std::string> order;
     for (const MoveEntry& entry : picked(pos, PICK_SEARCH))
         order.push_back(text_of(pos, entry.move));

@@ -215,7 +215,7 @@ TEST(RunPerft, StartsAnewEachTimeAndKeepsThePosition) {
     play(pos, "e2e4 e7e5");
     EXPECT_EQ(run_perft(*main_thread, 2), count_by_list(pos, 2));
     EXPECT_EQ(run_perft(*main_thread, 1), 29u);
-    EXPECT_EQ(pos.owner->perft_nodes, 29u);
+    EXPECT_EQ(thread_of(pos).perft_nodes, 29u);
     EXPECT_EQ(pos.owner->ply, 1);
     EXPECT_EQ(pos.owner->undo_index, 2);
     EXPECT_TRUE(consistent(pos));

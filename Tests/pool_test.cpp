@@ -143,7 +143,7 @@ TEST_F(Threads, MasterDoesNotSearchTheGamesOwnRecord) {
     run_search(2, 5, 20000);
     EXPECT_EQ(memcmp(&before, &pos, sizeof pos), 0);
     EXPECT_EQ(relaxed(main_thread->nodes), nodes);
-    EXPECT_EQ(main_thread->undo_index, 3);
+    EXPECT_EQ(main_thread->line.undo_index, 3);
 }
 
 // Records.
@@ -151,7 +151,7 @@ TEST_F(Threads, MasterDoesNotSearchTheGamesOwnRecord) {
 TEST_F(Threads, FreshRecordIsZeroed) {
     SearchThread* thread = allocate_search_thread();
     ASSERT_NE(thread, nullptr);
-    EXPECT_EQ(thread->position.owner, thread);
+    EXPECT_EQ(thread->position.owner, &thread->line);
     thread->position.owner = nullptr;
     thread->eval_epoch = 0; // its empty caches fit any settings
     thread->eval_use_nn = 0;
@@ -165,10 +165,10 @@ TEST_F(Threads, FreshRecordIsZeroed) {
 
 TEST_F(Threads, EmptyListsAreTerminators) {
     SearchThread* thread = allocate_search_thread();
-    thread->ply = 40;
+    thread->line.ply = 40;
     thread->stack[0].node_type = thread->stack[1].node_type = NODE_CUT;
     reset_search_stack(*thread);
-    EXPECT_EQ(thread->ply, 1);
+    EXPECT_EQ(thread->line.ply, 1);
     for (int ply : {0, 1}) {
         EXPECT_EQ(thread->move_store[ply].move, 65535);
         EXPECT_EQ(thread->stack[ply].move_list, &thread->move_store[ply]);
@@ -189,15 +189,16 @@ TEST_F(Threads, MastersRecordIsACopyOfTheGame) {
 
     SearchThread& thread = master();
     EXPECT_NE(&thread, main_thread);
-    EXPECT_EQ(thread.position.owner, &thread);
+    EXPECT_EQ(thread.position.owner, &thread.line);
     Position copy = thread.position;
     copy.owner = pos.owner;
     EXPECT_EQ(memcmp(&copy, &pos, sizeof pos), 0);
-    EXPECT_EQ(thread.undo_index, 3);
-    EXPECT_EQ(memcmp(thread.undo_stack, main_thread->undo_stack, 3 * sizeof(UndoRecord)), 0);
-    EXPECT_EQ(thread.undo_stack[3].move, NULL_MOVE);
-    EXPECT_EQ(thread.last_move, main_thread->last_move);
-    EXPECT_EQ(thread.ply, 1);
+    EXPECT_EQ(thread.line.undo_index, 3);
+    EXPECT_EQ(memcmp(thread.line.undo_stack, main_thread->line.undo_stack, 3 * sizeof(UndoRecord)),
+              0);
+    EXPECT_EQ(thread.line.undo_stack[3].move, NULL_MOVE);
+    EXPECT_EQ(thread.line.last_move, main_thread->line.last_move);
+    EXPECT_EQ(thread.line.ply, 1);
     EXPECT_EQ(thread.thread_index, 0);
     EXPECT_EQ(thread.node_limit, 12345u);
 

@@ -63,14 +63,14 @@ TEST(SetPosition, ForgetsTheGameBefore) {
 
     set_position(pos, "4k3/8/8/8/8/8/8/4K3 w - -");
 
-    SearchThread& thread = *pos.owner;
-    EXPECT_EQ(thread.undo_index, 0);
-    EXPECT_EQ(thread.ply, 1);
-    EXPECT_EQ(thread.last_move, NULL_MOVE);
-    EXPECT_EQ(thread.undo_stack[0].move, NULL_MOVE);
-    EXPECT_EQ(thread.undo_stack[0].key, 0u);
-    EXPECT_EQ(thread.undo_stack[1].move, NULL_MOVE);
-    EXPECT_EQ(thread.undo_stack[1].key, 0u);
+    SearchThread& thread = thread_of(pos);
+    EXPECT_EQ(thread.line.undo_index, 0);
+    EXPECT_EQ(thread.line.ply, 1);
+    EXPECT_EQ(thread.line.last_move, NULL_MOVE);
+    EXPECT_EQ(thread.line.undo_stack[0].move, NULL_MOVE);
+    EXPECT_EQ(thread.line.undo_stack[0].key, 0u);
+    EXPECT_EQ(thread.line.undo_stack[1].move, NULL_MOVE);
+    EXPECT_EQ(thread.line.undo_stack[1].key, 0u);
     EXPECT_EQ(pos.touched, 0u);
     EXPECT_TRUE(consistent(pos));
 }

@@ -6,7 +6,7 @@ namespace {
 
 class Quiesce : public SearchTest {};
 
-SearchStackEntry& current(Position& pos) { return pos.owner->stack[pos.owner->ply]; }
+SearchStackEntry& current(Position& pos) { return thread_of(pos).stack[pos.owner->ply]; }
 
 // quiesce at the node's ply, with a static value of the test's choice.
 int quiesce_value(Position& pos, int eval, int depth, int alpha, int beta, int type = NODE_CUT) {

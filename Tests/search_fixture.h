@@ -128,7 +128,7 @@ inline Position& root_of(const char* fen) {
 // The entry of the current ply's complete list with this coordinate text.
 inline MoveEntry* list_entry(Position& pos, const std::string& text) {
     gen_all(pos);
-    for (MoveEntry* entry = pos.owner->stack[pos.owner->ply].move_list; entry->move != LIST_END;
+    for (MoveEntry* entry = thread_of(pos).stack[pos.owner->ply].move_list; entry->move != LIST_END;
          entry++) {
         char name[MOVE_TEXT_LENGTH];
         move_to_text(pos, pos.side, entry->move, name);
@@ -148,7 +148,7 @@ inline Move move_at(Position& pos, const std::string& text) {
 inline int legal_count(Position& pos) {
     gen_all(pos);
     int count = 0;
-    for (MoveEntry* entry = pos.owner->stack[pos.owner->ply].move_list; entry->move != LIST_END;
+    for (MoveEntry* entry = thread_of(pos).stack[pos.owner->ply].move_list; entry->move != LIST_END;
          entry++)
         count += legal_move(pos, pos.side, entry->move);
     return count;
@@ -156,11 +156,11 @@ inline int legal_count(Position& pos) {
 
 // Makes a move in thread 0's position as the search does, one ply further down.
 inline void step(Position& pos, const std::string& text) {
-    SearchThread& thread = *pos.owner;
+    SearchThread& thread = thread_of(pos);
     MoveEntry* entry = list_entry(pos, text);
     if (!entry) return;
     EXPECT_TRUE(legal_move(pos, pos.side, entry->move)) << text;
-    SearchStackEntry& node = thread.stack[thread.ply];
+    SearchStackEntry& node = thread.stack[thread.line.ply];
     node.current_move = entry;
     node.move_class = static_cast<uint16_t>(classify_move(pos, pos.side, *entry));
     make_move(pos, entry->move);
@@ -171,15 +171,15 @@ inline void step(Position& pos, const std::string& text) {
 inline Position& node_after(const char* fen, const char* move) {
     Position& pos = root_of(fen);
     step(pos, move);
-    SearchThread& thread = *pos.owner;
-    SearchStackEntry& node = thread.stack[thread.ply];
+    SearchThread& thread = thread_of(pos);
+    SearchStackEntry& node = thread.stack[thread.line.ply];
     int checker = first_attacker(pos, pos.king_square[pos.side], pos.side ^ 1, occupied(pos));
     node.checker_square = static_cast<uint8_t>(checker);
     node.in_check = checker != NO_SQUARE;
     return pos;
 }
 
-inline uint64_t nodes_of(const Position& pos) { return relaxed(pos.owner->nodes); }
+inline uint64_t nodes_of(const Position& pos) { return relaxed(thread_of(pos).nodes); }
 
 // Key of the position after a move.
 inline uint64_t key_after(Position& pos, Move move) {
@@ -200,7 +200,7 @@ inline int node_value(Position& pos, int depth, int alpha, int beta, int type) {
 // search_moves at the current ply of thread 0, as the node type says.
 inline int moves_value(Position& pos, int depth, int alpha, int beta, int type) {
     Move pv[PLY_SLOTS] = {};
-    SearchStackEntry& node = pos.owner->stack[pos.owner->ply];
+    SearchStackEntry& node = thread_of(pos).stack[pos.owner->ply];
     node.node_type = static_cast<int16_t>(type);
     node.depth = static_cast<int16_t>(depth);
     return search_moves(pos, pos.side, pos.owner->ply, depth, alpha, beta, node.in_check, type, pv);
@@ -223,8 +223,8 @@ inline int dumped_reduction(const std::string& output, int ply) {
 // Searches the moves of a node and tells how much the first visit to one of them was reduced;
 // NOT_REACHED if it was pruned.
 inline int reduction_of(Position& pos, Move move, int depth, int alpha, int beta, int type) {
-    SearchThread& thread = *pos.owner;
-    const SearchStackEntry node = thread.stack[thread.ply];
+    SearchThread& thread = thread_of(pos);
+    const SearchStackEntry node = thread.stack[thread.line.ply];
     int16_t history[HISTORY_SIZE];
     std::copy(std::begin(thread.history), std::end(thread.history), history);
 
@@ -235,16 +235,16 @@ inline int reduction_of(Position& pos, Move move, int depth, int alpha, int beta
     shell.tag_key = 0;
 
     // The next question finds the node as this one did.
-    thread.stack[thread.ply] = node;
+    thread.stack[thread.line.ply] = node;
     reset_ordering(thread);
     std::copy(std::begin(history), std::end(history), thread.history);
-    return dumped_reduction(output, thread.ply);
+    return dumped_reduction(output, thread.line.ply);
 }
 
 // All entries that the picker gives at the current ply, in its order. The node's fields are set
 // by the caller.
 inline std::vector<MoveEntry> picked(Position& pos, int options) {
-    SearchStackEntry& node = pos.owner->stack[pos.owner->ply];
+    SearchStackEntry& node = thread_of(pos).stack[pos.owner->ply];
     node.stage = static_cast<uint16_t>(options);
     std::vector<MoveEntry> moves;
     while (MoveEntry* entry = next_move(pos)) {
@@ -311,7 +311,7 @@ inline void plant(const Position& pos, int score, int depth, uint8_t type) {
 
 // The same for every position that a legal move leads to.
 inline void plant_children(Position& pos, int score, int depth, uint8_t type) {
-    for (MoveEntry* entry = (gen_all(pos), pos.owner->stack[pos.owner->ply].move_list);
+    for (MoveEntry* entry = (gen_all(pos), thread_of(pos).stack[pos.owner->ply].move_list);
          entry->move != LIST_END; entry++) {
         if (!legal_move(pos, pos.side, entry->move)) continue;
         make_move(pos, entry->move);

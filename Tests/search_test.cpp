@@ -14,7 +14,7 @@ class Search : public SearchTest {};
 constexpr char PIECES_FEN[] = "6k1/8/8/8/3Q4/8/1R6/K4B2 b - -";
 constexpr char FEW_FEN[] = "6k1/5p2/5P2/8/8/8/8/KN3B2 b - -";
 
-SearchStackEntry& current(Position& pos) { return pos.owner->stack[pos.owner->ply]; }
+SearchStackEntry& current(Position& pos) { return thread_of(pos).stack[pos.owner->ply]; }
 
 Position& drawing_node(const char* fen, const char* move) {
     Position& pos = node_after(fen, move);
@@ -22,20 +22,20 @@ Position& drawing_node(const char* fen, const char* move) {
     return pos;
 }
 
-int eval_of(Position& pos) { return Evaluate(*pos.owner, pos.side, pos.owner->ply, 0); }
+int eval_of(Position& pos) { return Evaluate(thread_of(pos), pos.side, pos.owner->ply, 0); }
 
 // Moves thread 0's position to another ply without any moves between.
 void enter_ply(Position& pos, int ply) {
-    SearchThread& thread = *pos.owner;
+    SearchThread& thread = thread_of(pos);
     for (int back : {1, 2}) {
         thread.stack[ply - back].current_move = thread.stack[1].current_move;
         thread.stack[ply - back].move_class = 0;
         thread.stack[ply - back].tb_result = -1;
     }
-    thread.stack[ply].move_list = thread.stack[thread.ply].move_list;
-    thread.stack[ply].checker_square = thread.stack[thread.ply].checker_square;
-    thread.stack[ply].in_check = thread.stack[thread.ply].in_check;
-    thread.ply = static_cast<int16_t>(ply);
+    thread.stack[ply].move_list = thread.stack[thread.line.ply].move_list;
+    thread.stack[ply].checker_square = thread.stack[thread.line.ply].checker_square;
+    thread.stack[ply].in_check = thread.stack[thread.line.ply].in_check;
+    thread.line.ply = static_cast<int16_t>(ply);
 }
 
 bool is_reached(Position& pos, Move move, int depth, int alpha, int beta, int type) {
@@ -87,14 +87,14 @@ TEST_F(Search, SetStopUnwindsWithZero) {
 
 TEST_F(Search, NodeLimitHoldsFromTheSecondIterationOn) {
     Position& pos = node_after(START_FEN, "e2e4");
-    pos.owner->node_limit = 50;
-    set_relaxed(pos.owner->completed_depth, 1);
+    thread_of(pos).node_limit = 50;
+    set_relaxed(thread_of(pos).completed_depth, 1);
     node_value(pos, 3, -10001, 10001, NODE_PV);
     EXPECT_EQ(relaxed(engine.stop), 0);
     EXPECT_GT(nodes_of(pos), 51u);
 
-    set_relaxed(pos.owner->nodes, 0);
-    set_relaxed(pos.owner->completed_depth, 2);
+    set_relaxed(thread_of(pos).nodes, 0);
+    set_relaxed(thread_of(pos).completed_depth, 2);
     hash_clear();
     EXPECT_EQ(node_value(pos, 3, -10001, 10001, NODE_PV), 0);
     EXPECT_EQ(relaxed(engine.stop), 1);
@@ -103,12 +103,12 @@ TEST_F(Search, NodeLimitHoldsFromTheSecondIterationOn) {
 
 TEST_F(Search, HighestPlyIsNoted) {
     Position& pos = node_after(START_FEN, "e2e4");
-    pos.owner->seldepth = 0;
+    thread_of(pos).seldepth = 0;
     node_value(pos, 0, -10001, 10001, NODE_PV);
-    EXPECT_GE(pos.owner->seldepth, 2);
+    EXPECT_GE(thread_of(pos).seldepth, 2);
     enter_ply(pos, 40);
     node_value(pos, 0, 5000, 5001, NODE_CUT);
-    EXPECT_GE(pos.owner->seldepth, 40);
+    EXPECT_GE(thread_of(pos).seldepth, 40);
 }
 
 TEST_F(Search, DrawsByRuleScoreZero) {
@@ -242,7 +242,7 @@ TEST_F(Search, HashCutsWithinItsDepthOutsidePvNodes) {
     for (const Case& c : cases) {
         hash_clear();
         plant(pos, c.score, c.hash_depth, c.bound);
-        set_relaxed(pos.owner->nodes, 0);
+        set_relaxed(thread_of(pos).nodes, 0);
         int value = node_value(pos, c.depth, 50, 51, c.type);
         const bool cut = c.value != 9999;
         EXPECT_EQ(nodes_of(pos) == 1, cut) << c.name;
@@ -256,7 +256,7 @@ TEST_F(Search, HashDoesNotCutNearTheFiftyMoveLimit) {
         pos.halfmoves = static_cast<uint8_t>(halfmoves);
         hash_clear();
         plant(pos, 100, 5, BOUND_EXACT);
-        set_relaxed(pos.owner->nodes, 0);
+        set_relaxed(thread_of(pos).nodes, 0);
         node_value(pos, 1, 50, 51, NODE_CUT);
         EXPECT_EQ(nodes_of(pos) == 1, cut) << halfmoves;
     }
@@ -266,15 +266,16 @@ TEST_F(Search, ProbesAndHitsAreCounted) {
     Position& pos = node_after(START_FEN, "e2e4");
     plant(pos, 100, 9, BOUND_EXACT);
     node_value(pos, 5, 50, 51, NODE_CUT);
-    EXPECT_EQ(relaxed(pos.owner->hash_probes), 1u);
-    EXPECT_EQ(relaxed(pos.owner->hash_hits), 1u);
+    EXPECT_EQ(relaxed(thread_of(pos).hash_probes), 1u);
+    EXPECT_EQ(relaxed(thread_of(pos).hash_hits), 1u);
     node_value(pos, -1, 5000, 5001, NODE_CUT);
-    EXPECT_EQ(relaxed(pos.owner->hash_probes), 1u) << "below the horizon the table is not asked";
+    EXPECT_EQ(relaxed(thread_of(pos).hash_probes), 1u)
+        << "below the horizon the table is not asked";
 
     engine.hash_enabled = 0;
     node_value(pos, 0, 5000, 5001, NODE_CUT);
-    EXPECT_GE(relaxed(pos.owner->hash_probes), 2u) << "counted, although nothing is looked up";
-    EXPECT_EQ(relaxed(pos.owner->hash_hits), 1u);
+    EXPECT_GE(relaxed(thread_of(pos).hash_probes), 2u) << "counted, although nothing is looked up";
+    EXPECT_EQ(relaxed(thread_of(pos).hash_hits), 1u);
 }
 
 // Endgame tables that know nothing.
@@ -288,7 +289,7 @@ TEST_F(Search, TablesWithoutAResultChangeNothing) {
     Position& pos = node_after(FEN, "g1g2");
     node_value(pos, 3, -9000, 9000, NODE_PV);
     EXPECT_EQ(current(pos).tb_result, -1);
-    EXPECT_EQ(relaxed(pos.owner->tb_hits), 0u);
+    EXPECT_EQ(relaxed(thread_of(pos).tb_hits), 0u);
     tb_largest = 0;
     EXPECT_EQ(with_tables, nodes);
 }
@@ -346,21 +347,21 @@ TEST_F(Search, StaticValueFarAboveBetaCuts) {
     ASSERT_EQ(current(pos).threat_pressure[WHITE], 0) << "a position without threats is needed";
     for (int depth : {1, 2, 3}) {
         int beta = eval - 75 * depth;
-        set_relaxed(pos.owner->nodes, 0);
+        set_relaxed(thread_of(pos).nodes, 0);
         EXPECT_EQ(node_value(pos, depth, beta - 1, beta, NODE_CUT), beta);
         EXPECT_EQ(nodes_of(pos), 1u) << depth;
 
         for (int type : {NODE_ALL, NODE_PV}) {
             node_value(pos, depth, beta - 1, beta, type);
             EXPECT_GT(nodes_of(pos), 1u) << depth;
-            set_relaxed(pos.owner->nodes, 0);
+            set_relaxed(thread_of(pos).nodes, 0);
         }
         hash_clear();
         node_value(pos, depth, beta, beta + 1, NODE_CUT);
         EXPECT_GT(nodes_of(pos), 1u) << depth;
         hash_clear();
     }
-    set_relaxed(pos.owner->nodes, 0);
+    set_relaxed(thread_of(pos).nodes, 0);
     node_value(pos, 4, eval - 1001, eval - 1000, NODE_CUT);
     EXPECT_GT(nodes_of(pos), 1u) << "too deep";
 }
@@ -405,7 +406,7 @@ TEST_F(Search, StaticCutNeedsPiecesPawnsAndMaterial) {
     FP_depth = 0;
     sep_margins[1] = BP_margin = -20000;
     for (auto [beta, cut] : {std::pair{balance + 150, true}, {balance + 151, false}}) {
-        set_relaxed(pos.owner->nodes, 0);
+        set_relaxed(thread_of(pos).nodes, 0);
         node_value(pos, 1, beta - 1, beta, NODE_CUT);
         EXPECT_EQ(nodes_of(pos) == 1, cut) << beta;
     }
@@ -462,7 +463,7 @@ TEST_F(Search, NetworkValueIsCheckedOnTheBoardBeforeItCuts) {
         EXPECT_EQ(nodes_of(pos) == 1, c.cut) << c.name;
 
         set_relaxed(shell.use_nn, 0);
-        set_relaxed(pos.owner->nodes, 0);
+        set_relaxed(thread_of(pos).nodes, 0);
         beta = eval_of(pos) - c.above;
         node_value(pos, 1, beta - 1, beta, NODE_CUT);
         EXPECT_EQ(nodes_of(pos), 1u) << c.name << ", without the network";
@@ -666,7 +667,7 @@ class LateMove : public Search, public testing::WithParamInterface<LateCase> {};
 TEST_P(LateMove, IsKeptIfItAttacksSomething) {
     const LateCase& c = GetParam();
     Position& pos = node_after(c.fen, c.first);
-    std::fill(std::begin(pos.owner->history), std::end(pos.owner->history), int16_t{0});
+    std::fill(std::begin(thread_of(pos).history), std::end(thread_of(pos).history), int16_t{0});
     lmp_counts[1] = 0;
     SearchStackEntry& entry = current(pos);
     ASSERT_EQ(entry.in_check, 0);
@@ -712,7 +713,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST_F(Search, SpecialMovesAreNotPrunedByCount) {
     Position& pos = node_after("7k/8/8/8/8/8/6P1/K2Q1N2 b - -", "h8g8");
-    std::fill(std::begin(pos.owner->history), std::end(pos.owner->history), int16_t{0});
+    std::fill(std::begin(thread_of(pos).history), std::end(thread_of(pos).history), int16_t{0});
     lmp_counts[1] = lmp_counts[2] = 0;
     current(pos).hash_move = move_at(pos, "a1b1");
     Move check = move_at(pos, "d1d8"), quiet = move_at(pos, "f1e3");
@@ -724,7 +725,7 @@ TEST_F(Search, SpecialMovesAreNotPrunedByCount) {
 
 TEST_F(Search, CountOfLateMovesGrowsWithTheMovesScore) {
     Position& pos = node_after("7k/8/8/8/8/8/8/KN6 b - -", "h8g8");
-    SearchThread& thread = *pos.owner;
+    SearchThread& thread = thread_of(pos);
     std::fill(std::begin(thread.history), std::end(thread.history), int16_t{0});
     lmp_counts[1] = 0;
     SearchStackEntry& entry = current(pos);
@@ -792,15 +793,15 @@ TEST_F(Search, NothingIsPrunedOrReducedWhileOnlyALossIsProven) {
 
     moves_value(pos, 1, -9800, -9799, NODE_CUT);
     EXPECT_EQ(nodes_of(pos), all);
-    set_relaxed(pos.owner->nodes, 0);
-    reset_ordering(*pos.owner);
+    set_relaxed(thread_of(pos).nodes, 0);
+    reset_ordering(thread_of(pos));
     moves_value(pos, 1, -9799, -9798, NODE_CUT);
     EXPECT_LT(nodes_of(pos), all);
 
     std::vector<MoveEntry> moves = picked(pos, PICK_SEARCH);
     Move late = moves.back().move;
     LMP_depth = 0;
-    reset_ordering(*pos.owner);
+    reset_ordering(thread_of(pos));
     EXPECT_EQ(reduction_of(pos, late, 8, -9800, -9799, NODE_CUT), 0);
     EXPECT_GT(reduction_of(pos, late, 8, -9799, -9798, NODE_CUT), 0);
 }
@@ -861,7 +862,7 @@ TEST_F(Search, ColumnIsTheNumberOfTheMoveThirtyAtMost) {
 TEST_F(Search, WellScoredMoveIsReducedAsTheSecond) {
     Position& pos = drawing_node(PIECES_FEN, "g8h7");
     fill_reductions([](int, int column) { return column - 1; });
-    SearchThread& thread = *pos.owner;
+    SearchThread& thread = thread_of(pos);
     std::vector<MoveEntry> order = search_order(pos);
     for (int score = 31; score <= 64; score++) {
         for (auto& history : thread.history) history = static_cast<int16_t>(score * 256);
@@ -922,7 +923,7 @@ TEST_F(Search, SelectivityZeroSearchesEveryMoveAtFullDepth) {
     node_value(quiet, 1, eval + 1000, eval + 1001, NODE_CUT);
     EXPECT_EQ(current(quiet).from_futility, 0);
     EXPECT_EQ(current(quiet).move_count, legal_count(quiet));
-    set_relaxed(quiet.owner->nodes, 0);
+    set_relaxed(thread_of(quiet).nodes, 0);
     hash_clear();
     node_value(quiet, 1, eval - 1001, eval - 1000, NODE_CUT);
     EXPECT_GT(nodes_of(quiet), 1u);

@@ -121,10 +121,10 @@ TEST_F(SelfplayStart, EightOrNineRandomPliesAreLegalAndNotTooBad) {
         StartKind kind = i % 2 ? StartKind::CHESS960 : StartKind::STANDARD;
         if (!draw_start(game(), dice, kind, NO_OPENINGS)) continue;
         EXPECT_EQ(unsearchable_reason(game()), nullptr);
-        plies.insert(main_thread->undo_index);
+        plies.insert(main_thread->line.undo_index);
         keys.insert(game().key);
-        while (main_thread->undo_index > 0) {
-            Move move = main_thread->last_move;
+        while (main_thread->line.undo_index > 0) {
+            Move move = main_thread->line.last_move;
             unmake_move(game());
             if (type_of(game().board[move_from(move)]) == KING) continue;
             EXPECT_GE(see(game(), game().side, move_from(move), move_to(move)), -350);
@@ -139,7 +139,7 @@ TEST_F(SelfplayStart, OpeningsGetTwoOrThreePlies) {
     std::set<int> plies;
     for (int i = 0; i < 20; i++) {
         ASSERT_TRUE(draw_start(game(), dice, StartKind::OPENING, ONE_OPENING));
-        plies.insert(main_thread->undo_index);
+        plies.insert(main_thread->line.undo_index);
     }
     EXPECT_EQ(plies, (std::set<int>{2, 3}));
 }

@@ -377,8 +377,8 @@ TEST_F(Clock, SearchHoldsItselfToASpeed) {
     set_relaxed(engine.iteration_depth, 2);
     set_relaxed(engine.game_state, STATE_BATCH);
     think_start = monotonic_seconds();
-    pos.owner->node_limit = 100;
-    set_relaxed(pos.owner->completed_depth, 2);
+    thread_of(pos).node_limit = 100;
+    set_relaxed(thread_of(pos).completed_depth, 2);
     double begun = monotonic_seconds();
     node_value(pos, 4, -10001, 10001, NODE_PV);
     EXPECT_GE(monotonic_seconds() - begun, 0.09);
@@ -386,7 +386,7 @@ TEST_F(Clock, SearchHoldsItselfToASpeed) {
 
     set_relaxed(engine.stop, 0);
     set_relaxed(engine.iteration_depth, 1);
-    set_relaxed(pos.owner->nodes, 0);
+    set_relaxed(thread_of(pos).nodes, 0);
     engine.target_nps = 1.0f;
     begun = monotonic_seconds();
     node_value(pos, 4, -10001, 10001, NODE_PV);

@@ -287,7 +287,7 @@ TEST(PlyData, MaterialOfTheHandCraftedEvaluationIsLeftOut) {
 }
 
 TEST(PlyData, GamesAreHeldOutWhole) {
-    std::string path = fresh_directory() + "/games.ply";
+    std::string path = fresh_directory() + "/games.line.ply";
     FILE* file = fopen(path.c_str(), "wb");
     DataHeader header = {{}, sizeof(PlyRecord), 3};
     memcpy(header.magic, DATA_MAGIC, sizeof header.magic);
@@ -355,17 +355,17 @@ TEST(TrainNetwork, KernelsAgree) {
     std::vector<PlyRecord> records = scored_records(8, 6);
     std::vector<NetworkInput> inputs(records.size());
     for (size_t i = 0; i < records.size(); i++) list_features(inputs[i], records[i]);
-    struct alignas(64) Line {
+    struct alignas(64) Vector {
         float value[16];
     };
     Random random = {2};
-    std::vector<Line> weights(NETWORK_INPUTS * 4), rows(OUTPUT_ROWS * 4),
+    std::vector<Vector> weights(NETWORK_INPUTS * 4), rows(OUTPUT_ROWS * 4),
         hidden(records.size() * 4);
     for (auto* lines : {&weights, &rows})
-        for (Line& line : *lines)
+        for (Vector& line : *lines)
             for (float& value : line.value)
                 value = static_cast<float>(random_below(random, 2001) - 1000) * 0.0003f;
-    std::vector<Line> sums(1), expected(1);
+    std::vector<Vector> sums(1), expected(1);
     KERNELS_SSE2.forward({inputs.data(), inputs.size(), weights[0].value, rows[0].value, 0.1f,
                           hidden[0].value, expected[0].value});
     best_kernels().forward({inputs.data(), inputs.size(), weights[0].value, rows[0].value, 0.1f,

@@ -157,7 +157,7 @@ TEST_F(UciCommand, NewGameResetsTheClocksAndKeepsTheLimits) {
     EXPECT_EQ(engine.max_depth, 7);
     EXPECT_EQ(engine.max_nodes, 1234u);
     EXPECT_EQ(engine.hash_age, 0);
-    EXPECT_EQ(main_thread->undo_index, 0);
+    EXPECT_EQ(main_thread->line.undo_index, 0);
     EXPECT_EQ(game_fen(), before) << "the board stands as it was";
 }
 
@@ -197,11 +197,12 @@ TEST_F(UciPosition, StartposAndMoves) {
     EXPECT_EQ(game_fen(), START);
     uci("position startpos moves e2e4 c7c5 g1f3");
     EXPECT_EQ(game_fen(), "rnbqkbnr/pp1ppppp/8/2p5/4P3/5N2/PPPP1PPP/RNBQKB1R b KQkq -");
-    EXPECT_EQ(main_thread->undo_index, 3);
-    EXPECT_EQ(main_thread->undo_stack[3].move, NULL_MOVE) << "marks the end of the game's moves";
+    EXPECT_EQ(main_thread->line.undo_index, 3);
+    EXPECT_EQ(main_thread->line.undo_stack[3].move, NULL_MOVE)
+        << "marks the end of the game's moves";
     uci("position startpos moves");
     EXPECT_EQ(game_fen(), START);
-    EXPECT_EQ(main_thread->undo_index, 0);
+    EXPECT_EQ(main_thread->line.undo_index, 0);
 }
 
 TEST_F(UciPosition, FenAndMoves) {
@@ -216,7 +217,7 @@ TEST_F(UciPosition, WithoutStartposOrFenNothingChanges) {
                              "position 8/8/8/8/8/8/8/8 w - -"}) {
         uci(line);
         EXPECT_EQ(game_fen(), before) << line;
-        EXPECT_EQ(main_thread->undo_index, 1) << line;
+        EXPECT_EQ(main_thread->line.undo_index, 1) << line;
     }
 }
 
@@ -318,7 +319,7 @@ TEST_P(BadMoveWord, IsShownAndEndsTheList) {
     std::vector<std::string> lines = uci("position startpos moves e2e4 " + word + " e7e5");
 
     EXPECT_EQ(game_fen(), "rnbqkbnr/pppppppp/8/8/4P3/8/PPPP1PPP/RNBQKBNR b KQkq e3");
-    EXPECT_EQ(main_thread->undo_index, 1);
+    EXPECT_EQ(main_thread->line.undo_index, 1);
     ASSERT_EQ(lines.size(), 1u);
     EXPECT_EQ(lines[0].compare(0, 12, "info string "), 0) << lines[0];
     EXPECT_NE(lines[0].find(word), std::string::npos) << lines[0];
@@ -388,7 +389,7 @@ TEST_F(UciPosition, AGameOfTwelveHundredPliesIsPlayedOn) {
     EXPECT_EQ(joined(uci("position startpos moves " + long_game())), "");
     EXPECT_EQ(game_fen(), "rnbqkbnr/7p/8/ppppppp1/PPPPPPP1/8/7P/RNBQKBNR w KQkq -");
     EXPECT_EQ(game().halfmoves, 60);
-    EXPECT_LE(main_thread->undo_index, UNDO_GAME);
+    EXPECT_LE(main_thread->line.undo_index, UNDO_GAME);
     EXPECT_EQ(unsearchable_reason(game()), nullptr);
 }
 

@@ -44,7 +44,7 @@ static Answer quiescence_answer(Position& pos) {
     constexpr uint64_t NO_LIMIT = UINT64_MAX;
     constexpr int ROOT = 1;
 
-    SearchThread& thread = *pos.owner;
+    SearchThread& thread = thread_of(pos);
     reset_search_stack(thread);
     thread.node_limit = NO_LIMIT;
     engine.root_side = pos.side;

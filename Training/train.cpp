@@ -98,9 +98,9 @@ static bool read_data(PlySets& sets, const std::vector<std::string>& paths) {
 // The engine's scores of a record's position, without contempt and scaling.
 static int network_score(Position& pos) {
     pos.owner->ply = 1; // nothing is taken from an earlier evaluation
-    return NnEval(*pos.owner);
+    return NnEval(thread_of(pos));
 }
-static int hand_crafted_score(Position& pos) { return HceEval(*pos.owner, pos.side, 1, 0); }
+static int hand_crafted_score(Position& pos) { return HceEval(thread_of(pos), pos.side, 1, 0); }
 
 // Squared error of a score against the record's own, as probabilities.
 static double squared_miss(int score, const PlyRecord& record, const NetworkInput& input) {

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "base/state.h"
+#include "board/line.h"
 #include "board/movegen.h"
 #include "board/see.h"
 #include "search/info.h"
@@ -85,10 +86,10 @@ static void finish_pawn_move(Position& pos, int side, int from, int to, UndoReco
 void make_move(Position& pos, Move move) {
     if (shell.trace_level) search_trace(pos, move);
 
-    SearchThread& thread = *pos.owner;
-    UndoRecord& rec = thread.undo_stack[thread.undo_index];
-    thread.undo_index++;
-    thread.ply++;
+    Line& line = *pos.owner;
+    UndoRecord& rec = line.undo_stack[line.undo_index];
+    line.undo_index++;
+    line.ply++;
 
     int from = move_from(move), to = move_to(move), side = pos.side;
     int mover = pos.board[from];
@@ -139,20 +140,20 @@ void make_move(Position& pos, Move move) {
         }
     }
     if (type_of(mover) == KING) pos.king_square[side] = static_cast<uint8_t>(to);
-    thread.last_move = rec.move;
+    line.last_move = rec.move;
     pos.key = key_with_side(pos.key, pos.side);
 }
 
 void make_game_move(Position& pos, Move move) {
     constexpr int FORGOTTEN = 400; // even, so that the mover of each record stays the same
-    SearchThread& thread = *pos.owner;
-    if (thread.undo_index >= UNDO_GAME) {
-        auto kept = static_cast<size_t>(thread.undo_index - FORGOTTEN);
-        memmove(thread.undo_stack, thread.undo_stack + FORGOTTEN, kept * sizeof(UndoRecord));
-        thread.undo_index = static_cast<int16_t>(kept);
+    Line& line = *pos.owner;
+    if (line.undo_index >= UNDO_GAME) {
+        auto kept = static_cast<size_t>(line.undo_index - FORGOTTEN);
+        memmove(line.undo_stack, line.undo_stack + FORGOTTEN, kept * sizeof(UndoRecord));
+        line.undo_index = static_cast<int16_t>(kept);
     }
     make_move(pos, move);
-    thread.ply = 1;
+    line.ply = 1;
 }
 
 uint64_t likely_key_after(const Position& pos, const MoveEntry& entry) {
@@ -173,13 +174,12 @@ static void unmake_castling(Position& pos, int side, Move move) {
 }
 
 void unmake_move(Position& pos) {
-    SearchThread& thread = *pos.owner;
-    thread.undo_index--;
-    thread.ply--;
-    UndoRecord& rec = thread.undo_stack[thread.undo_index];
+    Line& line = *pos.owner;
+    line.undo_index--;
+    line.ply--;
+    UndoRecord& rec = line.undo_stack[line.undo_index];
 
-    thread.last_move =
-        thread.undo_index > 0 ? thread.undo_stack[thread.undo_index - 1].move : NULL_MOVE;
+    line.last_move = line.undo_index > 0 ? line.undo_stack[line.undo_index - 1].move : NULL_MOVE;
     pos.touched = rec.touched;
 
     int side = pos.side ^ 1;
@@ -207,10 +207,10 @@ void unmake_move(Position& pos) {
 }
 
 void make_null_move(Position& pos) {
-    SearchThread& thread = *pos.owner;
-    UndoRecord& rec = thread.undo_stack[thread.undo_index];
-    thread.ply++;
-    thread.undo_index++;
+    Line& line = *pos.owner;
+    UndoRecord& rec = line.undo_stack[line.undo_index];
+    line.ply++;
+    line.undo_index++;
 
     rec.captured = 0;
     rec.move = NULL_MOVE;
@@ -221,21 +221,20 @@ void make_null_move(Position& pos) {
     if (pos.ep_square != NO_SQUARE) pos.key ^= zobrist[pos.ep_square];
     pos.ep_square = NO_SQUARE;
     pos.side = pos.side ^ 1;
-    thread.last_move = NULL_MOVE;
+    line.last_move = NULL_MOVE;
     pos.key = key_with_side(pos.key, pos.side);
 }
 
 void unmake_null_move(Position& pos) {
-    SearchThread& thread = *pos.owner;
-    thread.undo_index--;
-    thread.ply--;
-    const UndoRecord& rec = thread.undo_stack[thread.undo_index];
+    Line& line = *pos.owner;
+    line.undo_index--;
+    line.ply--;
+    const UndoRecord& rec = line.undo_stack[line.undo_index];
     pos.side = pos.side ^ 1;
     pos.ep_square = rec.ep_square;
     pos.halfmoves = rec.halfmoves;
     pos.key = rec.key;
-    thread.last_move =
-        thread.undo_index > 0 ? thread.undo_stack[thread.undo_index - 1].move : NULL_MOVE;
+    line.last_move = line.undo_index > 0 ? line.undo_stack[line.undo_index - 1].move : NULL_MOVE;
 }
 
 int square_attacked(const Position& pos, int square, int by_side) {
@@ -315,12 +314,12 @@ int is_draw(Position& pos, int ply) {
 
     // No position comes back after a capture, pawn move or castling. `halfmoves` counts from
     // there, but for the null moves of the line, of which there are fewer than plies.
-    const SearchThread& thread = *pos.owner;
-    int top = thread.undo_index;
+    const Line& line = *pos.owner;
+    int top = line.undo_index;
     int lowest = std::max(0, top - pos.halfmoves - PLY_SLOTS);
     int matches = 0;
     for (int i = top - 2; i >= lowest; i -= 2) {
-        const UndoRecord& rec = thread.undo_stack[i];
+        const UndoRecord& rec = line.undo_stack[i];
         if (rec.move == NULL_MOVE) return 0; // no repetition across a null move
         if (rec.key != pos.key) continue;
         if (top - ply < i || ++matches == 2) return 1;
@@ -378,8 +377,8 @@ int classify_move(const Position& pos, int side, const MoveEntry& entry) {
 static Bitboard lone_blockers(Bitboard sliders, int target, Bitboard occ) {
     Bitboard result = 0;
     while (sliders) {
-        Bitboard line = between[pop_lowest(sliders)][target] & occ;
-        if (line && !(line & (line - 1))) result |= line;
+        Bitboard blockers = between[pop_lowest(sliders)][target] & occ;
+        if (blockers && !(blockers & (blockers - 1))) result |= blockers;
     }
     return result;
 }

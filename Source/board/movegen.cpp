@@ -190,13 +190,13 @@ static MoveEntry* gen_quiet_checks(Position& pos, int side, MoveEntry* out) {
 static void finish_list(SearchThread& thread, MoveEntry* end) {
     assert(end + 2 < thread.move_store + MOVE_STORE_SIZE);
     end->move = LIST_END;
-    thread.stack[thread.ply + 1].move_list = end + 1;
-    if (thread.ply + 2 < PLY_SLOTS) thread.stack[thread.ply + 2].move_list = end + 2;
+    thread.stack[thread.line.ply + 1].move_list = end + 1;
+    if (thread.line.ply + 2 < PLY_SLOTS) thread.stack[thread.line.ply + 2].move_list = end + 2;
 }
 
 void gen_all(Position& pos) {
-    SearchThread& thread = *pos.owner;
-    SearchStackEntry& entry = thread.stack[thread.ply];
+    SearchThread& thread = thread_of(pos);
+    SearchStackEntry& entry = thread.stack[thread.line.ply];
 
     MoveEntry* out = entry.move_list;
     out = gen_captures(pos, pos.side, out, NO_SQUARE);
@@ -208,13 +208,13 @@ void gen_all(Position& pos) {
 }
 
 MoveEntry* gen_all_game(Position& pos) {
-    SearchThread& thread = *pos.owner;
-    int16_t ply = thread.ply;
-    thread.ply = 1; // a game's ply may lie far behind the stack
+    SearchThread& thread = thread_of(pos);
+    int16_t ply = thread.line.ply;
+    thread.line.ply = 1; // a game's ply may lie far behind the stack
 
     thread.stack[1].move_list = thread.move_store + 1;
     gen_all(pos);
-    thread.ply = ply;
+    thread.line.ply = ply;
     return thread.stack[1].move_list;
 }
 
@@ -264,8 +264,8 @@ static void score_quiets(const SearchThread& thread, int side, MoveEntry* list) 
     constexpr int FOLLOWUP = 40, FAR_PAWN = 30;
     constexpr int EVASION_COUNTER_1 = 55, EVASION_COUNTER_2 = 50;
 
-    if (thread.ply <= 1) return; // the root has an order of its own
-    const SearchStackEntry& entry = thread.stack[thread.ply];
+    if (thread.line.ply <= 1) return; // the root has an order of its own
+    const SearchStackEntry& entry = thread.stack[thread.line.ply];
 
     // Replies that worked before. No real move equals 0, so that 0 stands for none.
     Move counter1 = 0, counter2 = 0, followup = 0;
@@ -318,8 +318,8 @@ MoveEntry* next_move(Position& pos) {
     constexpr int CHECK_SCORE = 100;
     constexpr int HASH_SCORE = 255;
 
-    SearchThread& thread = *pos.owner;
-    SearchStackEntry& entry = thread.stack[thread.ply];
+    SearchThread& thread = thread_of(pos);
+    SearchStackEntry& entry = thread.stack[thread.line.ply];
     MoveEntry* cursor = entry.current_move + 1;
     MoveEntry* out = nullptr;
     const int options = entry.stage & ~15;

@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "base/print.h"
+#include "board/line.h"
 #include "board/see.h"
 #include "search/thread.h"
 

@@ -1,7 +1,7 @@
 // position.h: the board record, its undo record, FEN text and the two hash keys.
 //
-// A Position never lives alone: it is part of a SearchThread, which holds the undo stack and the
-// ply counters. It is changed only by the thread that owns it.
+// A Position never lives alone: the record that it is part of holds the line of moves that led to
+// it, see line.h. It is changed only by the thread that owns it.
 
 #pragma once
 
@@ -11,13 +11,13 @@
 #include "board/bitboard.h"
 #include "board/types.h"
 
-struct SearchThread;
+struct Line;
 
 // The start position: four fields, no counters.
 constexpr char START_FEN[] = "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq -";
 
 struct Position {
-    SearchThread* owner; // the record that holds this position
+    Line* owner; // the moves that led here, the head of the record that holds this position
 
     uint8_t board[65]; // piece code on each square; entry NO_SQUARE always reads as empty
 

@@ -208,7 +208,7 @@ static const float* accumulate(SearchThread& thread) {
     collect_features(features, pos);
 
     // Plies 0 and 1 begin anew, so that rounding does not pile up from search to search.
-    bool near = thread.ply > 1 && cache.net && cache.set == features.set
+    bool near = thread.line.ply > 1 && cache.net && cache.set == features.set
              && pop_count(cache.occupied ^ occupied(pos)) <= MOST_CHANGE;
     if (!near || !update_accumulator(cache, features)) fill_accumulator(cache, features);
 
@@ -287,7 +287,7 @@ int NnEval(SearchThread& thread) {
     count(thread.eval_probes);
     const Position& pos = thread.position;
     EvalHashEntry& entry = eval_hash_entry(thread);
-    if (entry.key == pos.key && thread.ply > 1) {
+    if (entry.key == pos.key && thread.line.ply > 1) {
         count(thread.eval_hits);
         return thread.nn_score = entry.nn_score;
     }

@@ -399,7 +399,7 @@ static void search_line(SearchThread& thread, MoveEntry* first, int line, int de
 static bool go_deeper(const SearchThread& thread, int depth) {
     int score = relaxed(thread.score);
     return !stopped() && score < MATE_VALUE - 1 - depth && score >= depth - MATE_VALUE + 1
-        && depth < engine.max_depth && thread.undo_index + depth < UNDO_SEARCH
+        && depth < engine.max_depth && thread.line.undo_index + depth < UNDO_SEARCH
         && depth + 1 < PLY_SLOTS - 1;
 }
 

@@ -124,26 +124,26 @@ void report_root_move(Move move, int number) {
 
 void search_trace(const Position& pos, Move move) {
     static FILE* file;
-    SearchThread& thread = *pos.owner;
+    SearchThread& thread = thread_of(pos);
     if (!shell.trace_level) return;
     if (!file && !(file = fopen("trace.txt", "w"))) exit(0);
-    if (thread.ply > shell.trace_level || thread.ply >= PLY_SLOTS) return;
+    if (thread.line.ply > shell.trace_level || thread.line.ply >= PLY_SLOTS) return;
 
     int8_t current = relaxed(thread.current_depth);
     if (current > thread.trace_depth) fprintf(file, "\n\nSEARCH DEPTH= %d\n", current);
-    if (thread.ply <= thread.trace_ply) {
+    if (thread.line.ply <= thread.trace_ply) {
         fputc('\n', file);
-        for (int ply = 1; ply < thread.ply; ply++) fputs("         ", file);
+        for (int ply = 1; ply < thread.line.ply; ply++) fputs("         ", file);
     }
     char text[MOVE_TEXT_LENGTH];
     move_to_text(pos, pos.side, move, text);
-    fprintf(file, "(%2d)%s ", thread.stack[thread.ply].depth, text);
+    fprintf(file, "(%2d)%s ", thread.stack[thread.line.ply].depth, text);
     thread.trace_depth = current;
-    thread.trace_ply = thread.ply;
+    thread.trace_ply = thread.line.ply;
 }
 
 void print_stack_dump(const Position& pos, int ply) {
-    const SearchThread& thread = *pos.owner;
+    const SearchThread& thread = thread_of(pos);
     Print("ply depth alpha    beta    eval type   move  red");
     int side = pos.side ^ (ply & 1) ^ 1; // to move at ply 1
     for (int i = 1; i < ply; i++, side ^= 1) {

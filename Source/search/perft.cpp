@@ -38,9 +38,9 @@ uint64_t run_perft(SearchThread& thread, int depth) {
     depth = std::clamp(depth, 0, PERFT_MAX_DEPTH);
     if (depth == 0) return 0;
 
-    int16_t ply = thread.ply;
+    int16_t ply = thread.line.ply;
     reset_search_stack(thread);
     perft(thread, thread.position.side, 1, depth);
-    thread.ply = ply;
+    thread.line.ply = ply;
     return thread.perft_nodes;
 }

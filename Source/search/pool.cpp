@@ -28,7 +28,7 @@ SearchThread* allocate_search_thread() {
     void* memory = allocate_pages(sizeof(SearchThread), false);
     if (!memory) return nullptr;
     auto* thread = new (memory) SearchThread;
-    thread->position.owner = thread;
+    thread->position.owner = &thread->line;
     // Its tables are empty, so they fit any settings.
     thread->eval_epoch = relaxed(eval_epoch);
     thread->eval_use_nn = relaxed(shell.use_nn);
@@ -41,7 +41,7 @@ void free_search_thread(SearchThread* thread) {
 }
 
 void reset_search_stack(SearchThread& thread) {
-    thread.ply = 1;
+    thread.line.ply = 1;
     for (int ply : {0, 1}) {
         thread.move_store[ply] = {};
         thread.move_store[ply].move = LIST_END;
@@ -63,13 +63,13 @@ static bool setup_record(int index) {
     thread->thread_index = static_cast<uint8_t>(index);
     thread->seed = static_cast<uint32_t>(index) * 123;
     thread->position = game.position;
-    thread->position.owner = thread;
+    thread->position.owner = &thread->line;
 
-    auto used = static_cast<size_t>(game.undo_index);
-    memcpy(thread->undo_stack, game.undo_stack, used * sizeof(UndoRecord));
-    thread->undo_stack[used].move = NULL_MOVE;
-    thread->undo_index = thread->game_moves = game.undo_index;
-    thread->last_move = game.last_move;
+    auto used = static_cast<size_t>(game.line.undo_index);
+    memcpy(thread->line.undo_stack, game.line.undo_stack, used * sizeof(UndoRecord));
+    thread->line.undo_stack[used].move = NULL_MOVE;
+    thread->line.undo_index = thread->game_moves = game.line.undo_index;
+    thread->line.last_move = game.line.last_move;
 
     reset_search_stack(*thread);
     thread->node_limit = engine.max_nodes ? engine.max_nodes : NO_NODE_LIMIT;

@@ -29,7 +29,7 @@ int quiesce(Position& pos, int side, int ply, int depth, int alpha, int beta, in
     constexpr int RECAPTURE_DEPTH = -3; // deeper, only recaptures are looked at
     constexpr int MARGIN_ABOVE = 450, MARGIN = 150;
 
-    SearchThread& thread = *pos.owner;
+    SearchThread& thread = thread_of(pos);
     SearchStackEntry& entry = thread.stack[ply];
     Move child_pv[PLY_SLOTS];
     child_pv[ply + 1] = NULL_MOVE;
@@ -48,7 +48,7 @@ int quiesce(Position& pos, int side, int ply, int depth, int alpha, int beta, in
     while (MoveEntry* move = next_move(pos)) {
         entry.current_move = move;
         int mover = type_of(move->mover), to = move_to(move->move);
-        if (depth < RECAPTURE_DEPTH && to != move_to(thread.last_move)) continue;
+        if (depth < RECAPTURE_DEPTH && to != move_to(thread.line.last_move)) continue;
 
         // 2. Moves that can't reach alpha, unless they give check, and moves that lose material.
         if (optimistic_gain(pos, side, *move) + eval <= best - margin

@@ -73,7 +73,8 @@ static void enter_node(SearchThread& thread, int ply, int depth, int alpha, int 
 static int extension(const Position& pos, const SearchThread& thread, int side, int ply, int depth,
                      int in_check) {
     if (in_check) return 1;
-    if (pos.material[side] == 0 && thread.undo_stack[thread.undo_index - 1].captured > PAWN)
+    if (pos.material[side] == 0
+        && thread.line.undo_stack[thread.line.undo_index - 1].captured > PAWN)
         return 1;
     return (thread.stack[ply - 1].move_class & CLASS_PAWN) && depth <= 2;
 }
@@ -205,7 +206,7 @@ static int search_null_move(Position& pos, SearchThread& thread, int side, int p
 
 int search_node(Position& pos, int side, int ply, int depth, int alpha, int beta, int node_type,
                 Move* pv) {
-    SearchThread& thread = *pos.owner;
+    SearchThread& thread = thread_of(pos);
     SearchStackEntry& entry = thread.stack[ply];
 
     // 1. Count, hold the speed, look at the limits.
@@ -377,7 +378,7 @@ static LateMove judge_late_move(Position& pos, SearchStackEntry& entry, int side
 
 int search_moves(Position& pos, int side, int ply, int depth, int alpha, int beta, int in_check,
                  int node_type, Move* pv) {
-    SearchThread& thread = *pos.owner;
+    SearchThread& thread = thread_of(pos);
     SearchStackEntry& entry = thread.stack[ply];
     Move child_pv[PLY_SLOTS];
     child_pv[ply + 1] = NULL_MOVE;

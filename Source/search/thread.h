@@ -7,9 +7,12 @@
 #pragma once
 
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
+#include <type_traits>
 
 #include "base/state.h"
+#include "board/line.h"
 #include "board/position.h"
 #include "board/types.h"
 #include "eval/context.h"
@@ -30,8 +33,6 @@ constexpr int NODE_PV = 0;
 constexpr int NODE_ALL = -1;
 
 constexpr int LAST_PLY = 65;     // a deeper node is not searched any further
-constexpr int UNDO_GAME = 900;   // records for the moves of a game
-constexpr int UNDO_LINE = 100;   // room behind them for the deepest line of the search
 constexpr int UNDO_SEARCH = 884; // a deeper iteration begins only below this many records
 
 // Move lists of all plies share one store. With at most 16 pieces a side a list has at most 15
@@ -88,9 +89,9 @@ struct PawnHashEntry {
 static_assert(sizeof(PawnHashEntry) == 16, "four entries a cache line");
 
 struct alignas(64) SearchThread {
-    UndoRecord undo_stack[UNDO_GAME + UNDO_LINE]; // the game's moves, then the line's
-    SearchStackEntry stack[PLY_SLOTS];            // by ply; 0 is a sentinel, 1 the root
-    MoveEntry move_store[MOVE_STORE_SIZE];        // 0 and 1: empty lists of plies 0 and 1
+    Line line;                             // first, since Position::owner points to it
+    SearchStackEntry stack[PLY_SLOTS];     // by ply; 0 is a sentinel, 1 the root
+    MoveEntry move_store[MOVE_STORE_SIZE]; // 0 and 1: empty lists of plies 0 and 1
 
     int16_t history[HISTORY_SIZE]; // 0 to 16384
     Move counter1[HISTORY_SIZE];   // the two latest replies to a move
@@ -120,9 +121,6 @@ struct alignas(64) SearchThread {
     Position position;
 
     Move pv[PLY_SLOTS]; // best line at the root: pv[1] is the best move, 0 ends it
-    int16_t undo_index; // used records of undo_stack
-    int16_t ply;        // of the current node; stepped together with undo_index
-    Move last_move;     // led to the current node; 0 after a null move
     uint8_t thread_index;
 
     std::atomic<int8_t> current_depth;   // iteration that the thread works at; this thread
@@ -149,6 +147,14 @@ struct alignas(64) SearchThread {
     int8_t trace_depth;
     int16_t trace_ply;
 };
+
+static_assert(offsetof(SearchThread, line) == 0 && std::is_standard_layout_v<SearchThread>,
+              "a pointer to the line is a pointer to the record");
+
+// The record that holds a position.
+inline SearchThread& thread_of(const Position& pos) {
+    return *reinterpret_cast<SearchThread*>(pos.owner);
+}
 
 // Adds one to a counter that only the calling thread writes.
 inline void count(std::atomic<uint64_t>& counter) {

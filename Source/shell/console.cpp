@@ -80,11 +80,13 @@ static void analyse(const char* limit) {
 }
 
 static void keep_record(TakenBack& kept) {
-    memcpy(kept.records, main_thread->undo_stack + main_thread->undo_index, sizeof kept.records);
+    memcpy(kept.records, main_thread->line.undo_stack + main_thread->line.undo_index,
+           sizeof kept.records);
 }
 
 static void restore_record(const TakenBack& kept) {
-    memcpy(main_thread->undo_stack + main_thread->undo_index, kept.records, sizeof kept.records);
+    memcpy(main_thread->line.undo_stack + main_thread->line.undo_index, kept.records,
+           sizeof kept.records);
 }
 
 static void show_hash_line() {
@@ -92,7 +94,7 @@ static void show_hash_line() {
     TakenBack kept;
     keep_record(kept);
     Move line[PLY_SLOTS + 1] = {};
-    main_thread->ply = 1;
+    main_thread->line.ply = 1;
     pv_from_hash(pos, 1, line);
 
     char text[PLY_SLOTS * MOVE_TEXT_LENGTH] = "";
@@ -121,19 +123,19 @@ static void show_evaluation(int form, bool with_network) {
     refresh_eval_tables(*main_thread);
     if (with_network) {
         // At ply 1 the eval hash is not read, in which HceEval leaves entries as well.
-        int16_t ply = main_thread->ply;
-        main_thread->ply = 1;
-        main_thread->game_moves = main_thread->undo_index;
+        int16_t ply = main_thread->line.ply;
+        main_thread->line.ply = 1;
+        main_thread->game_moves = main_thread->line.undo_index;
         NnEval(*main_thread);
-        main_thread->ply = ply;
+        main_thread->line.ply = ply;
     }
     HceEval(*main_thread, pos.side, 1, form);
 }
 
 static void show_last_move() {
-    const int moves = main_thread->undo_index;
+    const int moves = main_thread->line.undo_index;
     if (moves > 0) {
-        Move move = main_thread->last_move;
+        Move move = main_thread->line.last_move;
         printf("last move was %d%s %s%s\n", (moves + 1) / 2,
                game_position().side == BLACK ? "." : "...", SQUARE_NAMES[move_from(move)],
                SQUARE_NAMES[move_to(move)]);
@@ -157,8 +159,8 @@ static void replay() {
     if (move == NULL_MOVE) return;
     char text[MOVE_TEXT_LENGTH];
     move_to_text(pos, pos.side, move, text);
-    PrintFormat("%d%s move %s", main_thread->undo_index / 2 + 1, pos.side == WHITE ? "." : "...",
-                text);
+    PrintFormat("%d%s move %s", main_thread->line.undo_index / 2 + 1,
+                pos.side == WHITE ? "." : "...", text);
     replay_move(pos);
     show_changed_board();
 }
@@ -167,7 +169,8 @@ static void jump(int number) {
     Position& pos = game_position();
     const int64_t target = 2 * static_cast<int64_t>(number) - 2;
     rewind_game(pos);
-    while (main_thread->undo_index < target && next_in_record(pos) != NULL_MOVE) replay_move(pos);
+    while (main_thread->line.undo_index < target && next_in_record(pos) != NULL_MOVE)
+        replay_move(pos);
     print_board(pos);
 }
 
@@ -310,7 +313,7 @@ static void enter_move(const Words& words) {
         fflush(stdout);
         return;
     }
-    PrintFormat("%d. move %s", main_thread->undo_index / 2 + 1, typed);
+    PrintFormat("%d. move %s", main_thread->line.undo_index / 2 + 1, typed);
     play_move(pos, move);
     show_changed_board();
 }

@@ -88,7 +88,7 @@ static void report_think(const Position& pos) {
 void prepare_search() {
     const Position& pos = main_thread->position;
     set_relaxed(engine.elapsed, 0.0f);
-    main_thread->ply = 1;
+    main_thread->line.ply = 1;
     think_start = monotonic_seconds();
     engine.root_side = pos.side;
 
@@ -98,7 +98,7 @@ void prepare_search() {
         Print("info string setting eval params...");
         rebuild_evaluation();
     }
-    plan_time(main_thread->undo_index);
+    plan_time(main_thread->line.undo_index);
     report_think(pos);
 }
 

@@ -22,11 +22,11 @@ void rewind_game(Position& pos) {
 }
 
 Move next_in_record(const Position& pos) {
-    const SearchThread& thread = *pos.owner;
-    if (thread.undo_index >= UNDO_GAME) return NULL_MOVE;
+    const SearchThread& thread = thread_of(pos);
+    if (thread.line.undo_index >= UNDO_GAME) return NULL_MOVE;
     // What looks at the game ahead, such as a book probe, writes there: a move that does not fit
     // belongs to a line that is no longer the game's.
-    Move move = thread.undo_stack[thread.undo_index].move;
+    Move move = thread.line.undo_stack[thread.line.undo_index].move;
     return move != NULL_MOVE && hash_move_valid(pos, move) ? move : NULL_MOVE;
 }
 

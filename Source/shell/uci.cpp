@@ -70,8 +70,8 @@ static void new_game() {
     engine.time_base = NEW_GAME_SECONDS;
     engine.time_increment = 0.0f;
     engine.clock[0] = engine.clock[1] = NEW_GAME_SECONDS;
-    main_thread->undo_index = 0;
-    main_thread->ply = 1;
+    main_thread->line.undo_index = 0;
+    main_thread->line.ply = 1;
     if (engine.hash_enabled && hash_table) hash_clear();
     engine.hash_age = 0;
 }
@@ -133,7 +133,8 @@ static void play_moves(char* text) {
         }
         make_game_move(pos, move);
     }
-    main_thread->undo_stack[main_thread->undo_index].move = NULL_MOVE; // end of the game's moves
+    main_thread->line.undo_stack[main_thread->line.undo_index].move =
+        NULL_MOVE; // end of the game's moves
 }
 
 static void set_up_position(char* arguments) {

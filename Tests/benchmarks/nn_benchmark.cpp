@@ -71,7 +71,7 @@ void evaluate(benchmark::State& state, const char* path, int ply) {
     Position& pos = set_up("r1bq1rk1/pp2bppp/2n1pn2/2pp4/3P4/2NBPN2/PPP2PPP/R1BQ1RK1 w - -");
     for (int i = 0; i < 64 && play_random(pos, random, 1) == 1; i++) positions.push_back(pos);
     SearchThread& thread = *main_thread;
-    thread.ply = static_cast<int16_t>(ply);
+    thread.line.ply = static_cast<int16_t>(ply);
     size_t at = 0;
     for (auto _ : state) {
         thread.position = positions[at];

@@ -1,0 +1,18 @@
+// line.h: the moves that led to a Position, the game's and then the search's.
+//
+// Every SearchThread begins with its Line, to which Position::owner points: make and unmake need
+// no more of a thread than this. Changed only by the thread that owns the record.
+
+#pragma once
+
+#include "board/position.h"
+
+constexpr int UNDO_GAME = 900; // records for the moves of a game
+constexpr int UNDO_LINE = 100; // room behind them for the deepest line of the search
+
+struct Line {
+    UndoRecord undo_stack[UNDO_GAME + UNDO_LINE]; // the game's moves, then the line's
+    int16_t undo_index;                           // used records of undo_stack
+    int16_t ply;    // of the current node; stepped together with undo_index; 1 is the root
+    Move last_move; // led to the current node; 0 after a null move
+};
