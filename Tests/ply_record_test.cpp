@@ -67,7 +67,7 @@ const char* check(const Game& game) {
     return check_game(game.records, game.plies, bad);
 }
 
-std::string new_file() { return fresh_directory() + "/games.line.ply"; }
+std::string new_file() { return fresh_directory() + "/games.ply"; }
 
 // Writes that many copies of the short game.
 void write_games(const std::string& name, int games) {

@@ -287,7 +287,7 @@ TEST(PlyData, MaterialOfTheHandCraftedEvaluationIsLeftOut) {
 }
 
 TEST(PlyData, GamesAreHeldOutWhole) {
-    std::string path = fresh_directory() + "/games.line.ply";
+    std::string path = fresh_directory() + "/games.ply";
     FILE* file = fopen(path.c_str(), "wb");
     DataHeader header = {{}, sizeof(PlyRecord), 3};
     memcpy(header.magic, DATA_MAGIC, sizeof header.magic);

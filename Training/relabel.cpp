@@ -53,7 +53,7 @@ int main(int argc, char** argv) {
     std::vector<std::string> names;
     if (!read_arguments(argc, argv, options, names) || names.size() != 2 || nodes < 0
         || neighbours < 0 || steps < 1) {
-        print_usage("relabel [options] IN.line.ply OUT.line.ply", options);
+        print_usage("relabel [options] IN.ply OUT.ply", options);
         return 1;
     }
     settings.nodes = static_cast<int>(nodes);

@@ -23,7 +23,7 @@ struct SelfplaySettings {
     bool report;        // progress lines on standard error
 };
 
-// Name of a worker's file: games-SEED-WORKER.line.ply in the directory.
+// Name of a worker's file: games-SEED-WORKER.ply in the directory.
 std::string ply_file_name(const SelfplaySettings& settings, int worker);
 
 // Plays until the first goal is reached, each worker for its even share of games or positions, or
