@@ -114,12 +114,12 @@ TEST_F(SelfplayStart, NumbersOfChess960StartsAreTheUsualOnes) {
 }
 
 TEST_F(SelfplayStart, EightOrNineRandomPliesAreLegalAndNotTooBad) {
-    Dice dice = {1};
+    Random random = {1};
     std::set<int> plies;
     std::set<uint64_t> keys;
     for (int i = 0; i < 200; i++) {
         StartKind kind = i % 2 ? StartKind::CHESS960 : StartKind::STANDARD;
-        if (!draw_start(game(), dice, kind, NO_OPENINGS)) continue;
+        if (!draw_start(game(), random, kind, NO_OPENINGS)) continue;
         EXPECT_EQ(unsearchable_reason(game()), nullptr);
         plies.insert(main_thread->line.undo_index);
         keys.insert(game().key);
@@ -135,20 +135,20 @@ TEST_F(SelfplayStart, EightOrNineRandomPliesAreLegalAndNotTooBad) {
 }
 
 TEST_F(SelfplayStart, OpeningsGetTwoOrThreePlies) {
-    Dice dice = {1};
+    Random random = {1};
     std::set<int> plies;
     for (int i = 0; i < 20; i++) {
-        ASSERT_TRUE(draw_start(game(), dice, StartKind::OPENING, ONE_OPENING));
+        ASSERT_TRUE(draw_start(game(), random, StartKind::OPENING, ONE_OPENING));
         plies.insert(main_thread->line.undo_index);
     }
     EXPECT_EQ(plies, (std::set<int>{2, 3}));
 }
 
-TEST_F(SelfplayStart, SameDiceDrawTheSameStart) {
+TEST_F(SelfplayStart, SameSeedDrawsTheSameStart) {
     uint64_t keys[2];
     for (uint64_t& key : keys) {
-        Dice dice = {99};
-        draw_start(game(), dice, StartKind::STANDARD, NO_OPENINGS);
+        Random random = {99};
+        draw_start(game(), random, StartKind::STANDARD, NO_OPENINGS);
         key = game().key;
     }
     EXPECT_EQ(keys[0], keys[1]);

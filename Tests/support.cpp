@@ -67,17 +67,6 @@ void play(Position& pos, const std::string& moves) {
     }
 }
 
-uint64_t next_random(Random& random) {
-    uint64_t z = random.state += 0x9E3779B97F4A7C15ULL;
-    z = (z ^ (z >> 30)) * 0xBF58476D1CE4E5B9ULL;
-    z = (z ^ (z >> 27)) * 0x94D049BB133111EBULL;
-    return z ^ (z >> 31);
-}
-
-int random_below(Random& random, int limit) {
-    return static_cast<int>(next_random(random) % static_cast<uint64_t>(limit));
-}
-
 int play_random(Position& pos, Random& random, int plies) {
     int played = 0;
     while (played < plies && pos.owner->undo_index < UNDO_GAME - 1) {

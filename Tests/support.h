@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "base/random.h"
 #include "board/position.h"
 #include "search/thread.h"
 
@@ -29,13 +30,6 @@ std::vector<Move> legal_moves(Position& pos);
 
 // All pseudo-legal entries of a game position, in generated order.
 std::vector<MoveEntry> all_moves(Position& pos);
-
-// A small generator with the same numbers in every run.
-struct Random {
-    uint64_t state;
-};
-uint64_t next_random(Random& random);
-int random_below(Random& random, int limit);
 
 // Plays up to `plies` random legal moves; stops early where there is none, or when the game's
 // record is nearly full. Returns the number of moves played.

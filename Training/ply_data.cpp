@@ -6,18 +6,12 @@
 #include <filesystem>
 #include <memory>
 
+#include "base/random.h"
 #include "eval/endgame.h"
 #include "search/thread.h"
 
 const char* const PLY_VERDICT_NAMES[PLY_VERDICTS] = {"kept",    "in check",    "noisy", "opening",
                                                      "decided", "fifty moves", "known"};
-
-uint64_t next_number(uint64_t& state) {
-    uint64_t x = state += 0x9E3779B97F4A7C15ULL;
-    x = (x ^ x >> 30) * 0xBF58476D1CE4E5B9ULL;
-    x = (x ^ x >> 27) * 0x94D049BB133111EBULL;
-    return x ^ x >> 31;
-}
 
 double score_probability(double score) { return 1.0 / (1.0 + std::exp(-0.006 * score)); }
 
@@ -45,8 +39,8 @@ std::vector<std::string> list_ply_files(const std::vector<std::string>& paths) {
 
 bool is_validation_game(uint32_t seed, uint64_t game) {
     constexpr uint64_t ONE_IN = 50;
-    uint64_t state = static_cast<uint64_t>(seed) << 32 ^ game;
-    return next_number(state) % ONE_IN == 0;
+    Random random = {static_cast<uint64_t>(seed) << 32 ^ game};
+    return next_random(random) % ONE_IN == 0;
 }
 
 // Tells whether Evaluate leaves the material to the hand-crafted evaluation: one side far ahead of
@@ -148,7 +142,7 @@ void print_ply_sets(const PlySets& sets) {
 }
 
 void shuffle_plies(std::vector<PlyRecord>& records, uint64_t seed) {
-    uint64_t state = seed;
+    Random random = {seed};
     for (size_t i = records.size(); i > 1; i--)
-        std::swap(records[i - 1], records[next_number(state) % i]);
+        std::swap(records[i - 1], records[next_random(random) % i]);
 }

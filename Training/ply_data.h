@@ -77,6 +77,3 @@ double ply_target(const PlyRecord& record, double lambda);
 
 // Probability of winning for a score in evaluation units.
 double score_probability(double score);
-
-// Next number of a splitmix64 generator.
-uint64_t next_number(uint64_t& state);

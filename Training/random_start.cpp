@@ -8,23 +8,6 @@
 #include "search/thread.h"
 #include "tools/epd.h"
 
-// SplitMix64: a counter with a fixed step, and a mixer that makes its values random.
-constexpr uint64_t STEP = 0x9E3779B97F4A7C15ULL;
-
-static uint64_t mixed(uint64_t z) {
-    z = (z ^ (z >> 30)) * 0xBF58476D1CE4E5B9ULL;
-    z = (z ^ (z >> 27)) * 0x94D049BB133111EBULL;
-    return z ^ (z >> 31);
-}
-
-uint64_t roll(Dice& dice) { return mixed(dice.state += STEP); }
-
-int roll_below(Dice& dice, int limit) {
-    return static_cast<int>(roll(dice) % static_cast<uint64_t>(limit));
-}
-
-uint64_t mix_seed(uint64_t a, uint64_t b) { return mixed(mixed(a + STEP) + b + STEP); }
-
 // Puts a piece on the `index`-th square of the row that is still free.
 static void place_on_free(char row[9], int index, char piece) {
     for (int file = 0; file < 8; file++) {
@@ -83,22 +66,23 @@ static bool keeps_material(const Position& pos, Move move) {
 }
 
 // A legal move that doesn't lose much, each as likely as any other; NULL_MOVE without one.
-static Move random_move(Position& pos, Dice& dice) {
+static Move random_move(Position& pos, Random& random) {
     std::vector<Move> moves = all_legal_moves(pos);
     while (!moves.empty()) {
-        auto index = static_cast<size_t>(roll_below(dice, static_cast<int>(moves.size())));
+        auto index = static_cast<size_t>(random_below(random, static_cast<int>(moves.size())));
         if (keeps_material(pos, moves[index])) return moves[index];
         moves.erase(moves.begin() + static_cast<std::ptrdiff_t>(index));
     }
     return NULL_MOVE;
 }
 
-static std::string base_position(Dice& dice, StartKind kind,
+static std::string base_position(Random& random, StartKind kind,
                                  const std::vector<std::string>& openings) {
     switch (kind) {
-    case StartKind::CHESS960: return chess960_start(roll_below(dice, 960));
+    case StartKind::CHESS960: return chess960_start(random_below(random, 960));
     case StartKind::OPENING:
-        return openings[static_cast<size_t>(roll_below(dice, static_cast<int>(openings.size())))];
+        return openings[static_cast<size_t>(
+            random_below(random, static_cast<int>(openings.size())))];
     default: return START_FEN;
     }
 }
@@ -115,14 +99,14 @@ static bool castles_with_outer_rooks(const Position& pos) {
     return true;
 }
 
-bool draw_start(Position& pos, Dice& dice, StartKind kind,
+bool draw_start(Position& pos, Random& random, StartKind kind,
                 const std::vector<std::string>& openings) {
     constexpr int RANDOM_PLIES = 8, OPENING_PLIES = 2; // or one more
-    set_position(pos, base_position(dice, kind, openings).c_str());
+    set_position(pos, base_position(random, kind, openings).c_str());
     int plies = kind == StartKind::OPENING ? OPENING_PLIES : RANDOM_PLIES;
-    plies += roll_below(dice, 2);
+    plies += random_below(random, 2);
     for (int ply = 0; ply < plies; ply++) {
-        Move move = random_move(pos, dice);
+        Move move = random_move(pos, random);
         if (move == NULL_MOVE) return false;
         make_game_move(pos, move);
     }

@@ -5,23 +5,11 @@
 
 #pragma once
 
-#include <cstdint>
 #include <string>
 #include <vector>
 
+#include "base/random.h"
 #include "board/position.h"
-
-// A generator of 64-bit numbers; every seed is a good one.
-struct Dice {
-    uint64_t state;
-};
-
-// The next number, and one from 0 to `limit` - 1; limit is at least 1.
-uint64_t roll(Dice& dice);
-int roll_below(Dice& dice, int limit);
-
-// Mixes two numbers into a seed in which every bit of both counts.
-uint64_t mix_seed(uint64_t a, uint64_t b);
 
 // The moves of the position that are legal by the rules, in the order of generation.
 std::vector<Move> all_legal_moves(Position& pos);
@@ -40,5 +28,5 @@ bool read_openings(std::vector<std::string>& openings, const char* name);
 // which there is at least one then. No move gives away more than a minor piece by static exchange.
 // Returns false, with a position that is no start, when the moves lead to one without such a move,
 // or to one whose castling rights a record can't hold.
-bool draw_start(Position& pos, Dice& dice, StartKind kind,
+bool draw_start(Position& pos, Random& random, StartKind kind,
                 const std::vector<std::string>& openings);

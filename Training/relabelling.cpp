@@ -78,14 +78,14 @@ bool relabel_record(PlyRecord& record, const RelabelSettings& settings) {
 }
 
 bool make_neighbour(PlyRecord& neighbour, const PlyRecord& record, const RelabelSettings& settings,
-                    uint64_t& dice) {
+                    Random& random) {
     Position& pos = main_thread->position;
     if (!unpack_ply(pos, record)) return false;
-    uint64_t steps = 1 + next_number(dice) % static_cast<uint64_t>(settings.most_steps);
+    uint64_t steps = 1 + next_random(random) % static_cast<uint64_t>(settings.most_steps);
     for (uint64_t i = 0; i < steps; i++) {
         std::vector<Move> moves = all_legal_moves(pos);
         if (moves.empty()) return false;
-        make_game_move(pos, moves[next_number(dice) % moves.size()]);
+        make_game_move(pos, moves[next_random(random) % moves.size()]);
     }
     if (king_in_check(pos) || all_legal_moves(pos).empty()) return false;
 
@@ -117,7 +117,7 @@ constexpr size_t CHUNK_RECORDS = 256; // records that a worker takes at a time
 
 // Results of one record: `neighbours` of them, or one. A result that isn't there has no units.
 static void work_at(const PlyRecord& record, PlyRecord* out, const RelabelSettings& settings,
-                    uint64_t dice) {
+                    Random random) {
     bool used = judge_ply(record, PLY_FOR_NETWORK) == PLY_KEPT;
     if (settings.neighbours == 0) {
         *out = record;
@@ -125,7 +125,7 @@ static void work_at(const PlyRecord& record, PlyRecord* out, const RelabelSettin
         return;
     }
     for (int i = 0; used && i < settings.neighbours; i++)
-        if (!make_neighbour(out[i], record, settings, dice)) out[i] = {};
+        if (!make_neighbour(out[i], record, settings, random)) out[i] = {};
 }
 
 static void run_worker(SharedState& shared, const std::vector<PlyRecord>& records, PlyRecord* out,
@@ -136,7 +136,7 @@ static void run_worker(SharedState& shared, const std::vector<PlyRecord>& record
         if (begin >= records.size()) return;
         size_t end = std::min(records.size(), begin + CHUNK_RECORDS);
         for (size_t i = begin; i < end; i++)
-            work_at(records[i], out + i * results, settings, settings.seed << 40 ^ i);
+            work_at(records[i], out + i * results, settings, {settings.seed << 40 ^ i});
         uint64_t done = shared.done.fetch_add(end - begin) + (end - begin);
         if (done / 50000 != (done - (end - begin)) / 50000)
             fprintf(stderr, "%llu of %zu records\n", static_cast<unsigned long long>(done),

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "Training/ply_record.h"
+#include "base/random.h"
 
 struct RelabelSettings {
     int nodes = 400;    // of a search, after which no iteration begins; 0: quiescence alone
@@ -31,7 +32,7 @@ bool relabel_record(PlyRecord& record, const RelabelSettings& settings);
 // Makes a position some random moves away from the record's, scored by a search and without a
 // result. Returns false if there is none, or if training would not use it.
 bool make_neighbour(PlyRecord& neighbour, const PlyRecord& record, const RelabelSettings& settings,
-                    uint64_t& dice);
+                    Random& random);
 
 // Scores all records of a file anew that training would use; the others stay as they are. With
 // neighbours the result holds each game's first record, so that games keep their numbers, and what

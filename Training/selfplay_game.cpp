@@ -138,8 +138,8 @@ static int result_by_score(Verdict& verdict, int white_score, int ply) {
     return NO_RESULT;
 }
 
-static StartKind draw_kind(Dice& dice, const GameSettings& settings) {
-    int percent = roll_below(dice, 100);
+static StartKind draw_kind(Random& random, const GameSettings& settings) {
+    int percent = random_below(random, 100);
     if (percent < settings.chess960_share) return StartKind::CHESS960;
     percent -= settings.chess960_share;
     if (!settings.openings.empty() && percent < settings.openings_share) return StartKind::OPENING;
@@ -183,11 +183,11 @@ bool play_game(Game& game, const GameSettings& settings, uint64_t seed) {
     constexpr int MOST_ATTEMPTS = 100; // at a start of one kind
 
     Position& pos = main_thread->position;
-    Dice dice = {seed};
-    StartKind kind = draw_kind(dice, settings);
+    Random random = {seed};
+    StartKind kind = draw_kind(random, settings);
     for (int attempt = 0; !relaxed(selfplay_interrupted); attempt++) {
         if (attempt == MOST_ATTEMPTS) kind = StartKind::STANDARD;
-        if (!draw_start(pos, dice, kind, settings.openings)) continue;
+        if (!draw_start(pos, random, kind, settings.openings)) continue;
         forget_searches();
         int result = play_from_start(game, settings, pos);
         if (result == NO_RESULT) continue;

@@ -9,6 +9,7 @@
 #include "Training/kernels.h"
 #include "Training/ply_data.h"
 #include "Training/sharing.h"
+#include "base/random.h"
 
 constexpr size_t INPUT_FLOATS = static_cast<size_t>(NETWORK_INPUTS) * BLOCK; // of one block
 constexpr size_t SET_FLOATS = static_cast<size_t>(SET_INPUTS) * BLOCK;
@@ -26,17 +27,17 @@ static Weights make_weights(size_t count) {
 }
 
 // A number of the standard normal distribution.
-static double normal_number(uint64_t& state) {
+static double normal_number(Random& random) {
     constexpr double UNIT = 0x1p-64, TAU = 6.283185307179586;
-    double a = (static_cast<double>(next_number(state)) + 1.0) * UNIT;
-    double b = static_cast<double>(next_number(state)) * UNIT;
+    double a = (static_cast<double>(next_random(random)) + 1.0) * UNIT;
+    double b = static_cast<double>(next_random(random)) * UNIT;
     return std::sqrt(-2.0 * std::log(a)) * std::cos(TAU * b);
 }
 
 // First weights. Inputs that never occur stay at 0, and so does the second set's difference.
 static void draw_weights(Trainer& trainer) {
     const TrainSettings& settings = trainer.settings;
-    uint64_t state = settings.seed ^ 0x57E167;
+    Random random = {settings.seed ^ 0x57E167};
     for (int block = 0; block < trainer.blocks; block++) {
         float* weights = floats(trainer.weights.value) + static_cast<size_t>(block) * INPUT_FLOATS;
         for (int feature = 0; feature < NETWORK_INPUTS; feature++) {
@@ -47,12 +48,12 @@ static void draw_weights(Trainer& trainer) {
             }
             if (is_dead_input(feature)) continue;
             for (int unit = 0; unit < BLOCK; unit++)
-                row[unit] = static_cast<float>(normal_number(state) * settings.spread);
+                row[unit] = static_cast<float>(normal_number(random) * settings.spread);
         }
     }
     float* rows = floats(trainer.rows.value);
     for (size_t i = 0; i < static_cast<size_t>(trainer.blocks) * ROW_FLOATS; i++)
-        rows[i] = static_cast<float>(normal_number(state) * settings.row_spread);
+        rows[i] = static_cast<float>(normal_number(random) * settings.row_spread);
     floats(trainer.bias.value)[0] = static_cast<float>(settings.bias);
 }
 
@@ -252,8 +253,8 @@ static double lambda_of_epoch(const TrainSettings& settings, int epoch) {
 static std::vector<uint32_t> epoch_order(const Trainer& trainer, size_t records) {
     std::vector<uint32_t> order(records);
     std::iota(order.begin(), order.end(), 0u);
-    uint64_t state = trainer.settings.seed << 16 ^ static_cast<uint64_t>(trainer.epoch);
-    for (size_t i = records; i > 1; i--) std::swap(order[i - 1], order[next_number(state) % i]);
+    Random random = {trainer.settings.seed << 16 ^ static_cast<uint64_t>(trainer.epoch)};
+    for (size_t i = records; i > 1; i--) std::swap(order[i - 1], order[next_random(random) % i]);
     return order;
 }
 

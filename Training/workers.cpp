@@ -12,8 +12,8 @@
 #include <unistd.h>
 
 #include "Training/ply_file.h"
-#include "Training/random_start.h"
 #include "base/platform.h"
+#include "base/random.h"
 #include "base/state.h"
 
 namespace {
