@@ -168,7 +168,7 @@ TEST(LoneKing, NeedsHeavyPiecesAgainstIt) {
 TEST(EndgameKnowledge, LeavesTheEvalHashAlone) {
     for (const char* pieces : {"Ke1 ke8", "Ke6 Pe5 ke8", "Kd4 Bc1 Nb1 ka8", "Ke1 Ra1 ke5"}) {
         Position& pos = set_up(placed(pieces).c_str());
-        EvalHashEntry& entry = main_thread->eval_hash[(pos.key & 0x7FFE) + pos.side];
+        EvalHashEntry& entry = main_thread->eval.eval_hash[(pos.key & 0x7FFE) + pos.side];
         entry = {pos.key, {1, 2}, 3, 4};
         uint64_t hits = relaxed(main_thread->eval_hits);
         uint64_t probes = relaxed(main_thread->eval_probes);

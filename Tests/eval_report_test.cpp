@@ -18,7 +18,7 @@ const char* const GROUPS[] = {"pawns:", "knights:", "bishops:", "rooks:",  "quee
 std::vector<std::string> report(const char* fen, int form) {
     Position& pos = set_up(fen);
     refresh_eval_tables(*main_thread);
-    main_thread->nn_score = 0;
+    main_thread->eval.nn_score = 0;
     return printed_by([&] { HceEval(*main_thread, pos.side, 1, form); });
 }
 

@@ -50,7 +50,7 @@ int evaluate(const std::string& fen, int in_check = 0) {
 }
 
 EvalHashEntry& entry_of(const Position& pos) {
-    return main_thread->eval_hash[(pos.key & 0x7FFE) + pos.side];
+    return main_thread->eval.eval_hash[(pos.key & 0x7FFE) + pos.side];
 }
 
 // t is 41: 23 units, and 12 pawns.
@@ -278,8 +278,9 @@ TEST_F(EvalGroups, AddUpToTheTotals) {
         testing::internal::GetCapturedStdout();
         for (int side : {WHITE, BLACK}) {
             int32_t sum = 0;
-            for (const auto& group : main_thread->context.group) sum = packed_add(sum, group[side]);
-            EXPECT_EQ(sum, main_thread->context.packed[side]) << fen;
+            for (const auto& group : main_thread->eval.context.group)
+                sum = packed_add(sum, group[side]);
+            EXPECT_EQ(sum, main_thread->eval.context.packed[side]) << fen;
         }
     }
 }
@@ -308,7 +309,7 @@ TEST_F(EvalGroups, HoldTheTermsOfTheirKind) {
         HceEval(*main_thread, WHITE, 1, 1);
         testing::internal::GetCapturedStdout();
         for (int group = 0; group < EVAL_GROUPS; group++) {
-            const int32_t* added = main_thread->context.group[group];
+            const int32_t* added = main_thread->eval.context.group[group];
             EXPECT_EQ(added[WHITE] != 0 || added[BLACK] != 0, group == c.group)
                 << "row " << c.row << " group " << group;
         }
@@ -378,8 +379,8 @@ TEST_F(EvalHash, TwoColoursOfAPositionAreNeighbours) {
     HceEval(*main_thread, BLACK, 1, 0);
 
     EXPECT_EQ(pos.key & 0x7FFE, index);
-    EXPECT_EQ(main_thread->eval_hash[index].key, white);
-    EXPECT_EQ(main_thread->eval_hash[index + 1].key, pos.key);
+    EXPECT_EQ(main_thread->eval.eval_hash[index].key, white);
+    EXPECT_EQ(main_thread->eval.eval_hash[index + 1].key, pos.key);
 }
 
 TEST_F(EvalHash, ScoresAreTheSameWithAndWithoutTheHashes) {
@@ -410,8 +411,8 @@ TEST_F(EvalHash, ScoresAreTheSameWithAndWithoutTheHashes) {
 TEST_F(EvalHash, NewSettingsFlushBothTables) {
     Position& pos = set_up(MIDDLE);
     HceEval(*main_thread, WHITE, 1, 0);
-    PawnHashEntry& pawns = main_thread->pawn_hash[pos.pawn_key & 16383];
-    main_thread->eval_epoch = relaxed(eval_epoch);
+    PawnHashEntry& pawns = main_thread->eval.pawn_hash[pos.pawn_key & 16383];
+    main_thread->eval.eval_epoch = relaxed(eval_epoch);
 
     refresh_eval_tables(*main_thread);
     EXPECT_EQ(entry_of(pos).key, pos.key) << "nothing has changed";
@@ -421,7 +422,7 @@ TEST_F(EvalHash, NewSettingsFlushBothTables) {
     refresh_eval_tables(*main_thread);
     EXPECT_EQ(entry_of(pos).key, 0u);
     EXPECT_EQ(pawns.key, 0u);
-    EXPECT_EQ(main_thread->eval_epoch, relaxed(eval_epoch));
+    EXPECT_EQ(main_thread->eval.eval_epoch, relaxed(eval_epoch));
 }
 
 TEST_F(EvalHash, RebuildingTheEvaluationIsANewSetting) {

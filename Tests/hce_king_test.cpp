@@ -152,7 +152,7 @@ TEST_F(HceKing, DangerFollowsFromTheMapsOnRandomBoards) {
         HceEval(*main_thread, pos.side, 1, 0);
         for (int side : {WHITE, BLACK}) {
             Halves expected = {0, 0};
-            int danger = danger_from_maps(pos, main_thread->context, side);
+            int danger = danger_from_maps(pos, main_thread->eval.context, side);
             if (pos.material[side ^ 1] > 8 && danger > 1) {
                 float share = danger_share(danger);
                 bool queen = pos.pieces[side ^ 1][QUEEN];
@@ -160,7 +160,8 @@ TEST_F(HceKing, DangerFollowsFromTheMapsOnRandomBoards) {
                             static_cast<int>(share * (queen ? -1000.0f : 2000.0f))};
                 seen.insert(danger);
             }
-            ASSERT_EQ(halves(main_thread->context.packed[side]), expected) << fen << ' ' << danger;
+            ASSERT_EQ(halves(main_thread->eval.context.packed[side]), expected)
+                << fen << ' ' << danger;
         }
     }
     for (int danger = 2; danger <= 50; danger++) EXPECT_TRUE(seen.count(danger)) << danger;
@@ -201,7 +202,7 @@ TEST_F(HceKing, TrappedKingCountsInTheEndgame) {
     testing::internal::CaptureStdout();
     HceEval(*main_thread, pos.side, 1, 1);
     testing::internal::GetCapturedStdout();
-    const EvalContext& context = main_thread->context;
+    const EvalContext& context = main_thread->eval.context;
 
     // king_trapped 0,-45; the king's square; the way of its pawns is a step away, 0.2 of 12,-78.
     const EvalParam& table = eval_params[PST_K + square("h1")];

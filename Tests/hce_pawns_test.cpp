@@ -266,7 +266,7 @@ namespace {
 // Evaluates at ply 2, where the hashes are used. The eval hash is emptied before.
 int evaluated_with_pawn_hash(const std::string& pieces) {
     Position& pos = set_up(placed(pieces).c_str());
-    for (EvalHashEntry& entry : main_thread->eval_hash) entry = {};
+    for (EvalHashEntry& entry : main_thread->eval.eval_hash) entry = {};
     return HceEval(*main_thread, pos.side, 2, 0);
 }
 uint64_t pawn_hits() { return relaxed(main_thread->pawn_hits); }
@@ -285,8 +285,8 @@ TEST_F(PawnHash, KeyChangesWhenAKingCrossesTheMiddle) {
         {"Kd1 kd8", 0}, {"Ka1 ka8", 1}, // both
         {"Kf1 kf8", 1},                 // the first halves again
     };
-    for (EvalHashEntry& entry : main_thread->eval_hash) entry = {};
-    for (PawnHashEntry& entry : main_thread->pawn_hash) entry = {};
+    for (EvalHashEntry& entry : main_thread->eval.eval_hash) entry = {};
+    for (PawnHashEntry& entry : main_thread->eval.pawn_hash) entry = {};
     for (const auto& c : cases) {
         uint64_t hits = pawn_hits(), probes = pawn_probes();
         evaluated_with_pawn_hash(std::string(c.kings) + " Pb4 Pc4 pf7 pg6");
@@ -307,7 +307,7 @@ TEST_F(PawnHash, KeysOfTheHalvesAreFixedNumbers) {
     for (const auto& c : cases) {
         evaluated_with_pawn_hash(std::string(c.kings) + " Pb4 Pc4 pf7 pg6");
         uint64_t key = game().pawn_key ^ c.mixed;
-        EXPECT_EQ(main_thread->pawn_hash[key & 16383].key, key) << c.kings;
+        EXPECT_EQ(main_thread->eval.pawn_hash[key & 16383].key, key) << c.kings;
     }
 }
 
@@ -315,7 +315,7 @@ TEST_F(PawnHash, HoldsTheStructureOfBothSides) {
     only_row(pawn_isolated, 100, -7);
     evaluated_with_pawn_hash("Ke1 ke8 Pb4 Pd4 pf7 ph6 pa7");
 
-    const PawnHashEntry& entry = main_thread->pawn_hash[game().pawn_key & 16383];
+    const PawnHashEntry& entry = main_thread->eval.pawn_hash[game().pawn_key & 16383];
     EXPECT_EQ(halves(entry.packed[WHITE]), (Halves{200, -14}));
     EXPECT_EQ(halves(entry.packed[BLACK]), (Halves{300, -21}));
 }
@@ -324,7 +324,7 @@ TEST_F(PawnHash, IsReadFromPlyTwoOn) {
     zero_rows();
     const std::string fen = placed("Ke1 ke8 Pb4 Pd4 pf7");
     evaluated_fen(fen);
-    PawnHashEntry& entry = main_thread->pawn_hash[game().pawn_key & 16383];
+    PawnHashEntry& entry = main_thread->eval.pawn_hash[game().pawn_key & 16383];
     ASSERT_EQ(entry.key, game().pawn_key);
 
     for (int ply : {0, 1}) {
@@ -334,7 +334,7 @@ TEST_F(PawnHash, IsReadFromPlyTwoOn) {
     }
     for (int ply : {2, 3, 60}) {
         entry.packed[WHITE] = pack_score(500, 500);
-        for (EvalHashEntry& score : main_thread->eval_hash) score = {};
+        for (EvalHashEntry& score : main_thread->eval.eval_hash) score = {};
         EXPECT_EQ(HceEval(*main_thread, WHITE, ply, 0), 500) << ply;
         EXPECT_EQ(entry.packed[WHITE], pack_score(500, 500)) << ply;
     }
@@ -346,9 +346,9 @@ TEST_F(PawnHash, BlockedPawnsAreCountedOutsideIt) {
 
     uint64_t hits = pawn_hits();
     evaluated_with_pawn_hash("Ke1 ke8 Pb4 Pd4 pf7 Na5");
-    int before = main_thread->context.packed[WHITE];
+    int before = main_thread->eval.context.packed[WHITE];
     evaluated_with_pawn_hash("Ke1 ke8 Pb4 Pd4 pf7 Nd5");
-    int after = main_thread->context.packed[WHITE];
+    int after = main_thread->eval.context.packed[WHITE];
 
     EXPECT_EQ(pawn_hits(), hits + 2);
     EXPECT_EQ(halves(before), (Halves{0, 0}));

@@ -235,7 +235,7 @@ TEST_F(HcePieces, MobilityFollowsTheTablesOnRandomBoards) {
             }
             HceEval(*main_thread, pos.side, 1, 0);
             for (int side : {WHITE, BLACK})
-                ASSERT_EQ(halves(main_thread->context.packed[side]), expected[side]) << fen;
+                ASSERT_EQ(halves(main_thread->eval.context.packed[side]), expected[side]) << fen;
         }
         // Hardly ever a queen is shut in, or stands on an empty board.
         size_t first = table.type == QUEEN ? 1 : 0, end = table.type == QUEEN ? 20 : 12;

@@ -157,7 +157,7 @@ inline const EvalContext& evaluated_fen(const std::string& fen) {
     int score = 0;
     EXPECT_FALSE(endgame_score(pos, pos.side, score)) << fen;
     HceEval(*main_thread, pos.side, 1, 0);
-    return main_thread->context;
+    return main_thread->eval.context;
 }
 inline const EvalContext& evaluated(const std::string& pieces) {
     return evaluated_fen(placed(pieces));

@@ -103,7 +103,7 @@ TEST_F(HceThreats, UnitsThatHangPressTheirSide) {
 TEST_F(HceThreats, PressureGoesToTheStackAndTheHash) {
     Position& pos = set_up(placed("Kh1 Pb2 Pf2 kd8 qd4").c_str());
     HceEval(*main_thread, pos.side, 3, 0);
-    const EvalHashEntry& entry = main_thread->eval_hash[(pos.key & 0x7FFE) + pos.side];
+    const EvalHashEntry& entry = main_thread->eval.eval_hash[(pos.key & 0x7FFE) + pos.side];
 
     EXPECT_EQ(main_thread->stack[3].threat_pressure[WHITE], 128);
     EXPECT_EQ(main_thread->stack[3].threat_pressure[BLACK], 0);

@@ -184,7 +184,7 @@ inline double plain_output(const NetworkFile& net, const Position& pos) {
 
 // The network's output as the thread's last probability tells it.
 inline double output_of(const SearchThread& thread) {
-    double p = static_cast<double>(thread.nn_probability);
+    double p = static_cast<double>(thread.eval.nn_probability);
     return std::log(p / (1.0 - p));
 }
 

@@ -43,7 +43,7 @@ bool is_active(int input, const char* fen, NetworkFile shape = {}) {
     EXPECT_EQ(load_network(name).size(), 1u);
     Position& pos = set_up(fen);
     nn_score(pos);
-    return thread_of(pos).nn_probability > 0.6f;
+    return thread_of(pos).eval.nn_probability > 0.6f;
 }
 
 // The last layer alone: each of its rows gives a constant.
@@ -63,7 +63,7 @@ NetworkFile constant_rows(int row0, int row1, int row2) {
 TEST_F(NetworkInputs, KingsOnBothWingsTakeTheSecondSet) {
     const char fen[] = "4k3/8/8/8/8/8/8/3K4 w - -";
     EXPECT_TRUE(is_active(896 + (3 ^ 7), fen)) << "own king mirrored to e1";
-    EXPECT_EQ(main_thread->nn_set, 1);
+    EXPECT_EQ(main_thread->eval.nn_set, 1);
     EXPECT_TRUE(is_active(896 + 448 + 60, fen)) << "the other's stands";
     EXPECT_FALSE(is_active(3 ^ 7, fen));
 
@@ -76,14 +76,14 @@ TEST_F(NetworkInputs, WithOneSetThereIsNoSecond) {
     NetworkFile shape;
     shape.board_inputs = 1791;
     EXPECT_TRUE(is_active(3 ^ 7, "4k3/8/8/8/8/8/8/3K4 w - -", shape));
-    EXPECT_EQ(main_thread->nn_set, 0);
+    EXPECT_EQ(main_thread->eval.nn_set, 0);
 }
 
 TEST_F(NetworkInputs, MasksFollowTheKingsAndTheSideToMove) {
     const char queen_side[] = "2k5/8/8/2n5/8/2N5/8/2K5 w - -";
     EXPECT_TRUE(is_active(2 * 64 + (18 ^ 7), queen_side));
     EXPECT_TRUE(is_active(448 + 2 * 64 + (34 ^ 7), queen_side));
-    EXPECT_EQ(main_thread->nn_set, 0);
+    EXPECT_EQ(main_thread->eval.nn_set, 0);
     const char king_side[] = "6k1/8/8/2n5/8/2N5/8/6K1 b - -";
     EXPECT_TRUE(is_active(2 * 64 + (34 ^ 0x38), king_side));
     EXPECT_TRUE(is_active(448 + 2 * 64 + (18 ^ 0x38), king_side));
@@ -148,12 +148,12 @@ TEST_F(NetworkScore, PawnEndingsHaveARowOfTheirOwn) {
     load(constant_rows(5000, -5000, 2500));
     Position& pawns = set_up("4k3/pppppppp/8/8/8/8/PPPPPPPP/4K3 w - -");
     EXPECT_EQ(nn_score(pawns), 83) << "0.5";
-    EXPECT_EQ(main_thread->nn_output_kind, 2);
+    EXPECT_EQ(main_thread->eval.nn_output_kind, 2);
 
     Position& knight = set_up("4k3/pppppppp/8/8/8/8/PPPPPPPP/1N2K3 w - -");
     nn_score(knight);
     EXPECT_NEAR(output_of(*main_thread), 0.952 * -1.0 + 0.048 * 1.0, 1e-6);
-    EXPECT_EQ(main_thread->nn_output_kind, 1);
+    EXPECT_EQ(main_thread->eval.nn_output_kind, 1);
 }
 
 TEST_F(NetworkScore, TheFirstRowCountsAloneFromSixtyThreeUnits) {
@@ -193,7 +193,7 @@ TEST_F(NetworkScore, IsTheSameWithColoursExchanged) {
         std::string fen = random_fen(random);
         Position& pos = set_up(fen.c_str());
         nn_score(pos);
-        float probability = main_thread->nn_probability;
+        float probability = main_thread->eval.nn_probability;
 
         std::string board = fen.substr(0, fen.find(' ')), turned;
         for (size_t end = board.size(); end != std::string::npos;) {
@@ -206,7 +206,7 @@ TEST_F(NetworkScore, IsTheSameWithColoursExchanged) {
             if (isalpha(c)) c = static_cast<char>(c ^ 0x20);
         turned += pos.side == WHITE ? " b - -" : " w - -";
         nn_score(set_up(turned.c_str()));
-        EXPECT_EQ(main_thread->nn_probability, probability) << fen;
+        EXPECT_EQ(main_thread->eval.nn_probability, probability) << fen;
     }
 }
 
@@ -215,10 +215,10 @@ TEST_F(NetworkAccumulator, ShallowPliesStartAnew) {
     Position& pos = set_up(MIDDLEGAME_FEN);
     SearchThread& thread = *main_thread;
     int first = nn_score(pos);
-    float probability = thread.nn_probability;
-    thread.nn_cache[WHITE].acc[0] = 1e6f; // would show
+    float probability = thread.eval.nn_probability;
+    thread.eval.nn_cache[WHITE].acc[0] = 1e6f; // would show
     EXPECT_EQ(nn_score(pos), first);
-    EXPECT_EQ(thread.nn_probability, probability);
+    EXPECT_EQ(thread.eval.nn_probability, probability);
 
     thread.line.ply = 3;
     uint64_t hits = relaxed(thread.eval_hits), probes = relaxed(thread.eval_probes);
@@ -226,25 +226,25 @@ TEST_F(NetworkAccumulator, ShallowPliesStartAnew) {
     EXPECT_EQ(relaxed(thread.eval_hits), hits + 1) << "from the eval hash";
     EXPECT_EQ(relaxed(thread.eval_probes), probes + 1);
 
-    eval_hash_entry(thread).key ^= 1;
+    eval_hash_entry(thread.eval, thread.position).key ^= 1;
     EXPECT_NEAR(NnEval(thread), first, 1);
     EXPECT_EQ(relaxed(thread.eval_hits), hits + 1);
-    EXPECT_EQ(eval_hash_entry(thread).key, pos.key);
-    EXPECT_EQ(eval_hash_entry(thread).nn_score, thread.nn_score);
+    EXPECT_EQ(eval_hash_entry(thread.eval, thread.position).key, pos.key);
+    EXPECT_EQ(eval_hash_entry(thread.eval, thread.position).nn_score, thread.eval.nn_score);
 }
 
 TEST_F(NetworkAccumulator, DeeperPliesGoOnFromTheLastPosition) {
     load(random_network());
     SearchThread& thread = *main_thread;
     nn_score(set_up(MIDDLEGAME_FEN));
-    thread.nn_cache[WHITE].acc[0] += 0.5f;
-    float kept = thread.nn_cache[WHITE].acc[0];
+    thread.eval.nn_cache[WHITE].acc[0] += 0.5f;
+    float kept = thread.eval.nn_cache[WHITE].acc[0];
 
     // The same position again: nothing to add, and the changed sum stays.
-    eval_hash_entry(thread).key = 0;
+    eval_hash_entry(thread.eval, thread.position).key = 0;
     thread.line.ply = 2;
     NnEval(thread);
-    EXPECT_EQ(thread.nn_cache[WHITE].acc[0], kept);
+    EXPECT_EQ(thread.eval.nn_cache[WHITE].acc[0], kept);
 
     // Nine squares differ: it is filled anew.
     set_up("r1bq1rk1/pp2bppp/2n1pn2/2pp4/8/8/8/4K2R w - -");
@@ -261,7 +261,7 @@ TEST_F(NetworkAccumulator, AnotherWeightSetIsFilledAnew) {
     Position& pos = set_up("4k3/pppp4/8/8/8/8/PPPP4/2KR4 w - -");
     pos.owner->ply = 2;
     NnEval(thread_of(pos));
-    EXPECT_EQ(thread_of(pos).nn_set, 1);
+    EXPECT_EQ(thread_of(pos).eval.nn_set, 1);
     EXPECT_NEAR(output_of(thread_of(pos)), plain_output(net, pos), 1e-4);
 }
 
@@ -316,7 +316,7 @@ TEST_F(LongNetwork, DifferencesEqualFullSums) {
                 make_move(pos, moves[static_cast<size_t>(
                                    random_below(random, static_cast<int>(moves.size())))]);
 
-            eval_hash_entry(walker).key = 0;
+            eval_hash_entry(walker.eval, walker.position).key = 0;
             walker.line.ply = 3;
             NnEval(walker);
             fresh->position = pos;
@@ -386,7 +386,7 @@ TEST_F(NetworkNoise, MovesTheOutputByKeyAndSeed) {
     EXPECT_EQ(output_of(thread), plain) << "not in the first two positions of a game";
     thread.game_moves = 2;
     for (uint32_t low : {0u, 127u, 255u}) {
-        thread.nn_seed = static_cast<uint32_t>(pos.key) ^ low;
+        thread.eval.nn_seed = static_cast<uint32_t>(pos.key) ^ low;
         nn_score(pos);
         EXPECT_NEAR(output_of(thread), plain + (static_cast<int>(low) - 127) * 0.0001, 2e-6);
     }
@@ -403,17 +403,17 @@ TEST_F(NetworkNoise, ScoresWithAndWithoutItAreNotMixed) {
     active_personality.eval_jitter = 1;
     refresh_eval_tables(thread);
     nn_score(pos);
-    ASSERT_EQ(eval_hash_entry(thread).key, pos.key);
+    ASSERT_EQ(eval_hash_entry(thread.eval, thread.position).key, pos.key);
     refresh_eval_tables(thread);
-    EXPECT_EQ(eval_hash_entry(thread).key, pos.key) << "nothing has changed";
+    EXPECT_EQ(eval_hash_entry(thread.eval, thread.position).key, pos.key) << "nothing has changed";
 
     thread.game_moves = 2;
     refresh_eval_tables(thread);
-    EXPECT_NE(eval_hash_entry(thread).key, pos.key);
+    EXPECT_NE(eval_hash_entry(thread.eval, thread.position).key, pos.key);
     nn_score(pos);
     thread.game_moves = 0;
     refresh_eval_tables(thread);
-    EXPECT_NE(eval_hash_entry(thread).key, pos.key);
+    EXPECT_NE(eval_hash_entry(thread.eval, thread.position).key, pos.key);
 }
 
 TEST_F(NetworkNoise, SearchThreadsKnowTheLengthOfTheGame) {
@@ -492,14 +492,14 @@ TEST_F(NetworkChoice, DependsOnMaterialAlone) {
     active_personality.contempt_taper = 0;
     for (const Choice& c : cases) {
         Position& pos = set_up(c.fen);
-        main_thread->nn_score = -1;
+        main_thread->eval.nn_score = -1;
         Evaluate(*main_thread, pos.side, 1, 0);
-        EXPECT_EQ(main_thread->nn_score == 333, c.network) << c.name;
+        EXPECT_EQ(main_thread->eval.nn_score == 333, c.network) << c.name;
     }
-    main_thread->nn_score = -1;
+    main_thread->eval.nn_score = -1;
     set_relaxed(shell.use_nn, 0);
     Evaluate(*main_thread, set_up(START_FEN).side, 1, 0);
-    EXPECT_EQ(main_thread->nn_score, -1) << "switched off";
+    EXPECT_EQ(main_thread->eval.nn_score, -1) << "switched off";
     EXPECT_EQ(Evaluate(*main_thread, WHITE, 1, 1), NO_EVAL);
 }
 

@@ -220,7 +220,8 @@ TEST_F(Params, EveryRowThatCanActDoes) {
         for (size_t i = 0; i < tried && !acts; i++) {
             Position& pos = set_up(fens[i].c_str());
             HceEval(*main_thread, pos.side, 1, 0);
-            acts = main_thread->context.packed[WHITE] || main_thread->context.packed[BLACK];
+            acts =
+                main_thread->eval.context.packed[WHITE] || main_thread->eval.context.packed[BLACK];
         }
         set_row(row, 0, 0);
         EXPECT_EQ(acts, !idle) << row;

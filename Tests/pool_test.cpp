@@ -153,8 +153,8 @@ TEST_F(Threads, FreshRecordIsZeroed) {
     ASSERT_NE(thread, nullptr);
     EXPECT_EQ(thread->position.owner, &thread->line);
     thread->position.owner = nullptr;
-    thread->eval_epoch = 0; // its empty caches fit any settings
-    thread->eval_use_nn = 0;
+    thread->eval.eval_epoch = 0; // its empty caches fit any settings
+    thread->eval.eval_use_nn = 0;
     const auto* bytes = reinterpret_cast<const unsigned char*>(thread);
     size_t set = 0;
     for (size_t i = 0; i < sizeof *thread; i++) set += bytes[i] != 0;

@@ -1052,10 +1052,10 @@ TEST_F(Search, CachedEvaluationsAreTheSame) {
         const int16_t pressure = thread.stack[2].threat_pressure[pos.side];
         compared += relaxed(thread.eval_hits) > hits;
 
-        memset(thread.eval_hash, 0, sizeof thread.eval_hash);
+        memset(thread.eval.eval_hash, 0, sizeof thread.eval.eval_hash);
         EXPECT_EQ(Evaluate(thread, pos.side, 2, 0), plain) << "with the pawn hash alone";
-        memset(thread.pawn_hash, 0, sizeof thread.pawn_hash);
-        memset(thread.eval_hash, 0, sizeof thread.eval_hash);
+        memset(thread.eval.pawn_hash, 0, sizeof thread.eval.pawn_hash);
+        memset(thread.eval.eval_hash, 0, sizeof thread.eval.eval_hash);
         EXPECT_EQ(Evaluate(thread, pos.side, 2, 0), plain) << "with neither";
         EXPECT_EQ(thread.stack[2].threat_pressure[pos.side], pressure);
     }
@@ -1071,8 +1071,8 @@ TEST_F(Search, FilledCachesDoNotChangeASearch) {
         search_nodes(fen, 6);
         warm = search_nodes(fen, 6);
         SearchThread& thread = master();
-        memset(thread.eval_hash, 0, sizeof thread.eval_hash);
-        memset(thread.pawn_hash, 0, sizeof thread.pawn_hash);
+        memset(thread.eval.eval_hash, 0, sizeof thread.eval.eval_hash);
+        memset(thread.eval.pawn_hash, 0, sizeof thread.eval.pawn_hash);
         cold = search_nodes(fen, 6);
         EXPECT_EQ(warm, cold) << fen;
     }

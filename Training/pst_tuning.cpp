@@ -80,7 +80,7 @@ PstPosition reduce_position(SearchThread& thread, float target, std::vector<uint
     const Position& pos = thread.position;
     int score = HceEval(thread, pos.side, FRESH_PLY, 0);
     if (pos.side == BLACK) score = -score;
-    const EvalContext& context = thread.context;
+    const EvalContext& context = thread.eval.context;
     float share = 1.0f - static_cast<float>(pos.halfmoves) / FIFTY_SCALE;
     float scale = endgame_scale(pos, score) * share;
 

@@ -4,27 +4,32 @@
 #include <cstring>
 
 #include "eval/endgame.h"
+#include "eval/nn.h"
 #include "eval/report.h"
+#include "eval/state.h"
 #include "eval/terms.h"
 #include "search/thread.h"
 
 std::atomic<uint32_t> eval_epoch;
 
 void refresh_eval_tables(SearchThread& thread) {
+    EvalState& eval = thread.eval;
     // A search with noise and one without must not find each other's scores: the same game played
     // again would go another way.
     const bool noise = NnHasNoise(thread);
-    if (thread.eval_noise != noise) memset(thread.eval_hash, 0, sizeof thread.eval_hash);
-    thread.eval_noise = noise;
+    if (eval.eval_noise != noise) memset(eval.eval_hash, 0, sizeof eval.eval_hash);
+    eval.eval_noise = noise;
 
     uint32_t epoch = relaxed(eval_epoch);
-    if (thread.eval_epoch == epoch) return;
-    memset(thread.eval_hash, 0, sizeof thread.eval_hash);
-    memset(thread.pawn_hash, 0, sizeof thread.pawn_hash);
-    thread.eval_epoch = epoch;
+    if (eval.eval_epoch == epoch) return;
+    memset(eval.eval_hash, 0, sizeof eval.eval_hash);
+    memset(eval.pawn_hash, 0, sizeof eval.pawn_hash);
+    eval.eval_epoch = epoch;
 }
 
-void prefetch_eval(SearchThread& thread) { __builtin_prefetch(&eval_hash_entry(thread)); }
+void prefetch_eval(SearchThread& thread) {
+    __builtin_prefetch(&eval_hash_entry(thread.eval, thread.position));
+}
 
 // Tells whether a side is so far ahead of an opponent with little left that exact endgame
 // knowledge does better than the network.
@@ -48,11 +53,11 @@ static bool goes_to_network(const Position& pos) {
 
 // Use_NN_eval may change while a search runs. An entry holds the score of one evaluator only, so
 // the other must not find it.
-static uint8_t take_up_switch(SearchThread& thread) {
+static uint8_t take_up_switch(EvalState& eval) {
     uint8_t use_nn = relaxed(shell.use_nn);
-    if (thread.eval_use_nn != use_nn) {
-        memset(thread.eval_hash, 0, sizeof thread.eval_hash);
-        thread.eval_use_nn = use_nn;
+    if (eval.eval_use_nn != use_nn) {
+        memset(eval.eval_hash, 0, sizeof eval.eval_hash);
+        eval.eval_use_nn = use_nn;
     }
     return use_nn;
 }
@@ -72,7 +77,7 @@ int Evaluate(SearchThread& thread, int side, int ply, int in_check) {
     if (in_check) return NO_EVAL;
 
     const Position& pos = thread.position;
-    bool network = take_up_switch(thread) && goes_to_network(pos);
+    bool network = take_up_switch(thread.eval) && goes_to_network(pos);
     int score = network ? NnEval(thread) : HceEval(thread, side, ply, 0);
     if (engine.target_time < ANALYSIS_SECONDS)
         score += side == engine.root_side ? contempt(pos) : -contempt(pos);
@@ -140,7 +145,7 @@ static void add_terms(SearchThread& thread, EvalContext& context) {
 
 int HceEval(SearchThread& thread, int side, int ply, int report) {
     const Position& pos = thread.position;
-    EvalContext& context = thread.context;
+    EvalContext& context = thread.eval.context;
     count(thread.eval_probes);
     context.report = report;
     context.ply = ply;
@@ -149,7 +154,7 @@ int HceEval(SearchThread& thread, int side, int ply, int report) {
     if (endgame_score(pos, side, score)) return score;
 
     SearchStackEntry& stack = thread.stack[ply];
-    EvalHashEntry& entry = eval_hash_entry(thread);
+    EvalHashEntry& entry = eval_hash_entry(thread.eval, pos);
     if (entry.key == pos.key && ply > 1 && !report) {
         count(thread.eval_hits);
         memcpy(stack.threat_pressure, entry.threat_pressure, sizeof stack.threat_pressure);
@@ -168,6 +173,6 @@ int HceEval(SearchThread& thread, int side, int ply, int report) {
         entry.threat_pressure[c] = stack.threat_pressure[c] =
             static_cast<int16_t>(context.threat_pressure[c]);
     entry.hce_score = static_cast<int16_t>(score);
-    if (report) EvalReport(thread, scale);
+    if (report) EvalReport(pos, thread.eval, scale);
     return score;
 }

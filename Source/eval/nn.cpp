@@ -10,6 +10,7 @@
 #include "board/bitboard.h"
 #include "eval/logistic.h"
 #include "eval/nn_kernels.h"
+#include "eval/state.h"
 #include "search/thread.h"
 
 // Rows that one evaluation can add or remove: units on 64 squares, each perhaps a passed pawn as
@@ -34,32 +35,32 @@ struct Features {
 
 // One block holds the accumulators of both sides to move, the activated values and the second
 // layer, each rounded up to cache lines.
-static bool allocate_buffers(SearchThread& thread) {
+static bool allocate_buffers(EvalState& eval) {
     constexpr size_t LINE = ALIGNMENT / sizeof(float);
     size_t hidden1 = (nn_header.hidden1 + LINE - 1) / LINE * LINE;
     size_t hidden2 = (nn_header.hidden2 + LINE - 1) / LINE * LINE;
 
-    NnFreeBuffers(thread);
+    NnFreeBuffers(eval);
     size_t bytes = (3 * hidden1 + hidden2) * sizeof(float);
     auto* memory = static_cast<float*>(aligned_alloc(ALIGNMENT, bytes));
     if (!memory) return false;
-    for (NnCache& cache : thread.nn_cache) {
+    for (NnCache& cache : eval.nn_cache) {
         cache.acc = memory;
         cache.net = nullptr;
         memory += hidden1;
     }
-    thread.nn_acc = memory;
-    thread.nn_hidden2 = memory + hidden1;
-    thread.nn_seed = static_cast<uint32_t>(rand());
-    thread.nn_generation = nn_header.generation;
+    eval.nn_acc = memory;
+    eval.nn_hidden2 = memory + hidden1;
+    eval.nn_seed = static_cast<uint32_t>(rand());
+    eval.nn_generation = nn_header.generation;
     return true;
 }
 
-void NnFreeBuffers(SearchThread& thread) {
-    free(thread.nn_cache[0].acc);
-    thread.nn_acc = thread.nn_hidden2 = nullptr;
-    for (NnCache& cache : thread.nn_cache) cache = {};
-    thread.nn_generation = 0;
+void NnFreeBuffers(EvalState& eval) {
+    free(eval.nn_cache[0].acc);
+    eval.nn_acc = eval.nn_hidden2 = nullptr;
+    for (NnCache& cache : eval.nn_cache) cache = {};
+    eval.nn_generation = 0;
 }
 
 // The board seen from the other end.
@@ -203,7 +204,7 @@ static void fill_accumulator(NnCache& cache, const Features& features) {
 static const float* accumulate(SearchThread& thread) {
     constexpr int MOST_CHANGE = 8; // squares
     const Position& pos = thread.position;
-    NnCache& cache = thread.nn_cache[pos.side];
+    NnCache& cache = thread.eval.nn_cache[pos.side];
     Features features;
     collect_features(features, pos);
 
@@ -214,26 +215,25 @@ static const float* accumulate(SearchThread& thread) {
 
     memcpy(cache.planes, features.planes, sizeof cache.planes);
     memcpy(cache.material, features.material, sizeof cache.material);
-    cache.set = thread.nn_set = features.set;
+    cache.set = thread.eval.nn_set = features.set;
     cache.occupied = occupied(pos);
     cache.net = &nn_header;
     return cache.acc;
 }
 
 // Dot products of two rows of the last layer.
-static void output_rows(SearchThread& thread, const float* acc, int row0, int row1,
-                        float result[2]) {
+static void output_rows(EvalState& eval, const float* acc, int row0, int row1, float result[2]) {
     const int hidden1 = nn_header.hidden1, hidden2 = nn_header.hidden2;
     if (hidden2 < SECOND_LAYER) {
         nn_kernels->output(result, acc, nn_header.w2 + row0 * hidden1,
                            nn_header.w2 + row1 * hidden1, hidden1);
         return;
     }
-    float* units = thread.nn_hidden2;
-    nn_kernels->activate(thread.nn_acc, acc, hidden1);
+    float* units = eval.nn_hidden2;
+    nn_kernels->activate(eval.nn_acc, acc, hidden1);
     for (int i = 0; i < hidden2; i++)
         units[i] = nn_header.extras[2]
-                 + nn_kernels->dot(nn_header.w2 + int64_t{i} * hidden1, thread.nn_acc, hidden1);
+                 + nn_kernels->dot(nn_header.w2 + int64_t{i} * hidden1, eval.nn_acc, hidden1);
     nn_kernels->output(result, units, nn_header.w3 + row0 * hidden2, nn_header.w3 + row1 * hidden2,
                        hidden2);
 }
@@ -245,24 +245,23 @@ static float full_board_share(int material) {
 }
 
 // The network's raw output.
-static float network_output(SearchThread& thread, const float* acc) {
+static float network_output(EvalState& eval, const Position& pos, const float* acc) {
     constexpr int KIND_BLENDED = 1, KIND_PAWNS = 2;
-    const Position& pos = thread.position;
     float z[2];
     if (pos.material[WHITE] == 0 && pos.material[BLACK] == 0) {
-        thread.nn_output_kind = KIND_PAWNS;
-        output_rows(thread, acc, 2, 2, z);
+        eval.nn_output_kind = KIND_PAWNS;
+        output_rows(eval, acc, 2, 2, z);
         return z[0];
     }
-    thread.nn_output_kind = KIND_BLENDED;
-    output_rows(thread, acc, 0, 1, z);
+    eval.nn_output_kind = KIND_BLENDED;
+    output_rows(eval, acc, 0, 1, z);
     float phase = full_board_share(pos.material[WHITE] + pos.material[BLACK]);
     return (1.0f - phase) * z[1] + phase * z[0];
 }
 
 // A small offset, fixed for a position and a thread, that makes games differ.
 static float add_noise(const SearchThread& thread, float z) {
-    int noise = static_cast<int>((thread.position.key ^ thread.nn_seed) & 0xFF) - 127;
+    int noise = static_cast<int>((thread.position.key ^ thread.eval.nn_seed) & 0xFF) - 127;
     return static_cast<float>(z + noise * 0.0001);
 }
 
@@ -280,23 +279,24 @@ bool NnHasNoise(const SearchThread& thread) {
 }
 
 int NnEval(SearchThread& thread) {
-    if (thread.nn_generation != nn_header.generation && !allocate_buffers(thread)) {
+    EvalState& eval = thread.eval;
+    if (eval.nn_generation != nn_header.generation && !allocate_buffers(eval)) {
         Print("error initializing NN!");
         return NO_EVAL;
     }
     count(thread.eval_probes);
     const Position& pos = thread.position;
-    EvalHashEntry& entry = eval_hash_entry(thread);
+    EvalHashEntry& entry = eval_hash_entry(eval, pos);
     if (entry.key == pos.key && thread.line.ply > 1) {
         count(thread.eval_hits);
-        return thread.nn_score = entry.nn_score;
+        return eval.nn_score = entry.nn_score;
     }
 
-    float z = network_output(thread, accumulate(thread));
+    float z = network_output(eval, pos, accumulate(thread));
     if (NnHasNoise(thread)) z = add_noise(thread, z);
-    thread.nn_probability = static_cast<float>(1.0 / (1.0 + exp_of(-static_cast<double>(z))));
-    thread.nn_score = static_cast<int16_t>(score_of(thread.nn_probability));
-    entry.nn_score = thread.nn_score;
+    eval.nn_probability = static_cast<float>(1.0 / (1.0 + exp_of(-static_cast<double>(z))));
+    eval.nn_score = static_cast<int16_t>(score_of(eval.nn_probability));
+    entry.nn_score = eval.nn_score;
     entry.key = pos.key;
-    return thread.nn_score;
+    return eval.nn_score;
 }

@@ -2,18 +2,17 @@
 //
 // One network serves the process. NnLoad replaces it on the main thread, never while a search
 // runs; search threads only read it. Everything that changes with the position stands in the
-// thread's own record.
+// thread's own EvalState.
 
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 
+#include "eval/state.h"
+
 struct SearchThread;
 
-// A unit is one of seven kinds, each a plane of 64 squares: king, pawn, knight, bishop, rook,
-// queen, passed pawn (which is also a pawn). The planes of the side to move come first.
-constexpr int NN_PLANES = 7;
 constexpr int NN_SET_INPUTS = 2 * NN_PLANES * 64; // board inputs of one weight set
 constexpr int NN_MOST_INPUTS = 1840;
 constexpr int NN_LEAST_SCORE = -1919, NN_MOST_SCORE = 1919;
@@ -43,16 +42,6 @@ struct NnHeader {
 };
 extern NnHeader nn_header;
 
-// The last position evaluated with one side to move.
-struct NnCache {
-    float* acc;                     // first-layer sums before activation, on a 64-byte boundary
-    uint64_t planes[2 * NN_PLANES]; // active board features, seen as the side to move does
-    int16_t material[5];            // active material inputs, counted from 0
-    int16_t set;                    // weight set, 0 or 1
-    uint64_t occupied;
-    const NnHeader* net; // null until the record is filled
-};
-
 // Takes up the network that NN_File names: "embedded", "new" for a fresh random one, which is also
 // written to nn.bin in the working directory, or else a file. Prints the source's line. A file
 // that can't be opened ends the program with status 0. A file that is too short, or whose header
@@ -76,4 +65,4 @@ int NnEval(SearchThread& thread);
 bool NnHasNoise(const SearchThread& thread);
 
 // Gives back what NnEval has allocated for the thread.
-void NnFreeBuffers(SearchThread& thread);
+void NnFreeBuffers(EvalState& eval);

@@ -71,7 +71,7 @@ void PawnEval(SearchThread& thread, EvalContext& context) {
     uint64_t key = pos.pawn_key;
     for (int side : {WHITE, BLACK})
         if (file_of(pos.king_square[side]) < 4) key ^= KING_HALF_KEY[side];
-    PawnHashEntry& entry = thread.pawn_hash[key & (PAWN_HASH_SIZE - 1)];
+    PawnHashEntry& entry = thread.eval.pawn_hash[key & (PAWN_HASH_SIZE - 1)];
     count(thread.pawn_probes);
     if (entry.key == key && context.ply >= 2) {
         count(thread.pawn_hits);

@@ -4,8 +4,8 @@
 #include <cstring>
 
 #include "board/movetext.h"
+#include "eval/state.h"
 #include "eval/terms.h"
-#include "search/thread.h"
 
 // clang-format off
 static constexpr const char* GROUP_NAMES[EVAL_GROUPS] = {
@@ -40,9 +40,8 @@ static void print_squares(const char* title, Bitboard squares) {
     printf("\n");
 }
 
-static void print_totals(const SearchThread& thread, float scale) {
-    const Position& pos = thread.position;
-    const EvalContext& context = thread.context;
+static void print_totals(const Position& pos, const EvalState& eval, float scale) {
+    const EvalContext& context = eval.context;
     const int us = pos.side, them = us ^ 1;
 
     int total = blend(packed_sub(context.packed[WHITE], context.packed[BLACK]), context.phase);
@@ -51,7 +50,7 @@ static void print_totals(const SearchThread& thread, float scale) {
     for (int group = 0; group < MATERIAL_GROUPS; group++)
         material +=
             material_value(pos, context, group, us) - material_value(pos, context, group, them);
-    printf("nne= %d, hce= %d, mtl= %d, phase= %0.2f, sf= %0.2f, rule50= %d\n\n", thread.nn_score,
+    printf("nne= %d, hce= %d, mtl= %d, phase= %0.2f, sf= %0.2f, rule50= %d\n\n", eval.nn_score,
            us == WHITE ? score : -score, material, static_cast<double>(context.phase),
            static_cast<double>(scale), pos.halfmoves);
 }
@@ -87,14 +86,14 @@ static void print_parameters() {
     for (const Table& table : TABLES) print_square_table(table.title, table.first_row);
 }
 
-void EvalReport(const SearchThread& thread, float scale) {
+void EvalReport(const Position& pos, const EvalState& eval, float scale) {
     constexpr int WITH_PARAMETERS = 2;
 
-    const EvalContext& context = thread.context;
-    print_groups(thread.position, context);
+    const EvalContext& context = eval.context;
+    print_groups(pos, context);
     print_squares("hung pieces on: ", context.hung_pieces);
     print_squares("free pawns on: ", context.free_pawns);
-    print_totals(thread, scale);
+    print_totals(pos, eval, scale);
     if (context.report >= WITH_PARAMETERS) print_parameters();
     fflush(stdout);
 }

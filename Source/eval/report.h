@@ -4,10 +4,11 @@
 
 #pragma once
 
-struct SearchThread;
+struct EvalState;
+struct Position;
 
-// Prints the term groups of the thread's last evaluation, which must have been made with `report`
+// Prints the term groups of the last evaluation, which must have been one of `pos` with `report`
 // set: each group without the material of its kind, then hanging pieces, free pawns, and the line
 // of totals. `scale` is the endgame factor of that evaluation. From form 2 of EvalContext::report
 // on, the table of parameters follows.
-void EvalReport(const SearchThread& thread, float scale);
+void EvalReport(const Position& pos, const EvalState& eval, float scale);

@@ -9,8 +9,8 @@
 
 #include "board/bitboard.h"
 #include "board/position.h"
-#include "eval/context.h"
 #include "eval/params.h"
+#include "eval/state.h"
 
 struct SearchThread;
 

@@ -8,6 +8,7 @@
 #include "base/platform.h"
 #include "base/state.h"
 #include "eval/evaluate.h"
+#include "eval/nn.h"
 #include "search/driver.h"
 #include "search/thread.h"
 
@@ -30,13 +31,13 @@ SearchThread* allocate_search_thread() {
     auto* thread = new (memory) SearchThread;
     thread->position.owner = &thread->line;
     // Its tables are empty, so they fit any settings.
-    thread->eval_epoch = relaxed(eval_epoch);
-    thread->eval_use_nn = relaxed(shell.use_nn);
+    thread->eval.eval_epoch = relaxed(eval_epoch);
+    thread->eval.eval_use_nn = relaxed(shell.use_nn);
     return thread;
 }
 
 void free_search_thread(SearchThread* thread) {
-    if (thread) NnFreeBuffers(*thread);
+    if (thread) NnFreeBuffers(thread->eval);
     free_pages(thread, sizeof(SearchThread));
 }
 

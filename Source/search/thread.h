@@ -1,7 +1,7 @@
 // thread.h: SearchThread, the one record that a search thread works on.
 //
-// It holds the thread's Position, undo stack, per-ply stack, move lists, ordering tables,
-// evaluation caches and counters. The main thread has one for the game; each search thread has
+// It holds the thread's Position, undo stack, per-ply stack, move lists, ordering tables, the state
+// of its evaluation, and counters. The main thread has one for the game; each search thread has
 // its own, copied from the game's. Other threads look only at the fields marked as atomics.
 
 #pragma once
@@ -15,8 +15,7 @@
 #include "board/line.h"
 #include "board/position.h"
 #include "board/types.h"
-#include "eval/context.h"
-#include "eval/nn.h"
+#include "eval/state.h"
 
 // The score scale: 16-bit centipawn-like units from the side to move's view.
 constexpr int INFINITE_SCORE = 10001;
@@ -41,8 +40,6 @@ constexpr int LONGEST_LIST = 15 * 27 + 10 + 8 + 1;
 constexpr int MOVE_STORE_SIZE = PLY_SLOTS * LONGEST_LIST;
 
 constexpr int HISTORY_SIZE = PIECE_CODES * 64;
-constexpr int EVAL_HASH_SIZE = 32768;
-constexpr int PAWN_HASH_SIZE = 16384;
 
 // Index of the ordering tables: coloured piece and the square that it went to.
 inline int history_index(int mover, int to) { return mover * 64 + to; }
@@ -72,22 +69,6 @@ struct SearchStackEntry {
     MoveEntry* current_move; // the entry being searched; move 0 is a null move
 };
 
-// One entry of the eval hash. Both evaluators share the table: which of them is asked depends on
-// the position and on settings whose change flushes the table.
-struct EvalHashEntry {
-    uint64_t key;
-    int16_t threat_pressure[2];
-    int16_t hce_score;
-    int16_t nn_score;
-};
-static_assert(sizeof(EvalHashEntry) == 16, "four entries a cache line");
-
-struct PawnHashEntry {
-    uint64_t key;
-    int32_t packed[2]; // structure of White and Black
-};
-static_assert(sizeof(PawnHashEntry) == 16, "four entries a cache line");
-
 struct alignas(64) SearchThread {
     Line line;                             // first, since Position::owner points to it
     SearchStackEntry stack[PLY_SLOTS];     // by ply; 0 is a sentinel, 1 the root
@@ -98,27 +79,10 @@ struct alignas(64) SearchThread {
     Move counter2[HISTORY_SIZE];
     Move followup[HISTORY_SIZE]; // the latest move that worked two plies after a move
 
-    EvalHashEntry eval_hash[EVAL_HASH_SIZE];
-    PawnHashEntry pawn_hash[PAWN_HASH_SIZE];
-    uint32_t eval_epoch; // settings that the two tables were filled under, see evaluate.h
-    uint8_t eval_use_nn; // and shell.use_nn at that time
-    uint8_t eval_noise;  // and 1 if the network's scores had noise then
-
-    EvalContext context;
-
-    // The network's state, see nn.h. The buffers are allocated by the first evaluation.
-    NnCache nn_cache[2];    // by side to move
-    float* nn_acc;          // activated units of the first layer, if there is a second
-    float* nn_hidden2;      // units of the second layer
-    uint32_t nn_generation; // network that the buffers were made for, 0 for none
-    uint32_t nn_seed;       // of the noise; drawn when the buffers are allocated
-    int16_t nn_set;         // weight set of the last evaluation, 0 or 1
-    int16_t nn_output_kind; // 1 after the blended rows, 2 after the row of pawn endings
-    int16_t nn_score;       // last score computed or found, 0 before the first
-    int16_t game_moves;     // undo_index of the game when it was copied
-    float nn_probability;   // last winning chance computed, 0 to 1
+    EvalState eval; // caches of the evaluation, buffers of the network
 
     Position position;
+    int16_t game_moves; // undo_index of the game when it was copied
 
     Move pv[PLY_SLOTS]; // best line at the root: pv[1] is the best move, 0 ends it
     uint8_t thread_index;
@@ -159,12 +123,6 @@ inline SearchThread& thread_of(const Position& pos) {
 // Adds one to a counter that only the calling thread writes.
 inline void count(std::atomic<uint64_t>& counter) {
     counter.store(counter.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
-}
-
-// The position's entry of the eval hash; the two colours to move are neighbours.
-inline EvalHashEntry& eval_hash_entry(SearchThread& thread) {
-    const Position& pos = thread.position;
-    return thread.eval_hash[static_cast<size_t>(pos.key & (EVAL_HASH_SIZE - 2)) + pos.side];
 }
 
 // The game's record: allocated once at start-up, changed only by the main thread.

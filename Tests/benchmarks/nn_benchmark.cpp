@@ -75,7 +75,7 @@ void evaluate(benchmark::State& state, const char* path, int ply) {
     size_t at = 0;
     for (auto _ : state) {
         thread.position = positions[at];
-        eval_hash_entry(thread).key = 0;
+        eval_hash_entry(thread.eval, thread.position).key = 0;
         benchmark::DoNotOptimize(NnEval(thread));
         at = (at + 1) % positions.size();
     }
