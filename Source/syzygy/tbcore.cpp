@@ -11,7 +11,7 @@ int tb_largest;
 
 static TBEntry piece_entries[TBMAX_PIECE];
 static TBEntry pawn_entries[TBMAX_PAWN];
-static int piece_count, pawn_count_registered;
+static int piece_entry_count, pawn_entry_count;
 
 namespace {
 
@@ -27,7 +27,8 @@ static Slot buckets[TB_BUCKETS][HSHMAX];
 static DtzCacheEntry dtz_cache[DTZ_ENTRIES]; // the table used last stands first
 static int dtz_count;
 
-static std::mutex first_use; // around the opening of tables
+// Around the opening of tables. Those who wait sleep: it takes milliseconds, and more from a disk.
+static std::mutex first_use;
 
 static char* path_text;    // the directories, each ended by 0
 static char** directories; // places in path_text
@@ -134,10 +135,10 @@ void tb_describe(TBEntry& entry, const char* name) {
 
 static TBEntry* free_entry(bool has_pawns) {
     if (has_pawns) {
-        if (pawn_count_registered < TBMAX_PAWN) return &pawn_entries[pawn_count_registered++];
+        if (pawn_entry_count < TBMAX_PAWN) return &pawn_entries[pawn_entry_count++];
         fputs("TBMAX_PAWN limit too low!\n", stderr);
     } else {
-        if (piece_count < TBMAX_PIECE) return &piece_entries[piece_count++];
+        if (piece_entry_count < TBMAX_PIECE) return &piece_entries[piece_entry_count++];
         fputs("TBMAX_PIECE limit too low!\n", stderr);
     }
     exit(1);
@@ -161,7 +162,7 @@ void tb_register(const char* name) {
     if (!entry->symmetric) add_to_bucket(entry->mirrored_key, entry);
 }
 
-int tb_count() { return piece_count + pawn_count_registered; }
+int tb_count() { return piece_entry_count + pawn_entry_count; }
 
 TBEntry* tb_find(uint64_t key) {
     for (const Slot& slot : buckets[key >> (64 - TBHASHBITS)])
@@ -169,43 +170,60 @@ TBEntry* tb_find(uint64_t key) {
     return nullptr;
 }
 
-// Puts piece letters for the marks "1" to "4" of a form and passes the name on.
-static void use_name(void (*use)(const char* name), const char* form, const int* pieces) {
+namespace {
+
+// A form of names: the marks "1" to "4" stand for pieces. Each mark has the piece of another one
+// that it may not come before, since like pieces have no order.
+struct NameForm {
+    const char* text;
+    int marks;
+    int not_before[4]; // number of the other mark, or ANY
+    bool pairs;        // two against two: equal first pieces leave the second ones to decide
+};
+constexpr int ANY = -1;
+constexpr NameForm NAME_FORMS[] = {
+    // clang-format off
+    {"K1vK",    1, {ANY}, false},
+    {"K1vK2",   2, {ANY, 0}, false},
+    {"K12vK",   2, {ANY, 0}, false},
+    {"K12vK3",  3, {ANY, 0, ANY}, false},
+    {"K123vK",  3, {ANY, 0, 1}, false},
+    {"K12vK34", 4, {ANY, 0, 0, 2}, true},
+    {"K123vK4", 4, {ANY, 0, 1, ANY}, false},
+    {"K1234vK", 4, {ANY, 0, 1, 2}, false},
+    // clang-format on
+};
+
+} // namespace
+
+// Puts piece letters for the marks of a form and passes the name on.
+static void use_name(void (*use)(const char* name), const char* form, const char* pieces) {
     char name[TB_NAME_LENGTH];
     char* out = name;
-    for (; *form; form++)
-        *out++ = *form >= '1' && *form <= '4' ? "KQRBNP"[pieces[*form - '1']] : *form;
+    for (; *form; form++) *out++ = *form >= '1' && *form <= '4' ? pieces[*form - '1'] : *form;
     *out = 0;
     use(name);
 }
 
+// Fills the marks of a form from `mark` on with all pieces that they may have, the last one
+// changing fastest, and passes each name on.
+static void use_form(void (*use)(const char* name), const NameForm& form, int mark, char* pieces) {
+    static constexpr char ORDER[] = "QRBNP";
+    if (mark == form.marks) {
+        use_name(use, form.text, pieces);
+        return;
+    }
+    int other = form.not_before[mark];
+    if (form.pairs && mark == 3 && pieces[2] == pieces[0]) other = 1;
+    for (const char* piece = other == ANY ? ORDER : strchr(ORDER, pieces[other]); *piece; piece++) {
+        pieces[mark] = *piece;
+        use_form(use, form, mark + 1, pieces);
+    }
+}
+
 void tb_each_name(void (*use)(const char* name)) {
-    constexpr int LAST = 5; // 1 queen to 5 pawn
-    int p[4];
-    int &i = p[0], &j = p[1], &k = p[2], &l = p[3];
-    for (i = 1; i <= LAST; i++) use_name(use, "K1vK", p);
-    for (i = 1; i <= LAST; i++)
-        for (j = i; j <= LAST; j++) use_name(use, "K1vK2", p);
-    for (i = 1; i <= LAST; i++)
-        for (j = i; j <= LAST; j++) use_name(use, "K12vK", p);
-    for (i = 1; i <= LAST; i++)
-        for (j = i; j <= LAST; j++)
-            for (k = 1; k <= LAST; k++) use_name(use, "K12vK3", p);
-    for (i = 1; i <= LAST; i++)
-        for (j = i; j <= LAST; j++)
-            for (k = j; k <= LAST; k++) use_name(use, "K123vK", p);
-    for (i = 1; i <= LAST; i++)
-        for (j = i; j <= LAST; j++)
-            for (k = i; k <= LAST; k++)
-                for (l = k == i ? j : k; l <= LAST; l++) use_name(use, "K12vK34", p);
-    for (i = 1; i <= LAST; i++)
-        for (j = i; j <= LAST; j++)
-            for (k = j; k <= LAST; k++)
-                for (l = 1; l <= LAST; l++) use_name(use, "K123vK4", p);
-    for (i = 1; i <= LAST; i++)
-        for (j = i; j <= LAST; j++)
-            for (k = j; k <= LAST; k++)
-                for (l = k; l <= LAST; l++) use_name(use, "K1234vK", p);
+    char pieces[4];
+    for (const NameForm& form : NAME_FORMS) use_form(use, form, 0, pieces);
 }
 
 // --- Directories and files --------------------------------------------------------------------
@@ -363,11 +381,11 @@ const DtzTable* tb_use_dtz(uint64_t key) {
 // --- Set-up -----------------------------------------------------------------------------------
 
 static void release_all() {
-    for (int i = 0; i < piece_count; i++) release_entry(piece_entries[i]);
-    for (int i = 0; i < pawn_count_registered; i++) release_entry(pawn_entries[i]);
+    for (int i = 0; i < piece_entry_count; i++) release_entry(piece_entries[i]);
+    for (int i = 0; i < pawn_entry_count; i++) release_entry(pawn_entries[i]);
     for (int i = 0; i < dtz_count; i++) release_dtz(dtz_cache[i]);
     free_directories();
-    piece_count = pawn_count_registered = dtz_count = tb_largest = 0;
+    piece_entry_count = pawn_entry_count = dtz_count = tb_largest = 0;
     memset(buckets, 0, sizeof buckets);
 }
 

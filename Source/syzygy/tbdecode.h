@@ -1,4 +1,7 @@
-// tbdecode.h: the Syzygy file format: headers, the numbering of positions, decompression.
+// tbdecode.h: the Syzygy file format: headers, and the way from a position's index to its value.
+//
+// Values are compressed by pairs: a symbol stands for one value or for two other symbols, and a
+// block holds symbols in a canonical Huffman code.
 //
 // Decoders are built once for a file and then only read, by any number of threads. They refer into
 // the mapped file. A file's bytes are trusted nowhere: what the header says is checked against the
@@ -10,11 +13,11 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "syzygy/tbindex.h"
+
 struct TBEntry;
 
-constexpr int TB_PIECES = 6;      // most pieces of a table
-constexpr int TB_FILE_GROUPS = 4; // of a table with pawns; one without
-constexpr int TB_DAMAGED = -1;    // tb_decompress: the file's numbers lead nowhere
+constexpr int TB_DAMAGED = -1; // tb_decompress: the file's numbers lead nowhere
 constexpr int TB_MAX_CODE_BITS = 32;
 
 // The compressed values of one side and file group.
@@ -78,16 +81,6 @@ struct TBSizes {
 bool tb_setup_pairs(PairsData& pairs, TBCursor& cursor, uint64_t table_size, TBSizes& sizes,
                     uint8_t& flags, bool wdl);
 
-// Works out the groups of a piece list. Returns false if the list does not hold the entry's
-// material in groups.
-bool tb_set_norm(const TBEntry& entry, const uint8_t* pieces, uint8_t* norm);
-
-// Works out the factors. `order` and `order2` say where the leading group and the second pawns
-// stand among the groups; `group` is the file group of a pawn table, else 0. Returns the number of
-// indices, or 0 if the orders are damaged.
-uint64_t tb_set_factors(const TBEntry& entry, int order, int order2, const uint8_t* norm, int group,
-                        uint64_t* factors);
-
 // Builds all decoders of a file: for each file group side 0, then side 1 if it is stored. `flags`
 // has room for each file group; `maps` is filled for a DTZ file and may be null otherwise.
 // Returns false if the file is damaged. tb_free_decoders is due in either case.
@@ -99,28 +92,5 @@ void tb_free_decoders(TBDecoder* decoders, int count);
 int tb_sides(const TBEntry& entry, bool wdl);
 int tb_file_groups(const TBEntry& entry);
 
-// Brings the leading pawn into slot 0; the leading side's pawns stand in the first slots. Returns
-// its file group.
-int tb_leading_file(const TBEntry& entry, int* squares);
-
-// The index of a position, given the square of each piece in slot order; the squares are changed.
-// In a pawn table the leading pawn must stand in slot 0, and its file group's norm and factors be
-// given.
-uint64_t tb_encode(const TBEntry& entry, const uint8_t* norm, int* squares,
-                   const uint64_t* factors);
-
 // The value stored at an index, or TB_DAMAGED.
 int tb_decompress(const PairsData& pairs, uint64_t index);
-
-// The numbering of squares, the same for all tables.
-struct TBSquareTables {
-    uint32_t binomial[5][64];   // [k][n]: n over k + 1
-    int16_t king_pair[10][64];  // first king on the triangle, second anywhere
-    uint32_t pawn_index[5][24]; // [other leading pawns][leading pawn]
-    uint32_t pawn_factor[5][TB_FILE_GROUPS];
-    uint8_t triangle[64]; // a1-d1-d4: 0 to 5 below the diagonal, 6 to 9 on it
-    uint8_t lower[64];    // squares below the diagonal a1-h8, 0 to 27
-    uint8_t flap[64];     // leading pawn: by file from the edge, then by rank
-    uint8_t twist[64];    // pawns: the greater, the nearer to the edge and rank 2
-};
-extern const TBSquareTables tb_squares;

@@ -68,7 +68,7 @@ static int collect_squares(int* squares, const TBPosition& pos, const TBEntry& e
 }
 
 int tb_probe_table(const TBPosition& pos, int* success) {
-    constexpr int HIGHEST = 4;
+    constexpr int MAX_STORED = 4; // a win; stored numbers are 2 above the values
     uint64_t key = tb_material_key(pos);
     if (key == 0) return 0; // bare kings
     TBEntry* entry = tb_find(key);
@@ -84,7 +84,7 @@ int tb_probe_table(const TBPosition& pos, int* success) {
     const TBDecoder& decoder = entry->decoders[group * sides + view.side];
     uint64_t index = tb_encode(*entry, decoder.norm, squares, decoder.factors);
     int value = tb_decompress(decoder.pairs, index);
-    if (value < 0 || value > HIGHEST || mapping_lost(entry->mapping)) {
+    if (value < 0 || value > MAX_STORED || mapping_lost(entry->mapping)) {
         *success = 0;
         return 0;
     }
