@@ -16,7 +16,7 @@
 #include "search/thread.h"
 
 constexpr size_t LINE_LENGTH = 1024; // with the ending NUL; longer lines are read in pieces
-constexpr int MOST_MOVES = 36;       // of a game that count
+constexpr int MAX_MOVES = 36;        // of a game that count
 constexpr int GAMES_A_DOT = 1024;
 
 constexpr int BUCKET_BITS = 14;
@@ -127,7 +127,7 @@ static bool count_move(Position& pos, GamesReader& reader, char* text) {
 // Takes in one word, brace or parenthesis. The text needs room for one character more. Returns
 // false without memory.
 static bool take_word(Position& pos, GamesReader& reader, char* word) {
-    if (reader.stopped || reader.moves >= MOST_MOVES) return true;
+    if (reader.stopped || reader.moves >= MAX_MOVES) return true;
     switch (word[0]) {
     case ';':
     case '$': return true;
@@ -174,7 +174,7 @@ static bool take_line(Position& pos, GamesReader& reader, const char* line) {
         return true;
     }
     if (reader.comment_depth == 0 && (line[0] == ';' || line[0] == '[')) return true;
-    if (reader.result == UNKNOWN || reader.moves >= MOST_MOVES) return true;
+    if (reader.result == UNKNOWN || reader.moves >= MAX_MOVES) return true;
     return take_words(pos, reader, line);
 }
 
@@ -226,12 +226,12 @@ static int32_t node_score(const BookNode& node) {
 
 // The moves of one position that are good enough, at most BOOK_MAX_MOVES. Returns their number.
 static int keep_moves(const BookNode* first, const BookNode* end, KeptMove* kept) {
-    constexpr int32_t LEAST_SCORE = 10;
-    constexpr uint32_t LEAST_WINS = 3;
+    constexpr int32_t MIN_SCORE = 10;
+    constexpr uint32_t MIN_WINS = 3;
     int count = 0;
     for (const BookNode* node = first; node != end && count < BOOK_MAX_MOVES; node = node->next) {
         int32_t score = node_score(*node);
-        if (score < LEAST_SCORE || node->wins < LEAST_WINS) continue;
+        if (score < MIN_SCORE || node->wins < MIN_WINS) continue;
         kept[count++] = {score, {node->key, pack_book_move(node->move), 0, 0}};
     }
     return count;
@@ -239,13 +239,13 @@ static int keep_moves(const BookNode* first, const BookNode* end, KeptMove* kept
 
 // Writes the entries of one position, the heaviest first.
 static void write_position(FILE* file, const BookNode* first, const BookNode* end) {
-    constexpr double MOST_WEIGHT = 60000.0; // leaves a margin below the 16 bits of an entry
+    constexpr double MAX_WEIGHT = 60000.0; // leaves a margin below the 16 bits of an entry
 
     KeptMove kept[BOOK_MAX_MOVES];
     const int count = keep_moves(first, end, kept);
     int32_t best = 1;
     for (int i = 0; i < count; i++) best = std::max(best, kept[i].score);
-    const double factor = std::min(MOST_WEIGHT / best, 1.0);
+    const double factor = std::min(MAX_WEIGHT / best, 1.0);
     for (int i = 0; i < count; i++)
         kept[i].entry.weight = static_cast<uint16_t>(kept[i].score * factor);
 

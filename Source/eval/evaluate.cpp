@@ -43,11 +43,12 @@ static bool is_lopsided(const Position& pos, int ahead, int behind) {
 // Tells which evaluator a position goes to. Of the position only its material counts, so that one
 // position always goes to the same.
 static bool goes_to_network(const Position& pos) {
-    constexpr int TWO_MINORS = 6; // phase units
+    constexpr int TWO_MINORS = 6; // phase units; without pawns so little seldom wins
     if (!nn_header.weights || is_lopsided(pos, WHITE, BLACK) || is_lopsided(pos, BLACK, WHITE))
         return false;
     int pieces = pos.material[WHITE] + pos.material[BLACK];
     int pawns = pawn_count(pos, WHITE) + pawn_count(pos, BLACK);
+    // King and pawn against king is known exactly.
     return pawns == 0 ? pieces > TWO_MINORS : pawns > 1 || pieces > 0;
 }
 
@@ -65,14 +66,20 @@ static uint8_t take_up_switch(EvalState& eval) {
 // The contempt term for the side to move at the root: the option counts most on a full board, the
 // taper turns from plus to minus as it empties.
 static int contempt(const Position& pos) {
-    constexpr int FULL = 82; // both sides' pieces above 6 units, and 24 pawns' worth
-    int pieces = std::max(pos.material[WHITE] + pos.material[BLACK], 6) - 6;
-    int fill = pieces + 2 * std::min(pawn_count(pos, WHITE) + pawn_count(pos, BLACK), 12);
-    return active_personality.contempt_taper * (fill - FULL / 2) / (FULL / 2)
+    constexpr int ALL_PIECES_UNITS = 64, BARE = 6; // phase units; up to two minors count as none
+    constexpr int PAWN_UNITS = 2, MAX_PAWNS = 12;  // of both sides
+    constexpr int FULL = ALL_PIECES_UNITS - BARE + PAWN_UNITS * MAX_PAWNS, HALF = FULL / 2;
+
+    int pieces = std::max(pos.material[WHITE] + pos.material[BLACK], BARE) - BARE;
+    int pawns = std::min(pawn_count(pos, WHITE) + pawn_count(pos, BLACK), MAX_PAWNS);
+    int fill = pieces + PAWN_UNITS * pawns;
+    return active_personality.contempt_taper * (fill - HALF) / HALF
          + load_shared(active_personality.Contempt) * fill / FULL;
 }
 
 int Evaluate(SearchThread& thread, int side, int ply, int in_check) {
+    // Half-moves that would bring a score to 0: at the hundred that draw, 61 per cent are left, so
+    // that progress is worth something long before.
     constexpr int FIFTY_SCALE = 256;
     if (in_check) return NO_EVAL;
 
@@ -87,10 +94,11 @@ int Evaluate(SearchThread& thread, int side, int ply, int in_check) {
 
 // Sets the context up: attack maps of the kings, zones, mirror masks.
 static void prepare_context(const Position& pos, EvalContext& context) {
-    constexpr int FULL_MATERIAL = 59; // phase units of both sides
+    constexpr int FULL_MATERIAL = 59;  // phase units of both sides; above, all is middlegame
+    constexpr double FOR_UNIT = 0.017; // 1 / 59
 
     int material = pos.material[WHITE] + pos.material[BLACK];
-    context.phase = material < FULL_MATERIAL ? static_cast<float>(1.0 - 0.017 * material) : 0.0f;
+    context.phase = material < FULL_MATERIAL ? static_cast<float>(1.0 - FOR_UNIT * material) : 0.0f;
     context.occupied = occupied(pos);
     context.hung_pieces = context.free_pawns = 0;
     memset(context.attacks, 0, sizeof context.attacks);
@@ -101,6 +109,7 @@ static void prepare_context(const Position& pos, EvalContext& context) {
         context.double_attacks[side] = 0;
         context.attacks[side][KING] = context.attacks[side][ATTACKS_ALL] = king_attacks[king];
 
+        // A king on the edge has the zone of the square beside it, so that it is as large.
         int centre = std::clamp(rank_of(king), 1, 6) * 8 + std::clamp(file_of(king), 1, 6);
         context.king_zone[side] = king_attacks[centre] | bit(centre);
         bool queen_side = file_of(king) < 4;
@@ -155,7 +164,7 @@ int HceEval(SearchThread& thread, int side, int ply, int report) {
 
     SearchStackEntry& stack = thread.stack[ply];
     EvalHashEntry& entry = eval_hash_entry(thread.eval, pos);
-    if (entry.key == pos.key && ply > 1 && !report) {
+    if (entry.key == pos.key && caches_answer(ply) && !report) {
         count(thread.eval_hits);
         memcpy(stack.threat_pressure, entry.threat_pressure, sizeof stack.threat_pressure);
         return entry.hce_score;

@@ -2,12 +2,13 @@
 
 #include "eval/terms.h"
 
-// Squares next to the king that an enemy could use, by the piece that would give check there.
 namespace {
 
+// Squares all over the board where an enemy piece would not simply be lost, and of them those that
+// a piece of each kind gives check from.
 struct CheckSquares {
-    Bitboard safe;                                // for the enemy
-    Bitboard from_bishop, from_rook, from_knight; // safe squares that check the king
+    Bitboard safe;
+    Bitboard from_bishop, from_rook, from_knight;
 };
 
 } // namespace
@@ -32,11 +33,13 @@ static int count_checks(const EvalContext& context, int them, const CheckSquares
          + ((attacks[QUEEN] & squares.from_rook) != 0);
 }
 
-// How hard the enemy presses on the king's zone, in points.
+// How hard the enemy presses on the king's zone, in points: for each square that a kind attacks and
+// that nothing of ours guards which is worth no more, for each square of a safe check, and what the
+// attackers of the zone weigh. Queens count up to three squares, or one alone could fill the scale.
 static int zone_danger(const EvalContext& context, int side, const CheckSquares& squares,
                        int checks) {
     constexpr int PAWN_POINTS = 2, KNIGHT_POINTS = 4, BISHOP_POINTS = 3, ROOK_POINTS = 4;
-    constexpr int QUEEN_POINTS = 5, MOST_QUEEN_POINTS = 15, CHECK_POINTS = 2;
+    constexpr int QUEEN_POINTS = 5, MAX_QUEEN_POINTS = 15, CHECK_POINTS = 2;
 
     const Bitboard* attacks = context.attacks[side ^ 1];
     Bitboard zone = context.king_zone[side];
@@ -50,21 +53,32 @@ static int zone_danger(const EvalContext& context, int side, const CheckSquares&
     int r = pop_count(attacks[ROOK] & (squares.from_rook | rooks));
     int q = pop_count(attacks[QUEEN] & (squares.from_bishop | squares.from_rook | queens));
     return PAWN_POINTS * p + KNIGHT_POINTS * n + BISHOP_POINTS * b + ROOK_POINTS * r
-         + std::min(QUEEN_POINTS * q, MOST_QUEEN_POINTS) + CHECK_POINTS * checks
+         + std::min(QUEEN_POINTS * q, MAX_QUEEN_POINTS) + CHECK_POINTS * checks
          + context.king_attack_weight[side];
 }
 
-// Share of the danger rows for so many points: nearly quadratic, flat from 39 on.
+// Share of the danger rows for so many points: nearly quadratic, as attackers help each other, and
+// flat from 39 on, where it has reached 2.1.
 static float danger_share(int danger) {
-    constexpr int MOST_DANGER = 39;
-    int x = std::min(danger, MOST_DANGER);
-    double damping = static_cast<float>(1.0 - 0.006 * x);
-    return static_cast<float>(damping * 0.0018 * (x * x));
+    constexpr int MAX_DANGER = 39;
+    constexpr double FOR_SQUARE = 0.0018, DAMPING = 0.006;
+    int x = std::min(danger, MAX_DANGER);
+    double damping = static_cast<float>(1.0 - DAMPING * x);
+    return static_cast<float>(damping * FOR_SQUARE * (x * x));
+}
+
+// Share of the shield row: -1 with an open king, -1/9 with eight of the nine squares covered.
+static float shield_share(int shield) {
+    constexpr int ZONE_SQUARES = 9;
+    constexpr double FOR_SQUARE = 0.111;
+    return static_cast<float>((shield - ZONE_SQUARES) * FOR_SQUARE);
 }
 
 // Pawns before the king, and attacks on it.
 static void eval_king_safety(const Position& pos, EvalContext& context, int side) {
-    constexpr int FULL_SHIELD = 8, CHECKED_KING_PRESSURE = 800;
+    constexpr int FULL_SHIELD = 8;            // squares of the zone; the ninth changes nothing
+    constexpr int QUEEN_CHECK_PRESSURE = 800; // a safe queen's check from next to the king
+    constexpr int NO_DANGER = 1;              // points that add nothing
 
     int them = side ^ 1;
     Bitboard pawns = pos.pieces[side][PAWN];
@@ -72,8 +86,7 @@ static void eval_king_safety(const Position& pos, EvalContext& context, int side
     Bitboard sheltered = pawns | one | step_forward(side, one);
     int shield = pop_count(step_forward(side, context.king_zone[side]) & sheltered);
     context.king_attack_weight[side] -= std::min(shield, FULL_SHIELD);
-    if (shield <= FULL_SHIELD)
-        add_row_scaled(context, side, pawn_shield, static_cast<float>((shield - 9) * 0.111));
+    if (shield <= FULL_SHIELD) add_row_scaled(context, side, pawn_shield, shield_share(shield));
 
     CheckSquares squares = find_check_squares(pos, context, side);
     int checks = count_checks(context, them, squares);
@@ -81,20 +94,20 @@ static void eval_king_safety(const Position& pos, EvalContext& context, int side
     add_row_times(context, side, enemy_checks, checks);
     if (context.attacks[them][QUEEN] & (squares.from_bishop | squares.from_rook)
         & king_attacks[pos.king_square[side]])
-        context.threat_pressure[side] += CHECKED_KING_PRESSURE;
-    if (danger > 1)
+        context.threat_pressure[side] += QUEEN_CHECK_PRESSURE;
+    if (danger > NO_DANGER)
         add_row_scaled(context, side, pos.pieces[them][QUEEN] ? king_danger1 : king_danger2,
                        danger_share(danger));
 }
 
 // King steps from the king's surroundings to the nearest way of a pawn.
 static int pawn_way_distance(const Position& pos, int king) {
-    constexpr int FARTHEST = 7;
+    constexpr int MAX_DISTANCE = 7; // of any two squares
     Bitboard ways =
         fill_forward(WHITE, pos.pieces[WHITE][PAWN]) | fill_forward(BLACK, pos.pieces[BLACK][PAWN]);
     Bitboard box = king_attacks[king] | bit(king);
     int distance = 0;
-    while (!(ways & box) && distance < FARTHEST) {
+    while (!(ways & box) && distance < MAX_DISTANCE) {
         box = grow_king_step(box);
         distance++;
     }
@@ -102,12 +115,13 @@ static int pawn_way_distance(const Position& pos, int king) {
 }
 
 void eval_king(const Position& pos, EvalContext& context, int side) {
+    // Share of the row by king steps.
     static constexpr float KingPawnDistance[8] = {0.0f, 0.2f, 0.4f, 0.6f, 0.8f, 1.0f, 1.0f, 1.0f};
-    constexpr int MIDGAME_MATERIAL = 8; // phase units; fewer attack no king
+    constexpr int FEW_ATTACKERS = 8; // phase units; so little attacks no king
 
     int king = pos.king_square[side], them = side ^ 1;
     add_row(context, side, PST_K + (king ^ context.flip[side]));
-    if (pos.material[them] > MIDGAME_MATERIAL) eval_king_safety(pos, context, side);
+    if (pos.material[them] > FEW_ATTACKERS) eval_king_safety(pos, context, side);
 
     Bitboard exits =
         king_attacks[king] & ~pos.pieces[side][ALL_PIECES] & ~context.attacks[them][ATTACKS_ALL];

@@ -7,10 +7,15 @@ uint8_t KpkTable[KPK_SIZE];
 constexpr uint8_t KPK_IMPOSSIBLE = 0; // values are collected with "or", so this adds nothing
 constexpr uint8_t KPK_UNKNOWN = 4;    // only while the table is built
 
+constexpr int SECOND_RANK = 1, SEVENTH_RANK = 6;
+
 namespace {
 
 struct Placement {
-    int defender_moves, pawn, king, enemy; // king is the attacker's, enemy the defender's
+    int defender_moves; // 1 if the side without the pawn is to move
+    int pawn;           // squares; the pawn moves up the board
+    int king;           // the attacker's
+    int enemy;          // the defender's
 };
 
 } // namespace
@@ -24,17 +29,17 @@ static bool attacked_by_pawn(int pawn, int square) {
     return (pawn_attacks[WHITE][pawn] & bit(square)) != 0;
 }
 
+// What can be said of a placement without a move.
 static uint8_t seed_value(const Placement& p) {
-    constexpr int SEVENTH = 6;
     int rank = rank_of(p.pawn);
-    if (rank == 0 || rank == 7) return KPK_IMPOSSIBLE;
+    if (rank < SECOND_RANK || rank > SEVENTH_RANK) return KPK_IMPOSSIBLE;
     if (p.pawn == p.king || p.pawn == p.enemy || chebyshev(p.king, p.enemy) <= 1)
         return KPK_IMPOSSIBLE;
     if (!p.defender_moves && attacked_by_pawn(p.pawn, p.enemy)) return KPK_IMPOSSIBLE;
 
     // Promotion wins at once when the new queen can't be taken.
     int target = p.pawn + 8;
-    if (!p.defender_moves && rank == SEVENTH && target != p.king && target != p.enemy
+    if (!p.defender_moves && rank == SEVENTH_RANK && target != p.king && target != p.enemy
         && (chebyshev(p.enemy, target) > 1 || chebyshev(p.king, target) <= 1))
         return KPK_WIN;
     return KPK_UNKNOWN;
@@ -44,10 +49,10 @@ static uint8_t seed_value(const Placement& p) {
 static uint8_t attacker_values(const Placement& p) {
     uint8_t values = 0;
     int target = p.pawn + 8;
-    if (rank_of(p.pawn) < 6) {
+    if (rank_of(p.pawn) < SEVENTH_RANK) {
         bool open = target != p.king && target != p.enemy;
         if (open) values |= KpkTable[kpk_index(1, target, p.king, p.enemy)];
-        if (open && rank_of(p.pawn) == 1 && target + 8 != p.king && target + 8 != p.enemy)
+        if (open && rank_of(p.pawn) == SECOND_RANK && target + 8 != p.king && target + 8 != p.enemy)
             values |= KpkTable[kpk_index(1, target + 8, p.king, p.enemy)];
     }
     for (Bitboard steps = king_attacks[p.king]; steps;)
@@ -91,7 +96,7 @@ void init_kpk_table() {
     for (int i = 0; i < KPK_SIZE; i++) KpkTable[i] = seed_value(placement_of(i));
 
     // The pawn only goes forward, so a square needs no value of the squares behind it.
-    for (int rank = 6; rank >= 1; rank--)
+    for (int rank = SEVENTH_RANK; rank >= SECOND_RANK; rank--)
         for (int file = 0; file < 4; file++)
             for (bool changed = true; changed;) {
                 changed = sweep(0, rank * 8 + file);

@@ -1,4 +1,6 @@
-// kpk.h: the table of king and pawn against king.
+// kpk.h: the table of king and pawn against king, a bitbase that knows each position's result.
+//
+// One for the process, filled at start-up and only read afterwards, by any thread.
 
 #pragma once
 

@@ -20,7 +20,7 @@ static double power_of_two(int k) {
 // x = k ln 2 + r with r at most ln 2 / 2 in size, and the Taylor series of e^r to the thirteenth
 // power, whose rest is below 5e-18. The powers are summed in pairs to shorten the chain.
 double exp_of(double x) {
-    constexpr double LARGEST = 700.0, INVERSE_LN2 = 1.4426950408889634;
+    constexpr double MAX_SIZE = 700.0, INVERSE_LN2 = 1.4426950408889634;
     static constexpr double C[14] = {1.0,
                                      1.0,
                                      1.0 / 2,
@@ -35,7 +35,7 @@ double exp_of(double x) {
                                      1.0 / 39916800,
                                      1.0 / 479001600,
                                      1.0 / 6227020800};
-    x = std::min(x > -LARGEST ? x : -LARGEST, LARGEST); // no number counts as the least one
+    x = std::min(x > -MAX_SIZE ? x : -MAX_SIZE, MAX_SIZE); // no number counts as the least one
     const int k = static_cast<int>(x * INVERSE_LN2 + (x < 0 ? -0.5 : 0.5));
     const double r = (x - k * LN2_HIGH) - k * LN2_LOW;
     const double r2 = r * r, r4 = r2 * r2, r8 = r4 * r4;
@@ -46,8 +46,9 @@ double exp_of(double x) {
     return (1.0 + (r + beyond)) * power_of_two(k);
 }
 
-// x = 2^k m with m between the roots of 1/2 and 2, and ln m = 2 artanh s with s = (m - 1) / (m + 1),
-// at most 0.172 in size: its series to the 21st power, whose rest is below 1e-17 of the sum.
+// x = 2^k m with m between the roots of 1/2 and 2, and ln m = 2 artanh s where
+// s = (m - 1) / (m + 1) is at most 0.172 in size: its series to the 21st power, whose rest is below
+// 1e-17 of the sum.
 double log_of(double x) {
     constexpr double ROOT_HALF = 0.70710678118654757;
     static constexpr double C[10] = {2.0 / 3,  2.0 / 5,  2.0 / 7,  2.0 / 9,  2.0 / 11,

@@ -1,8 +1,8 @@
 // logistic.h: exponential and logarithm with the same bits on every machine.
 //
-// The system's library picks its loops by the processor, and they may differ in the last bit. Scores
-// of the network must not, so they are made of the four basic operations alone, each rounded by
-// itself. Any thread may call these.
+// The system's library picks its loops by the processor, and they may differ in the last bit.
+// Scores of the network must not, so they are made of the four basic operations alone, each rounded
+// by itself. Nothing is kept; any thread may call these.
 
 #pragma once
 

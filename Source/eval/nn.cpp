@@ -15,9 +15,9 @@
 
 // Rows that one evaluation can add or remove: units on 64 squares, each perhaps a passed pawn as
 // well, and the material features. Positions of games have 53 at most.
-constexpr int MOST_ROWS = 2 * 64 + 5;
+constexpr int MAX_ROWS = 2 * 64 + 5;
 
-constexpr int SECOND_LAYER = 4;  // least hidden2 with which there is one
+constexpr int MIN_HIDDEN2 = 4;   // units; with fewer there is no second layer
 constexpr int FIVE_KINDS = 536;  // first version with five material features
 constexpr size_t ALIGNMENT = 64; // bytes, a cache line
 
@@ -167,11 +167,11 @@ static const float* material_row(int input) {
     return nn_header.w1 + static_cast<size_t>(nn_header.board_inputs + input) * nn_header.hidden1;
 }
 
-// Brings the accumulator from the last position to this one. Returns false, with no change, when
-// the two differ in more than eight features by number.
+// Incremental update: brings the accumulator from the last position to this one. Returns false,
+// with no change, when the two differ in more than eight features by number.
 static bool update_accumulator(NnCache& cache, const Features& features) {
-    constexpr int MOST_CHANGE = 8;
-    const float* rows[2 * MOST_ROWS];
+    constexpr int MAX_CHANGE = 8; // features
+    const float* rows[2 * MAX_ROWS];
     const int materials = material_features();
 
     const float** end = list_board_rows(rows, cache.planes, features.planes, cache.set);
@@ -184,14 +184,15 @@ static bool update_accumulator(NnCache& cache, const Features& features) {
         if (cache.material[i] != features.material[i]) *end++ = material_row(features.material[i]);
     auto added = static_cast<int>(end - rows) - removed;
 
-    if (std::abs(added - removed) > MOST_CHANGE) return false;
+    if (std::abs(added - removed) > MAX_CHANGE) return false;
     nn_kernels->update(cache.acc, rows, removed, added, nn_header.hidden1);
     return true;
 }
 
+// Computes the accumulator anew.
 static void fill_accumulator(NnCache& cache, const Features& features) {
     static constexpr uint64_t NOTHING[2 * NN_PLANES] = {};
-    const float* rows[MOST_ROWS];
+    const float* rows[MAX_ROWS];
     const float** end = list_board_rows(rows, features.planes, NOTHING, features.set);
     for (int i = 0; i < material_features(); i++) *end++ = material_row(features.material[i]);
 
@@ -202,15 +203,16 @@ static void fill_accumulator(NnCache& cache, const Features& features) {
 // The accumulator of the thread's position: by its difference from the last one with the same side
 // to move, or else anew.
 static const float* accumulate(SearchThread& thread) {
-    constexpr int MOST_CHANGE = 8; // squares
+    constexpr int MAX_CHANGE = 8; // squares; spares a comparison of features that would not pay
     const Position& pos = thread.position;
     NnCache& cache = thread.eval.nn_cache[pos.side];
     Features features;
     collect_features(features, pos);
 
-    // Plies 0 and 1 begin anew, so that rounding does not pile up from search to search.
-    bool near = thread.line.ply > 1 && cache.net && cache.set == features.set
-             && pop_count(cache.occupied ^ occupied(pos)) <= MOST_CHANGE;
+    // Where caches don't answer it begins anew, so that rounding does not pile up from search to
+    // search.
+    bool near = caches_answer(thread.line.ply) && cache.net && cache.set == features.set
+             && pop_count(cache.occupied ^ occupied(pos)) <= MAX_CHANGE;
     if (!near || !update_accumulator(cache, features)) fill_accumulator(cache, features);
 
     memcpy(cache.planes, features.planes, sizeof cache.planes);
@@ -224,7 +226,7 @@ static const float* accumulate(SearchThread& thread) {
 // Dot products of two rows of the last layer.
 static void output_rows(EvalState& eval, const float* acc, int row0, int row1, float result[2]) {
     const int hidden1 = nn_header.hidden1, hidden2 = nn_header.hidden2;
-    if (hidden2 < SECOND_LAYER) {
+    if (hidden2 < MIN_HIDDEN2) {
         nn_kernels->output(result, acc, nn_header.w2 + row0 * hidden1,
                            nn_header.w2 + row1 * hidden1, hidden1);
         return;
@@ -240,37 +242,45 @@ static void output_rows(EvalState& eval, const float* acc, int row0, int row1, f
 
 // The share of row 0, falling with the material: 1 on a full board.
 static float full_board_share(int material) {
-    constexpr int FULL_MATERIAL = 63; // phase units of both sides
-    return material < FULL_MATERIAL ? static_cast<float>(material * 0.016) : 1.0f;
+    constexpr int FULL_MATERIAL = 63;  // phase units of both sides
+    constexpr double FOR_UNIT = 0.016; // 1 / 62.5
+    return material < FULL_MATERIAL ? static_cast<float>(material * FOR_UNIT) : 1.0f;
 }
 
-// The network's raw output.
+// The network's raw output: a row of its own for endings of pawns, else the rows of a full and an
+// empty board mixed by the material, which is a tapered evaluation.
 static float network_output(EvalState& eval, const Position& pos, const float* acc) {
-    constexpr int KIND_BLENDED = 1, KIND_PAWNS = 2;
+    constexpr int KIND_BLENDED = 1, KIND_PAWNS = 2;                       // see EvalState
+    constexpr int FULL_BOARD_ROW = 0, EMPTY_BOARD_ROW = 1, PAWNS_ROW = 2; // of the last layer
     float z[2];
     if (pos.material[WHITE] == 0 && pos.material[BLACK] == 0) {
         eval.nn_output_kind = KIND_PAWNS;
-        output_rows(eval, acc, 2, 2, z);
+        output_rows(eval, acc, PAWNS_ROW, PAWNS_ROW, z);
         return z[0];
     }
     eval.nn_output_kind = KIND_BLENDED;
-    output_rows(eval, acc, 0, 1, z);
+    output_rows(eval, acc, FULL_BOARD_ROW, EMPTY_BOARD_ROW, z);
     float phase = full_board_share(pos.material[WHITE] + pos.material[BLACK]);
     return (1.0f - phase) * z[1] + phase * z[0];
 }
 
-// A small offset, fixed for a position and a thread, that makes games differ.
+// A small offset, fixed for a position and a thread, that makes games differ: up to 0.0128, which
+// is two evaluation units.
 static float add_noise(const SearchThread& thread, float z) {
-    int noise = static_cast<int>((thread.position.key ^ thread.eval.nn_seed) & 0xFF) - 127;
-    return static_cast<float>(z + noise * 0.0001);
+    constexpr uint64_t STEPS = 256;
+    constexpr int MIDDLE = 127;
+    constexpr double STEP = 0.0001;
+    int noise = static_cast<int>((thread.position.key ^ thread.eval.nn_seed) % STEPS) - MIDDLE;
+    return static_cast<float>(z + noise * STEP);
 }
 
-// The score whose winning chance is `probability`: its log odds, 166.67 for each 1.
+// The score whose winning chance is `probability`: its log odds, 166.67 units for each 1. The scale
+// is 1000 / 6 to single precision, negative since the odds are taken upside down.
 static int score_of(float probability) {
-    constexpr double SCALE = -166.6666717529297, LEAST = 1e-05, MOST = 0.99999;
+    constexpr double SCALE = -166.6666717529297, MIN_CHANCE = 1e-05, MAX_CHANCE = 0.99999;
     double p = probability;
-    if (p < LEAST) return NN_LEAST_SCORE;
-    if (p > MOST) return NN_MOST_SCORE;
+    if (p < MIN_CHANCE) return NN_MIN_SCORE;
+    if (p > MAX_CHANCE) return NN_MAX_SCORE;
     return static_cast<int>(log_of(1.0 / p - 1.0) * SCALE);
 }
 
@@ -287,7 +297,7 @@ int NnEval(SearchThread& thread) {
     count(thread.eval_probes);
     const Position& pos = thread.position;
     EvalHashEntry& entry = eval_hash_entry(eval, pos);
-    if (entry.key == pos.key && thread.line.ply > 1) {
+    if (entry.key == pos.key && caches_answer(thread.line.ply)) {
         count(thread.eval_hits);
         return eval.nn_score = entry.nn_score;
     }

@@ -14,8 +14,10 @@
 struct SearchThread;
 
 constexpr int NN_SET_INPUTS = 2 * NN_PLANES * 64; // board inputs of one weight set
-constexpr int NN_MOST_INPUTS = 1840;
-constexpr int NN_LEAST_SCORE = -1919, NN_MOST_SCORE = 1919;
+constexpr int NN_MAX_INPUTS = 1840;               // of both kinds
+
+// Scores end where the winning chance is within 0.00001 of certainty.
+constexpr int NN_MIN_SCORE = -1919, NN_MAX_SCORE = 1919;
 
 // The network in use. Counts are in floats.
 struct NnHeader {
@@ -56,8 +58,8 @@ bool NnSave(const char* name);
 // Gives the network's memory back; there is none afterwards.
 void NnUnload();
 
-// The network's score of the thread's position for the side to move, NN_LEAST_SCORE to
-// NN_MOST_SCORE, without contempt and scaling; NO_EVAL, with a message, when memory ran out. At
+// The network's score of the thread's position for the side to move, NN_MIN_SCORE to
+// NN_MAX_SCORE, without contempt and scaling; NO_EVAL, with a message, when memory ran out. At
 // ply 0 and 1 neither the eval hash nor the last accumulator is used. A network must be loaded.
 int NnEval(SearchThread& thread);
 

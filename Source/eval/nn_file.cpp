@@ -64,7 +64,7 @@ static bool sizes_make_sense(const NnHeader& net) {
     constexpr int ROWS_READ = 3; // of the last layer
     if (net.hidden1 == 0 || net.outputs < ROWS_READ) return false;
     if (net.hidden2 != 0 && net.hidden2 < ROWS_READ) return false;
-    if (net.board_inputs < NN_SET_INPUTS || net.inputs > NN_MOST_INPUTS) return false;
+    if (net.board_inputs < NN_SET_INPUTS || net.inputs > NN_MAX_INPUTS) return false;
     return net.version < FIVE_KINDS || net.material_inputs >= FIVE_KINDS_INPUTS;
 }
 
@@ -151,7 +151,9 @@ static bool load_file(NnHeader& net, const char* name) {
 
 // A network of random weights, to train from.
 static void create_network(NnHeader& net) {
-    constexpr float EXTRA = 2.0f;
+    constexpr float EXTRA = 2.0f;      // among them the biases of both layers
+    constexpr int DRAWN_STEPS = 20000; // from -1 to below 1
+    constexpr double DRAWN_STEP = 0.0001, LEAST_DRAWN = -1.0;
     net.version = 540;
     net.format = 1;
     net.board_inputs = 2 * NN_SET_INPUTS;
@@ -165,7 +167,7 @@ static void create_network(NnHeader& net) {
     srand(static_cast<unsigned>(time(nullptr)));
     int64_t drawn = net.total - EXTRAS;
     for (int64_t i = 0; i < drawn; i++)
-        net.weights[i] = static_cast<float>(rand() % 20000 * 0.0001 - 1.0);
+        net.weights[i] = static_cast<float>(rand() % DRAWN_STEPS * DRAWN_STEP + LEAST_DRAWN);
     for (int64_t i = drawn; i < net.total; i++) net.weights[i] = EXTRA;
 }
 

@@ -1,5 +1,5 @@
-// The network's loops with registers of 64 bytes. Compiled for AVX512, so nothing here may run before
-// NnSelectPath has looked at the processor.
+// The network's loops with registers of 64 bytes. Compiled for AVX512, so nothing here may run
+// before NnSelectPath has looked at the processor.
 
 #if defined(__x86_64__)
 

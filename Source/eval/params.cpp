@@ -146,10 +146,11 @@ void BuildEvalParams() {
 
 void ReadParamsFile() {
     constexpr char DELIMITERS[] = "(),\"\n";
+    constexpr size_t LINE_LENGTH = 254; // the rest of a longer line counts as the next
     FILE* file = fopen(active_personality.params_file, "r");
     if (!file) return;
 
-    char line[254];
+    char line[LINE_LENGTH];
     int next = mtl_pawn;
     while (fgets(line, sizeof line, file)) {
         char* rest = nullptr;
@@ -175,10 +176,10 @@ void ScaleParam(const char* substring, const int16_t* percents) {
 }
 
 void ApplyPersonality() {
-    constexpr int MOST = 6;
+    constexpr int FAMILY_COUNT = 13, MAX_SUBSTRINGS = 6;
     // Rows by substring, in the order of eval_scale. "knight_outpost" also matches
     // "knight_outpost_atk", which is thereby scaled twice, as is the bishop's; that is wanted.
-    static constexpr const char* FAMILIES[13][MOST] = {
+    static constexpr const char* FAMILIES[FAMILY_COUNT][MAX_SUBSTRINGS] = {
         {"mtl_pawn"},
         {"mtl_knight"},
         {"mtl_bishop"},
@@ -195,7 +196,7 @@ void ApplyPersonality() {
         {"hung_pawn", "attacked_pawn", "hung_minor", "attacked_minor", "hung_major",
          "pinned_piece"},
     };
-    for (int family = 0; family < 13; family++)
+    for (int family = 0; family < FAMILY_COUNT; family++)
         for (const char* substring : FAMILIES[family])
             if (substring) ScaleParam(substring, active_personality.eval_scale[family]);
 }

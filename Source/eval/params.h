@@ -1,7 +1,9 @@
-// params.h: eval_params, the table of named rows of the hand-crafted evaluation.
+// params.h: eval_params, the table of named rows of the hand-crafted evaluation: weights of its
+// terms and piece-square tables.
 //
-// Written between searches on the main thread, read without locks by all. The evaluation reaches
-// scalar rows and families by the indexes below, which follow the order of the table.
+// One for the process, filled at start-up. Written between searches on the main thread, read
+// without locks by all; whoever changes it counts eval_epoch up, see evaluate.h. The evaluation
+// reaches scalar rows and families by the indexes below, which follow the order of the table.
 
 #pragma once
 
@@ -12,8 +14,9 @@ constexpr int FAMILY_ROWS = 87; // scalar rows and families
 constexpr int PARAM_ROWS = FAMILY_ROWS + SPARE_ROWS + 13 * 64;
 static_assert(PARAM_ROWS == 951, "rows of the table");
 
+// Values are in evaluation units, 100 = a pawn.
 struct EvalParam {
-    int32_t value;     // packed: endgame * 65536 + midgame
+    int32_t value;     // both, packed: endgame * 65536 + midgame
     float mg;          // midgame value
     float eg;          // endgame value
     int32_t limits[3]; // zero

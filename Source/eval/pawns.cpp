@@ -3,14 +3,19 @@
 #include "eval/terms.h"
 #include "search/thread.h"
 
-// Mixed into the pawn key for each king on files a-d, since the lookups depend on those halves.
+// Mixed into the pawn key for each king on files a-d, since the piece-square tables are mirrored
+// and chosen by those halves. Any two numbers would do whose bits are spread.
 static constexpr uint64_t KING_HALF_KEY[2] = {29062247722ULL, 16682261684ULL};
 
+// Ranks as their own side counts them.
+constexpr int SECOND_RANK = 1, FOURTH_RANK = 3, SEVENTH_RANK = 6;
+
+// The squares left and right of the set's.
 static Bitboard neighbours(Bitboard set) { return step_east(set) | step_west(set); }
 
 // The pawn maps and sets that later steps read.
 static void find_pawn_sets(const Position& pos, EvalContext& context) {
-    constexpr Bitboard FILES_B_TO_G = 0x7E7E7E7E7E7E7E7EULL;
+    constexpr int NEAR_PAWN_WEIGHT = 2; // points of zone_danger
     constexpr Bitboard OUTPOST_RANKS[2] = {rank_mask(3) | rank_mask(4) | rank_mask(5),
                                            rank_mask(2) | rank_mask(3) | rank_mask(4)};
 
@@ -37,7 +42,7 @@ static void find_pawn_sets(const Position& pos, EvalContext& context) {
         context.passed_pawns |= passed;
         context.halfopen_pawns |= open & ~passed;
         context.king_attack_weight[side] =
-            2 * pop_count(step_forward(them, pawns[them]) & context.king_zone[side]);
+            NEAR_PAWN_WEIGHT * pop_count(step_forward(them, pawns[them]) & context.king_zone[side]);
     }
 }
 
@@ -73,7 +78,7 @@ void PawnEval(SearchThread& thread, EvalContext& context) {
         if (file_of(pos.king_square[side]) < 4) key ^= KING_HALF_KEY[side];
     PawnHashEntry& entry = thread.eval.pawn_hash[key & (PAWN_HASH_SIZE - 1)];
     count(thread.pawn_probes);
-    if (entry.key == key && context.ply >= 2) {
+    if (entry.key == key && caches_answer(context.ply)) {
         count(thread.pawn_hits);
         for (int side : {WHITE, BLACK})
             context.packed[side] = packed_add(context.packed[side], entry.packed[side]);
@@ -89,7 +94,9 @@ void PawnEval(SearchThread& thread, EvalContext& context) {
     }
 }
 
-// Tells whether nothing on the way of a mobile passed pawn can stop it.
+// Tells whether nothing on the way of a mobile passed pawn can stop it: no lesser piece of the
+// enemy attacks it, and each square that he holds or attacks is attacked by us, and by him not
+// twice.
 static bool path_is_free(const Position& pos, const EvalContext& context, int side, Bitboard path) {
     int them = side ^ 1;
     if (path & context.lesser_attacks[them]) return false;
@@ -98,20 +105,21 @@ static bool path_is_free(const Position& pos, const EvalContext& context, int si
 }
 
 static void eval_passed_pawn(const Position& pos, EvalContext& context, int square) {
-    // Weight of the kings' distances, and pressure on the defender, by rank.
+    // By rank: share of the rows of the kings' distances, and the pressure of a free pawn on the
+    // defender, in evaluation units.
     static constexpr float KING_SCALE[8] = {0.0f, 0.16f, 0.18f, 0.36f, 0.57f, 0.78f, 1.0f, 1.0f};
     static constexpr int PRESSURE[8] = {0, 0, 0, 150, 300, 600, 1200, 0};
 
     int side = colour_of(pos.board[square]), them = side ^ 1;
     int rank = rank_of(square ^ rank_flip[side]), step = pawn_push[side];
-    if (rank < 1 || rank > 6) return; // put there by a text; no row is meant for it
+    if (rank < SECOND_RANK || rank > SEVENTH_RANK) return; // put there by a text; it has no row
 
     Bitboard path = fill_forward(side, bit(square));
     if (path & context.all_pawns) return;
     int stop = square + step;
-    int target = rank == 1 && pos.board[stop] == 0 ? stop + step : stop;
+    int target = rank == SECOND_RANK && pos.board[stop] == 0 ? stop + step : stop;
 
-    int pressure = PRESSURE[rank] / 4;
+    int pressure = PRESSURE[rank] / 4; // while it is held up
     add_row(context, side, ppawn_base + rank - 1);
     if (pos.board[target] == 0) { // mobile: no exchange is needed to go there
         add_row(context, side, ppawn_mobile + rank - 1);
@@ -123,7 +131,8 @@ static void eval_passed_pawn(const Position& pos, EvalContext& context, int squa
         }
     }
 
-    int measured = rank < 6 ? target + step : target;
+    // The kings' way is measured to the square behind the next one, while there is one.
+    int measured = rank < SEVENTH_RANK ? target + step : target;
     add_row_scaled(context, side, ppawn_fkdist + chebyshev(pos.king_square[side], measured),
                    KING_SCALE[rank]);
     add_row_scaled(context, side, ppawn_ekdist + chebyshev(pos.king_square[them], measured),
@@ -133,13 +142,14 @@ static void eval_passed_pawn(const Position& pos, EvalContext& context, int squa
     context.threat_pressure[them] += pressure;
 }
 
+// A half-open pawn that may become passed: nothing stands on its way, and its neighbours support it
+// as often as the way is attacked. The farther the enemy king, the more it counts.
 static void eval_candidate(const Position& pos, EvalContext& context, int square) {
+    // By steps of the enemy king to the square before promotion.
     static constexpr float KING_SCALE[8] = {0.0f, 0.15f, 0.30f, 0.45f, 0.60f, 0.75f, 0.90f, 1.0f};
-    constexpr int FIRST_RANK = 3, LAST_RANK = 6;
-
     int side = colour_of(pos.board[square]), them = side ^ 1;
     int rank = rank_of(square ^ rank_flip[side]);
-    if (rank < FIRST_RANK || rank > LAST_RANK) return;
+    if (rank < FOURTH_RANK || rank > SEVENTH_RANK) return;
     Bitboard path = fill_forward(side, bit(square));
     if (path & context.occupied) return;
 
@@ -147,7 +157,7 @@ static void eval_candidate(const Position& pos, EvalContext& context, int square
     int attackers = pop_count(path & context.attacks[them][ATTACKS_ALL])
                   + ((path & context.double_attacks[them]) != 0);
     if (attackers > supporters) return;
-    int before_promotion = file_of(square) + 8 * (side == WHITE ? 6 : 1);
+    int before_promotion = file_of(square) + 8 * (side == WHITE ? SEVENTH_RANK : SECOND_RANK);
     int distance = chebyshev(pos.king_square[them], before_promotion);
     add_row_scaled(context, side, candidate_passer + rank - 1, KING_SCALE[distance]);
 }

@@ -12,9 +12,11 @@ static constexpr float QueenMobility[28] = {-0.5f, -0.28f, -0.18f, -0.11f, -0.05
                                             0.34f, 0.37f,  0.39f,  0.42f,  0.45f,  0.47f, 0.5f,
                                             0.5f,  0.5f,   0.5f,   0.5f,   0.5f,   0.5f,  0.5f};
 
+// Share of the outpost row for a piece that no own pawn guards; a guarded one has all of it.
 static constexpr float UNGUARDED_OUTPOST = 0.4f;
 
-// What each piece adds to the pressure on the enemy king when it attacks the zone.
+// What each piece adds to the pressure on the enemy king when it attacks the zone, in points of
+// zone_danger; a pawn next to the zone weighs less, see pawns.cpp.
 static constexpr int KNIGHT_WEIGHT = 4, BISHOP_WEIGHT = 3, ROOK_WEIGHT = 4, QUEEN_WEIGHT = 5;
 
 // Enters a piece's attacks in the maps. `reach` counts for double attacks and the king zone; for
@@ -27,6 +29,8 @@ static void enter_attacks(EvalContext& context, int side, int type, Bitboard att
     if (reach & context.king_zone[side ^ 1]) context.king_attack_weight[side ^ 1] += weight;
 }
 
+// `squares` is the number of mobile squares: attacked, without own pieces, and not guarded by
+// anything that is worth less.
 static void add_mobility(EvalContext& context, int side, int row, int trapped_row,
                          const float* shares, int squares) {
     add_row_scaled(context, side, row, shares[squares]);
@@ -66,7 +70,6 @@ static bool has_bishop_on(const Position& pos, int side, Bitboard colour) {
 
 // Pawns that stand ram to ram on files b-g take squares from a bishop of their colour.
 static void add_rams(const Position& pos, EvalContext& context) {
-    constexpr Bitboard FILES_B_TO_G = 0x7E7E7E7E7E7E7E7EULL;
     Bitboard white = pos.pieces[WHITE][PAWN] & step_south(pos.pieces[BLACK][PAWN]) & FILES_B_TO_G;
     if (!white) return;
     const Bitboard rams[2] = {white, step_north(white)};
@@ -105,6 +108,7 @@ void eval_bishops(const Position& pos, EvalContext& context) {
 
 void eval_rooks(const Position& pos, EvalContext& context) {
     constexpr Bitboard ENEMY_HALF[2] = {0xFFFFFFFF00000000ULL, 0x00000000FFFFFFFFULL};
+    constexpr int SECOND_RANK = 1, SEVENTH_RANK = 6;
 
     const int table = context.same_half ? PST_R1 : PST_R2;
     Bitboard queens = pos.pieces[WHITE][QUEEN] | pos.pieces[BLACK][QUEEN];
@@ -112,11 +116,10 @@ void eval_rooks(const Position& pos, EvalContext& context) {
         int them = side ^ 1;
         Bitboard occ = context.occupied & ~(queens | pos.pieces[side][ROOK]);
         Bitboard taken = context.lesser_attacks[them] | pos.pieces[side][ALL_PIECES];
-        // The enemy king stands on its first or second rank.
-        bool king_home = rank_of(pos.king_square[them] ^ rank_flip[them]) <= 1;
+        bool king_home = rank_of(pos.king_square[them] ^ rank_flip[them]) <= SECOND_RANK;
         for (Bitboard set = pos.pieces[side][ROOK]; set;) {
             int square = pop_lowest(set);
-            Bitboard attacks = rook_attacks(square, occ);
+            Bitboard attacks = rook_attacks(square, occ); // sees through queens and own rooks
             Bitboard file = file_mask(file_of(square));
             enter_attacks(context, side, ROOK, attacks, attacks, ROOK_WEIGHT);
             add_row(context, side, mtl_rook);
@@ -125,7 +128,7 @@ void eval_rooks(const Position& pos, EvalContext& context) {
                          pop_count(attacks & ~taken));
             add_row_times(context, side, rook_mob2, pop_count(attacks & file & ENEMY_HALF[side]));
             if (!(context.all_pawns & file)) add_row(context, side, rook_openfile);
-            if (king_home && rank_of(square ^ rank_flip[side]) == 6)
+            if (king_home && rank_of(square ^ rank_flip[side]) == SEVENTH_RANK)
                 add_row(context, side, rook_7th);
         }
     }

@@ -117,6 +117,10 @@ struct alignas(64) EvalState {
     float nn_probability;   // last winning chance computed, 0 to 1
 };
 
+// Tells whether the caches may answer at a ply. At 0, the game's position, and 1, the root, all is
+// computed afresh, so that nothing of earlier searches stays in their evaluation.
+constexpr bool caches_answer(int ply) { return ply > 1; }
+
 // The position's entry of the eval hash; the two colours to move are neighbours.
 inline EvalHashEntry& eval_hash_entry(EvalState& eval, const Position& pos) {
     return eval.eval_hash[static_cast<size_t>(pos.key & (EVAL_HASH_SIZE - 2)) + pos.side];

@@ -1,7 +1,8 @@
 // terms.h: the steps of the hand-crafted evaluation, shared by its files only.
 //
 // All of them add to the packed totals of one call's EvalContext, in a fixed order, because each
-// step reads the attack maps of the steps before it.
+// step reads the attack maps of the steps before it. Any thread may call them for its own record;
+// the table of parameters is only read.
 
 #pragma once
 
@@ -33,13 +34,14 @@ void eval_passed_pawns(const Position& pos, EvalContext& context);
 // Hanging and attacked pieces, push threats, pins.
 void eval_threats(const Position& pos, EvalContext& context);
 
-// Midgame and endgame halves of a packed score, mixed by the phase. Only the endgame product is
-// in single precision.
+// Tapered evaluation: the midgame and endgame halves of a packed score, mixed by the phase. Only
+// the endgame product is in single precision.
 inline int blend(int32_t packed, float phase) {
     float endgame = static_cast<float>(packed_eg(packed)) * phase;
     return static_cast<int>(endgame + packed_mg(packed) * (1.0 - phase));
 }
 
+// Adds a row of eval_params to a colour's total, once or some times.
 inline void add_row(EvalContext& context, int side, int row) {
     context.packed[side] = packed_add(context.packed[side], eval_params[row].value);
 }
@@ -54,8 +56,11 @@ inline void add_row_scaled(EvalContext& context, int side, int row, float factor
     context.packed[side] = packed_add(context.packed[side], pack_score(mg, eg));
 }
 
-// Own and adjacent files are joined by these: all squares ahead of a set, from its side's view,
-// on the same files; the set itself excluded.
+// Outposts and rammed pawns on the files of the edge don't count.
+constexpr Bitboard FILES_B_TO_G = 0x7E7E7E7E7E7E7E7EULL;
+
+// All squares ahead of the set's on the same files, as `side` moves; a square of the set is in it
+// only where it stands ahead of another.
 inline Bitboard fill_forward(int side, Bitboard set) {
     if (side == WHITE) {
         set <<= 8;

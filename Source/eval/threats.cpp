@@ -1,6 +1,9 @@
 #include "board/make.h"
 #include "eval/terms.h"
 
+// The pressures of this file are in points that the search takes for evaluation units; they count
+// for its forward pruning only, not for the score.
+
 namespace {
 
 // What the threat steps share, by colour.
@@ -24,6 +27,7 @@ static ThreatSets find_threats(const EvalContext& context) {
     return sets;
 }
 
+// Counts pieces of `side` as hanging.
 static void hang(EvalContext& context, int side, Bitboard pieces, int row, int pressure) {
     int number = pop_count(pieces);
     context.hung_pieces |= pieces;
@@ -59,10 +63,11 @@ static void eval_major_threats(const Position& pos, EvalContext& context, int si
 
 // Pieces that a safe pawn push would attack; those that hang already count no more.
 static void eval_push_threats(const Position& pos, EvalContext& context, int side) {
+    constexpr Bitboard THIRD_RANK[2] = {rank_mask(2), rank_mask(5)};
     int them = side ^ 1;
     Bitboard empty = ~context.occupied;
     Bitboard single = step_forward(side, pos.pieces[side][PAWN]) & empty;
-    Bitboard twice = step_forward(side, single & rank_mask(side == WHITE ? 2 : 5)) & empty;
+    Bitboard twice = step_forward(side, single & THIRD_RANK[side]) & empty;
     Bitboard pushes = (single | twice) & ~context.pawn_attacks[them]
                     & (context.pawn_attacks[side] | ~context.attacks[them][ATTACKS_ALL]);
     Bitboard ahead = step_forward(side, pushes);
