@@ -174,11 +174,12 @@ namespace {
 
 // A form of names: the marks "1" to "4" stand for pieces. Each mark has the piece of another one
 // that it may not come before, since like pieces have no order.
+constexpr int MAX_MARKS = 4; // six men with both kings
 struct NameForm {
     const char* text;
-    int marks;
-    int not_before[4]; // number of the other mark, or ANY
-    bool pairs;        // two against two: equal first pieces leave the second ones to decide
+    int marks;                 // 1 to MAX_MARKS
+    int not_before[MAX_MARKS]; // number of the other mark, or ANY
+    bool pairs; // two against two: equal first pieces leave the second ones to decide
 };
 constexpr int ANY = -1;
 constexpr NameForm NAME_FORMS[] = {
@@ -209,7 +210,7 @@ static void use_name(void (*use)(const char* name), const char* form, const char
 // changing fastest, and passes each name on.
 static void use_form(void (*use)(const char* name), const NameForm& form, int mark, char* pieces) {
     static constexpr char ORDER[] = "QRBNP";
-    if (mark == form.marks) {
+    if (mark == form.marks || mark == MAX_MARKS) {
         use_name(use, form.text, pieces);
         return;
     }
@@ -222,7 +223,7 @@ static void use_form(void (*use)(const char* name), const NameForm& form, int ma
 }
 
 void tb_each_name(void (*use)(const char* name)) {
-    char pieces[4];
+    char pieces[MAX_MARKS];
     for (const NameForm& form : NAME_FORMS) use_form(use, form, 0, pieces);
 }
 
