@@ -9,7 +9,7 @@
 #include "search/driver.h"
 #include "search/perft.h"
 #include "search/pool.h"
-#include "shell/game.h"
+#include "shell/think.h"
 #include "support.h"
 
 namespace {

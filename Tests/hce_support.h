@@ -17,7 +17,7 @@
 #include "eval/evaluate.h"
 #include "eval/params.h"
 #include "search/thread.h"
-#include "shell/game.h"
+#include "shell/think.h"
 #include "support.h"
 
 // Base of all suites that change rows: puts the defaults back and forgets all cached scores.

@@ -27,7 +27,7 @@
 #include "search/search.h"
 #include "search/selectivity.h"
 #include "search/thread.h"
-#include "shell/game.h"
+#include "shell/think.h"
 
 // Builds the search tables anew, also where Selectivity has not changed.
 inline void rebuild_search_tables() {

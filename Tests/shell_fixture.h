@@ -16,7 +16,7 @@
 
 #include "base/print.h"
 #include "search/hash.h"
-#include "shell/game.h"
+#include "shell/think.h"
 #include "shell/uci.h"
 #include "support.h"
 

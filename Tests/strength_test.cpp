@@ -5,6 +5,7 @@
 #include <cmath>
 
 #include "search/selectivity.h"
+#include "shell/calibration.h"
 
 #include "shell_fixture.h"
 

@@ -21,7 +21,7 @@
 #include "search/driver.h"
 #include "search/hash.h"
 #include "search/pool.h"
-#include "shell/game.h"
+#include "shell/think.h"
 
 Position& game() { return main_thread->position; }
 

@@ -19,7 +19,7 @@
 #include "search/driver.h"
 #include "search/search.h"
 #include "search/thread.h"
-#include "shell/game.h"
+#include "shell/think.h"
 
 bool prepare_relabelling(const RelabelSettings& settings, const char* network) {
     if (!prepare_engine(settings.hash_mb)) {

@@ -11,7 +11,7 @@
 #include "Training/workers.h"
 #include "base/state.h"
 #include "base/text.h"
-#include "shell/game.h"
+#include "shell/think.h"
 #include "shell/start.h"
 
 static constexpr char USAGE[] =

@@ -17,7 +17,7 @@
 #include "search/pool.h"
 #include "search/selectivity.h"
 #include "search/thread.h"
-#include "shell/game.h"
+#include "shell/think.h"
 
 std::atomic<uint8_t> selfplay_interrupted;
 

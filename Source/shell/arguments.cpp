@@ -6,7 +6,6 @@
 
 #include "base/state.h"
 #include "base/text.h"
-#include "shell/options.h"
 #include "shell/start.h"
 #include "shell/strength.h"
 

@@ -10,8 +10,8 @@
 #include "search/pool.h"
 #include "search/thread.h"
 #include "search/timing.h"
-#include "shell/game.h"
-#include "shell/input.h"
+#include "shell/loop.h"
+#include "shell/think.h"
 
 static constexpr const char* POSITIONS[20] = {
     "r1bqkb1r/pp1ppppp/2n2n2/8/3NP3/2N5/PPP2PPP/R1BQKB1R b KQkq -",

@@ -21,10 +21,9 @@
 #include "search/thread.h"
 #include "search/timing.h"
 #include "shell/edit.h"
-#include "shell/game.h"
 #include "shell/game_file.h"
 #include "shell/game_record.h"
-#include "shell/options.h"
+#include "shell/think.h"
 
 constexpr int WORDS = 10;
 constexpr size_t WORD_LENGTH = 128; // with the ending NUL

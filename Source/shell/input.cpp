@@ -4,9 +4,6 @@
 #include <cstring>
 
 #include "base/platform.h"
-#include "base/state.h"
-#include "shell/console.h"
-#include "shell/uci.h"
 
 constexpr size_t LINE_LIMIT =
     INPUT_LINE_LENGTH - 1; // characters of the partial line, and of the pending lines
@@ -83,6 +80,11 @@ bool read_line(char* line) {
     }
 }
 
+bool poll_line(char* line) {
+    take_input();
+    return next_line(line);
+}
+
 bool input_pending() { return pending_length > 0 || unread_start < unread_end; }
 
 bool input_ended() { return at_end && !input_pending() && partial_length == 0; }
@@ -90,12 +92,4 @@ bool input_ended() { return at_end && !input_pending() && partial_length == 0; }
 void wait_for_line(int milliseconds) {
     if (at_end) sleep_ms(milliseconds);
     else wait_for_input(milliseconds);
-}
-
-void PollInput() {
-    char line[INPUT_LINE_LENGTH];
-    take_input();
-    if (!next_line(line)) return;
-    if (relaxed(shell.uci_mode) == 1 || strcmp(line, "uci") == 0) HandleUci(line);
-    else if (relaxed(shell.uci_mode) == 0 && line[0] != 0) handle_console(line);
 }

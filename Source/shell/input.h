@@ -1,4 +1,6 @@
-// input.h: lines from standard input, without blocking. Main thread only.
+// input.h: standard input cut into lines. Main thread only.
+//
+// What the lines mean is no business of this file: whoever asks for a line acts on it.
 
 #pragma once
 
@@ -6,16 +8,18 @@
 
 constexpr size_t INPUT_LINE_LENGTH = 4993; // room for the longest line
 
-// Takes in what input has arrived and hands at most one finished line to HandleUci, or to the
-// console in console mode. Lines end at a newline or NUL, and "@" ends a line too. Empty lines
-// are dropped, and so are characters behind the 4,992nd of a line.
-void PollInput();
+// Takes in what input has arrived, and of its finished lines the first. Returns false, with the
+// line unchanged, if none is finished. `line` needs INPUT_LINE_LENGTH characters.
+//
+// Lines end at a newline or NUL, and "@" ends a line too. Empty lines are dropped, and so are
+// characters behind the 4,992nd of a line.
+bool poll_line(char* line);
 
-// Takes the next line for the caller instead, and waits for it; nothing else happens meanwhile.
-// Returns false at the end of the input. `line` needs INPUT_LINE_LENGTH characters.
+// The same, but waits for a line; nothing else happens meanwhile. Returns false at the end of the
+// input.
 bool read_line(char* line);
 
-// Tells whether finished lines wait for the next PollInput.
+// Tells whether finished lines wait for the next poll_line.
 bool input_pending();
 
 // Tells whether the input is at its end and all its lines have been handed over.

@@ -93,17 +93,17 @@ static void set_table_path(const char* value) {
     copy_text(active_personality.SyzygyPath, value, PATH_LENGTH);
     PrintFormat("info string SyzygyPath set to '%s'", active_personality.SyzygyPath);
     tables_waiting = true;
-    if (!busy()) take_up_files();
+    if (!busy()) apply_deferred_options();
 }
 
 static void set_network(const char* value) {
     copy_text(active_personality.NN_File, value, FILE_NAME_LENGTH);
     PrintFormat("info string NN_File set to '%s'", active_personality.NN_File);
     network_waiting = true;
-    if (!busy()) take_up_files();
+    if (!busy()) apply_deferred_options();
 }
 
-void take_up_files() {
+void apply_deferred_options() {
     if (tables_waiting) {
         tables_waiting = false;
         tb_init(active_personality.SyzygyPath);

@@ -11,7 +11,7 @@ void SetOption(const char* name, const char* value);
 
 // Sets the endgame tables up and loads the network if SyzygyPath or NN_File has changed during a
 // search. Call it where a search has ended.
-void take_up_files();
+void apply_deferred_options();
 
 // Reads the file named by ConfigFilePath: lines of "name = value", with at least one space in
 // front of the "=" and comments behind "#". A file that can't be opened is passed over.

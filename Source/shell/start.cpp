@@ -16,12 +16,13 @@
 #include "search/ordering.h"
 #include "search/thread.h"
 #include "shell/bench.h"
-#include "shell/game.h"
+#include "shell/calibration.h"
+#include "shell/loop.h"
 #include "shell/options.h"
-#include "shell/strength.h"
-#include "shell/test_suite.h"
+#include "shell/think.h"
 #include "syzygy/tbcore.h"
 #include "tools/scan_pgn.h"
+#include "tools/test_suite.h"
 #include "tools/tuning_data.h"
 
 // The program's directory from argv[0], with forward slashes.

@@ -13,8 +13,8 @@
 #include "search/pool.h"
 #include "search/selectivity.h"
 #include "search/thread.h"
-#include "shell/game.h"
 #include "shell/options.h"
+#include "shell/think.h"
 
 constexpr size_t TOKEN_LENGTH = 128; // with the ending NUL
 

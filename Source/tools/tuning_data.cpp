@@ -16,9 +16,9 @@
 #include "search/pool.h"
 #include "search/thread.h"
 #include "search/timing.h"
-#include "shell/game.h"
-#include "shell/input.h"
+#include "shell/loop.h"
 #include "shell/options.h"
+#include "shell/think.h"
 #include "syzygy/tbcore.h"
 
 constexpr size_t LINE_LENGTH = 255; // room for 254 characters
@@ -102,7 +102,7 @@ static bool search_position() {
         if (relaxed(engine.elapsed) > PATIENCE && !relaxed(engine.stop)) PollInput();
     }
     set_relaxed(engine.game_state, STATE_IDLE);
-    take_up_files();
+    apply_deferred_options();
     return !shell.quit;
 }
 

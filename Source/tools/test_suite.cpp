@@ -1,4 +1,4 @@
-#include "shell/test_suite.h"
+#include "tools/test_suite.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -15,9 +15,8 @@
 #include "search/pool.h"
 #include "search/thread.h"
 #include "search/timing.h"
-#include "shell/game.h"
-#include "shell/input.h"
-#include "shell/options.h"
+#include "shell/loop.h"
+#include "shell/think.h"
 #include "tools/epd.h"
 
 namespace {

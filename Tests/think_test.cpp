@@ -1,7 +1,7 @@
 // One think from its preparation to its answer: the think fields, the time plan, and positions
 // that are not searched.
 
-#include "shell/game.h"
+#include "shell/think.h"
 
 #include <cmath>
 

@@ -1,4 +1,4 @@
-#include "shell/game.h"
+#include "shell/think.h"
 
 #include <algorithm>
 #include <cmath>
@@ -6,24 +6,18 @@
 
 #include "base/platform.h"
 #include "base/print.h"
+#include "base/state.h"
 #include "board/make.h"
 #include "board/movetext.h"
 #include "board/see.h"
 #include "book/book.h"
 #include "eval/evaluate.h"
 #include "eval/params.h"
-#include "search/hash.h"
-#include "search/info.h"
 #include "search/pool.h"
 #include "search/thread.h"
 #include "search/timing.h"
-#include "shell/console.h"
-#include "shell/input.h"
 #include "shell/options.h"
 #include "shell/strength.h"
-
-constexpr int LOOP_SLEEP_MS = 2;
-constexpr int DEAF_SLEEP_US = 200; // between looks at the end of a search
 
 void rebuild_evaluation() {
     BuildEvalParams();
@@ -141,9 +135,7 @@ static void play_book_move(Position& pos) {
     engine.book_move = static_cast<int16_t>(move);
 }
 
-// Begins the think that was asked for. A position that can't be searched, or that is past the
-// fifty-move limit, ends it at once with no move.
-static void begin_think() {
+void begin_think() {
     constexpr int FIFTY_MOVES = 100;
 
     Position& pos = main_thread->position;
@@ -163,51 +155,10 @@ static void begin_think() {
     }
 }
 
-static void print_best_move(const char* best, const char* ponder) {
-    char second[MOVE_TEXT_LENGTH + 10] = "";
-    if (engine.pv[2] != NULL_MOVE) snprintf(second, sizeof second, " ponder %s", ponder);
-    PrintFormat("bestmove %s%s", best, second);
-}
-
-static double hit_rate(TotalIndex hits, TotalIndex probes) {
-    return static_cast<double>(engine.search_totals[hits]) * 100.0
-         / (static_cast<double>(engine.search_totals[probes]) + 1.0);
-}
-
-static void print_console_summary(const char* best) {
-    constexpr uint64_t LEAST_ENTRIES = 3000;
-    engine.hash_fill = sample_hash_fill(LEAST_ENTRIES);
-    double elapsed = relaxed(engine.elapsed);
-    double nodes = static_cast<double>(engine.search_totals[TOTAL_NODES]);
-    PrintFormat("move= %s, time= %0.3f, score= %d, nodes= %0.0f, nps= %0.0fK ebf= %0.2f", best,
-                elapsed, relaxed(engine.best_score), nodes, nodes / (elapsed + 0.001) * 0.001,
-                static_cast<double>(branching_factor()));
-    PrintFormat(
-        "Hash fill= %.1f%%, Hash hits: main= %0.1f%%, pawn= %0.1f%%, eval= %0.1f%%, "
-        "TB=%0.0fK",
-        static_cast<double>(engine.hash_fill) * 100.0, hit_rate(TOTAL_HASH_HITS, TOTAL_HASH_PROBES),
-        hit_rate(TOTAL_PAWN_HITS, TOTAL_PAWN_PROBES), hit_rate(TOTAL_EVAL_HITS, TOTAL_EVAL_PROBES),
-        static_cast<double>(engine.search_totals[TOTAL_TB_HITS]) * 0.001);
-    if (engine.ncnt[0] + engine.ncnt[1] + engine.ncnt[2] + engine.ncnt[3] != 0)
-        PrintFormat("ncnt1= %d, ncnt2= %d, ncnt3= %d, ncnt4= %d", engine.ncnt[0], engine.ncnt[1],
-                    engine.ncnt[2], engine.ncnt[3]);
-    Print("");
-}
-
-static void end_think() {
-    const Position& pos = main_thread->position;
-    const int side = engine.root_side;
-    report_line(0, 1, relaxed(engine.result_depth), relaxed(engine.best_score), engine.pv);
-
-    char best[MOVE_TEXT_LENGTH], ponder[MOVE_TEXT_LENGTH];
-    move_to_text(pos, side, engine.pv[1], best);
-    move_to_text(pos, side ^ 1, engine.pv[2], ponder);
-    if (relaxed(shell.uci_mode)) print_best_move(best, ponder);
-    else print_console_summary(best);
+void end_think() {
     set_relaxed(engine.stop, 0);
     set_relaxed(engine.game_state, STATE_IDLE);
-    take_up_files();
-    console_after_think();
+    apply_deferred_options();
 }
 
 void abandon_search() {
@@ -217,48 +168,5 @@ void abandon_search() {
     while (relaxed(engine.game_state) > STATE_PONDER_REQUEST
            && !(engine.game_state.load(std::memory_order_acquire) & STATE_OVER))
         sleep_ms(1);
-    set_relaxed(engine.stop, 0);
-    set_relaxed(engine.game_state, STATE_IDLE);
-    take_up_files();
-}
-
-// Tells whether the search that runs ends by itself: by depth, nodes or time.
-static bool search_is_bounded() {
-    return relaxed(engine.game_state) == STATE_THINKING
-        && (engine.max_nodes != 0 || engine.max_depth < MAX_DEPTH
-            || engine.target_time < ANALYSIS_SECONDS);
-}
-
-// At the end of the input: what is bounded is finished, what isn't is stopped, and with nothing
-// left the program ends.
-static void wind_up() {
-    uint8_t state = relaxed(engine.game_state);
-    if (state == STATE_IDLE) shell.quit = 1;
-    else if (state > STATE_PONDER_REQUEST && !(state & STATE_OVER) && !search_is_bounded())
-        set_relaxed(engine.stop, 1);
-}
-
-void run_game_loop() {
-    constexpr float DEAF_TIME = 0.015f; // seconds at the start of a think without input
-
-    shell.quit = 0;
-    active_personality.eval_jitter = 1;
-    while (!shell.quit) {
-        update_elapsed();
-        bool idle = relaxed(engine.game_state) == STATE_IDLE;
-        if (idle || (relaxed(engine.elapsed) > DEAF_TIME && !relaxed(engine.stop))) {
-            PollInput();
-            if (input_ended()) wind_up();
-            // Lines that are waiting already need no sleep between them.
-            if (!shell.quit && !(idle && input_pending())) wait_for_line(LOOP_SLEEP_MS);
-        } else {
-            // Without input to hear, the processor belongs to the search threads.
-            sleep_us(DEAF_SLEEP_US);
-        }
-        if (shell.quit) break;
-        check_time();
-        uint8_t state = engine.game_state.load(std::memory_order_acquire);
-        if (state == STATE_THINK_REQUEST || state == STATE_PONDER_REQUEST) begin_think();
-        if (engine.game_state.load(std::memory_order_acquire) & STATE_OVER) end_think();
-    }
+    end_think();
 }
