@@ -39,12 +39,9 @@ std::string printed_search(const char* fen, int depth) {
     set_up(fen);
     hash_clear();
     engine.max_depth = static_cast<int8_t>(depth);
-    prepare_search();
     shell.noise = 0.0f;
-    EXPECT_EQ(setup_master_record(), 0);
-    set_relaxed(engine.stop, 0);
     testing::internal::CaptureStdout();
-    search_root(0);
+    search_here();
     std::string output = testing::internal::GetCapturedStdout();
     shell.noise = NOISE_QUIET;
     return output;
@@ -191,10 +188,7 @@ TEST_F(Driver, VeryLongGameStopsTheLoopEarly) {
                   UndoRecord{});
         main_thread->line.undo_index = static_cast<int16_t>(moves);
         engine.max_depth = 30;
-        prepare_search();
-        ASSERT_EQ(setup_master_record(), 0);
-        set_relaxed(engine.stop, 0);
-        search_root(0);
+        search_here();
         EXPECT_EQ(relaxed(engine.iteration_depth), depth) << moves << " moves";
         EXPECT_NE(engine.pv[1], NULL_MOVE);
     }
@@ -485,10 +479,7 @@ std::vector<uint64_t> game_counts(const char* fen, const std::vector<uint64_t>& 
         engine.max_depth = MAX_DEPTH;
         engine.moves_per_control = 1;
         engine.time_base = 10000000.0f;
-        prepare_search();
-        EXPECT_EQ(setup_master_record(), 0);
-        set_relaxed(engine.stop, 0);
-        search_root(0);
+        search_here();
         counts.push_back(relaxed(master().nodes));
         counts.push_back(static_cast<uint64_t>(relaxed(engine.result_depth)));
         counts.push_back(engine.pv[1]);

@@ -6,9 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "board/make.h"
-#include "search/driver.h"
 #include "search/perft.h"
-#include "search/pool.h"
 #include "shell/think.h"
 #include "support.h"
 
@@ -61,11 +59,7 @@ void search_briefly() {
     engine.moves_per_control = 1;
     engine.time_base = 1000.0f;
     shell.noise = NOISE_QUIET;
-    prepare_search();
-    ASSERT_EQ(setup_master_record(), 0);
-    set_relaxed(engine.stop, 0);
-    search_root(0);
-    set_relaxed(engine.stop, 0);
+    search_here();
     engine.max_nodes = 0;
 }
 

@@ -110,7 +110,7 @@ inline SearchStackEntry& at_ply(int ply) { return master().stack[ply]; }
 // Makes a copy of the game in thread 0's record, at the root and ready for a search.
 inline Position& root_of(const char* fen) {
     set_up(fen);
-    if (hash_entries) hash_clear();
+    hash_clear();
     prepare_search();
     EXPECT_EQ(setup_master_record(), 0);
     SearchThread& thread = master();

@@ -18,7 +18,6 @@
 #include "board/make.h"
 #include "board/movegen.h"
 #include "board/movetext.h"
-#include "search/driver.h"
 #include "search/hash.h"
 #include "search/pool.h"
 #include "shell/think.h"
@@ -88,19 +87,15 @@ std::string random_fen(Random& random) {
 
 uint64_t search_nodes(const char* fen, int depth, uint64_t nodes) {
     set_up(fen);
-    if (engine.hash_enabled) hash_clear();
+    hash_clear();
     engine.hash_age = 0;
     engine.max_depth = static_cast<int8_t>(nodes ? MAX_DEPTH : depth);
     engine.max_nodes = nodes;
     engine.moves_per_control = 1;
     engine.time_base = 10000000.0f;
     shell.noise = NOISE_QUIET;
-    prepare_search();
-    EXPECT_EQ(setup_master_record(), 0);
-    set_relaxed(engine.stop, 0);
-    search_root(0);
+    search_here();
     sum_thread_counters();
-    set_relaxed(engine.stop, 0);
     engine.max_nodes = 0;
     engine.max_depth = MAX_DEPTH;
     return engine.search_totals[TOTAL_NODES];

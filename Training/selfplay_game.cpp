@@ -12,9 +12,7 @@
 #include "board/movegen.h"
 #include "eval/evaluate.h"
 #include "eval/nn.h"
-#include "search/driver.h"
 #include "search/hash.h"
-#include "search/pool.h"
 #include "search/selectivity.h"
 #include "search/thread.h"
 #include "shell/think.h"
@@ -72,11 +70,7 @@ static void forget_searches() {
 SearchAnswer search_by_nodes(uint64_t nodes, uint64_t most_nodes) {
     engine.soft_nodes = nodes;
     engine.max_nodes = most_nodes;
-    prepare_search();
-    if (setup_master_record() != 0) exit(-1);
-    set_relaxed(engine.stop, 0);
-    search_root(0);
-    set_relaxed(engine.stop, 0);
+    search_here();
     return {engine.pv[1], relaxed(engine.best_score)};
 }
 

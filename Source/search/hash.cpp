@@ -53,7 +53,7 @@ int hash_alloc() {
         hash_reciprocal = UINT64_MAX / hash_entries + std::has_single_bit(hash_entries);
     }
     PrintFormat("info string allocated %d Mbytes for hash table", engine.hash_mb);
-    if (engine.hash_enabled) hash_clear();
+    hash_clear();
     return 1;
 }
 
@@ -75,6 +75,7 @@ void hash_clear() {
     static ClearShare shares[MAX_THREADS];
     static ThreadHandle threads[MAX_THREADS];
 
+    if (!engine.hash_enabled || !hash_table) return;
     int count = engine.num_threads > 0 ? engine.num_threads : 1;
     uint64_t each = hash_entries / static_cast<uint64_t>(count);
     for (int i = 0; i < count; i++) {

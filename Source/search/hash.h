@@ -47,8 +47,7 @@ constexpr int HASH_SPARE = 16; // entries behind the last index, for the last bu
 extern HashEntry* hash_table; // null without a table
 extern uint64_t hash_entries; // indexes; 65,536 a megabyte
 
-// Allocates the table for engine.hash_mb megabytes and clears it if the hash is enabled; the old
-// table is freed. The first call also makes the position keys. Returns 1, or 0 if memory ran out;
+// Allocates the table for engine.hash_mb megabytes and clears it; the old table is freed. The first call also makes the position keys. Returns 1, or 0 if memory ran out;
 // then there is no table.
 int hash_alloc();
 
@@ -56,6 +55,7 @@ int hash_alloc();
 void hash_free();
 
 // Zeroes the table with one thread per search thread, each an equal share, and resets hash_fill.
+// Does nothing without a table or while the hash is not enabled.
 // What the division leaves over and the spare entries stay as they are: a stale entry is a correct
 // one. Main thread only. A thread that can't be started or joined ends the program with -1.
 void hash_clear();

@@ -1,15 +1,10 @@
 #include "shell/bench.h"
 
-#include <cstdlib>
-
-#include "base/platform.h"
 #include "base/print.h"
 #include "base/state.h"
-#include "search/driver.h"
 #include "search/hash.h"
 #include "search/pool.h"
 #include "search/thread.h"
-#include "search/timing.h"
 #include "shell/loop.h"
 #include "shell/think.h"
 
@@ -36,23 +31,6 @@ static constexpr const char* POSITIONS[20] = {
     "r2q3r/1p1bbQ2/4p1Bk/3pP3/1n1P1P1p/pP6/Pn4PP/R1B1R1K1 w - -",
 };
 
-static void search_with_threads() {
-    if (start_search(STATE_BATCH) != 0) exit(-1);
-    // A command that ended the search has changed the state, too.
-    while (engine.game_state.load(std::memory_order_acquire) == STATE_BATCH) {
-        check_time();
-        PollInput();
-        sleep_ms(1);
-    }
-}
-
-static void search_here() {
-    if (setup_master_record() != 0) exit(-1);
-    set_relaxed(engine.stop, 0);
-    if (engine.num_threads > 0) search_root(0);
-    sum_thread_counters();
-}
-
 void run_benchmark(bool on_main_thread) {
     constexpr int8_t DEFAULT_DEPTH = 17, NO_LIMIT = 50;
 
@@ -64,12 +42,14 @@ void run_benchmark(bool on_main_thread) {
     float total_nodes = 0.0f, total_time = 0.01f;
     for (int i = 0; i < 20 && !shell.quit; i++) {
         set_position(main_thread->position, POSITIONS[i]);
-        if (engine.hash_enabled && hash_table) hash_clear();
-        prepare_search();
-        if (on_main_thread) search_here();
-        else search_with_threads();
+        hash_clear();
+        if (on_main_thread) {
+            search_here();
+            sum_thread_counters();
+        } else {
+            search_with_input(0.0f);
+        }
         set_relaxed(engine.game_state, STATE_IDLE);
-        update_elapsed();
 
         float elapsed = relaxed(engine.elapsed);
         total_nodes += static_cast<float>(engine.search_totals[TOTAL_NODES]);

@@ -1,14 +1,8 @@
 #include "shell/calibration.h"
 
-#include <cstdlib>
-
-#include "base/platform.h"
 #include "base/print.h"
 #include "base/state.h"
-#include "search/driver.h"
-#include "search/pool.h"
 #include "search/thread.h"
-#include "search/timing.h"
 #include "shell/strength.h"
 #include "shell/think.h"
 
@@ -29,17 +23,9 @@ void calibrate() {
     active_personality.UCI_LimitStrength = 0;
     shell.noise = NOISE_CALIBRATION;
 
-    prepare_search();
-    if (setup_master_record() != 0) exit(-1);
-    set_relaxed(engine.elapsed, 0.0f);
-    set_relaxed(engine.stop, 0);
-    think_start = monotonic_seconds();
-    search_root(0);
-    update_elapsed();
+    search_here();
 
     engine.max_nodes = 0;
-    set_relaxed(engine.stop, 0);
-    set_relaxed(engine.game_state, STATE_IDLE);
     double nodes = static_cast<double>(relaxed(search_threads[0].load()->nodes));
     double elapsed = relaxed(engine.elapsed);
     double nps = nodes / (elapsed + 0.001) * SPEED_FACTOR;

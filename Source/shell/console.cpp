@@ -60,10 +60,6 @@ static Words split_words(const char* line) {
     return words;
 }
 
-static void clear_hash_if_enabled() {
-    if (engine.hash_enabled && hash_table) hash_clear();
-}
-
 static void set_game_position(const char* fen) {
     set_position(game_position(), fen);
     print_board(game_position());
@@ -74,7 +70,7 @@ static void analyse(const char* limit) {
     engine.time_base = 99999.0f;
     engine.moves_per_control = 1;
     engine.max_depth = static_cast<int8_t>(depth >= 1 && depth < MAX_DEPTH ? depth : MAX_DEPTH);
-    clear_hash_if_enabled();
+    hash_clear();
     set_relaxed(engine.game_state, STATE_THINK_REQUEST);
 }
 
@@ -176,7 +172,7 @@ static void jump(int number) {
 static void get_position(const char* id) {
     find_test_position(game_position(), id);
     print_board(game_position());
-    clear_hash_if_enabled();
+    hash_clear();
 }
 
 static void load(const char* file, const char* tag) {

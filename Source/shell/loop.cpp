@@ -1,6 +1,7 @@
 #include "shell/loop.h"
 
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 #include "base/platform.h"
@@ -9,6 +10,7 @@
 #include "board/movetext.h"
 #include "search/hash.h"
 #include "search/info.h"
+#include "search/pool.h"
 #include "search/thread.h"
 #include "search/timing.h"
 #include "shell/console.h"
@@ -101,6 +103,22 @@ static void answer() {
     else print_console_summary(best);
     end_think();
     console_after_think();
+}
+
+void search_with_input(float input_delay) {
+    constexpr int SHALLOW_DEPTH = 3; // plies: below, a millisecond is longer than the search
+
+    prepare_search();
+    if (start_search(STATE_BATCH) != 0) exit(-1);
+    // A command that ended the search has changed the state, too.
+    while (engine.game_state.load(std::memory_order_acquire) == STATE_BATCH) {
+        sleep_ms(engine.max_depth < SHALLOW_DEPTH ? 0 : 1);
+        check_time();
+        bool hears =
+            input_delay == 0.0f || (relaxed(engine.elapsed) > input_delay && !relaxed(engine.stop));
+        if (hears) PollInput();
+    }
+    update_elapsed();
 }
 
 void run_game_loop() {

@@ -137,7 +137,7 @@ static void set_config_path(const char* value) {
 }
 
 static void clear_hash() {
-    if (engine.hash_enabled && hash_table) hash_clear();
+    hash_clear();
     Print("info string Hash table cleared");
 }
 

@@ -13,6 +13,7 @@
 #include "book/book.h"
 #include "eval/evaluate.h"
 #include "eval/params.h"
+#include "search/driver.h"
 #include "search/pool.h"
 #include "search/thread.h"
 #include "search/timing.h"
@@ -94,6 +95,19 @@ void prepare_search() {
     }
     plan_time(main_thread->line.undo_index);
     report_think(pos);
+}
+
+void search_here() {
+    prepare_search();
+    if (setup_master_record() != 0) exit(-1);
+    // Memory for the record is no part of the search.
+    set_relaxed(engine.elapsed, 0.0f);
+    think_start = monotonic_seconds();
+    set_relaxed(engine.stop, 0);
+    if (engine.num_threads > 0) search_root(0);
+    update_elapsed();
+    set_relaxed(engine.stop, 0);
+    set_relaxed(engine.game_state, STATE_IDLE);
 }
 
 float branching_factor() {

@@ -26,6 +26,12 @@ void end_think();
 // ends the think. Does nothing when no search runs.
 void abandon_search();
 
+// Prepares a think and searches it to its end on the calling thread, without helpers and deaf to
+// input; no search at all if num_threads is 0. `elapsed` is then the time of the search alone.
+// The counters are not summed, which sum_thread_counters does. Ends the process when memory runs
+// out.
+void search_here();
+
 // Growth of the tree from one iteration to the next: the fourth root of the growth over the last
 // four, 2.0 where fewer are known.
 float branching_factor();

@@ -72,7 +72,7 @@ static void new_game() {
     engine.clock[0] = engine.clock[1] = NEW_GAME_SECONDS;
     main_thread->line.undo_index = 0;
     main_thread->line.ply = 1;
-    if (engine.hash_enabled && hash_table) hash_clear();
+    hash_clear();
     engine.hash_age = 0;
 }
 

@@ -2,19 +2,15 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 
-#include "base/platform.h"
 #include "base/print.h"
 #include "base/state.h"
 #include "base/text.h"
 #include "board/movetext.h"
 #include "search/hash.h"
 #include "search/info.h"
-#include "search/pool.h"
 #include "search/thread.h"
-#include "search/timing.h"
 #include "shell/loop.h"
 #include "shell/think.h"
 #include "tools/epd.h"
@@ -80,21 +76,6 @@ static void count_points(const EpdLine& epd, Totals& totals) {
     totals.points_possible += most;
 }
 
-static void search_position() {
-    constexpr int SHALLOW = 3; // plies: below, a millisecond is longer than the search
-
-    if (engine.hash_enabled && hash_table) hash_clear();
-    prepare_search();
-    if (start_search(STATE_BATCH) != 0) exit(-1);
-    // A command that ended the search has changed the state, too.
-    while (engine.game_state.load(std::memory_order_acquire) == STATE_BATCH) {
-        sleep_ms(engine.max_depth < SHALLOW ? 0 : 1);
-        check_time();
-        PollInput();
-    }
-    update_elapsed();
-}
-
 static void show_result() {
     report_line(0, 1, relaxed(engine.result_depth), relaxed(engine.best_score), engine.pv);
     char best[MOVE_TEXT_LENGTH];
@@ -129,7 +110,8 @@ static void analyse_line(const char* line, FILE* out, Totals& totals) {
         PrintFormat("info string position %d can't be searched: %s", totals.positions, reason);
         return;
     }
-    search_position();
+    hash_clear();
+    search_with_input(0.0f);
     totals.nodes += static_cast<double>(engine.search_totals[TOTAL_NODES]);
     totals.time += static_cast<double>(relaxed(engine.elapsed));
     totals.depth += relaxed(engine.result_depth);

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <climits>
 #include <cmath>
-#include <cstdlib>
 #include <cstring>
 
 #include "base/platform.h"
@@ -13,11 +12,9 @@
 #include "board/make.h"
 #include "eval/evaluate.h"
 #include "search/hash.h"
-#include "search/pool.h"
 #include "search/thread.h"
 #include "search/timing.h"
 #include "shell/loop.h"
-#include "shell/options.h"
 #include "shell/think.h"
 #include "syzygy/tbcore.h"
 
@@ -91,18 +88,10 @@ static bool read_line(FILE* file, char text[LINE_LENGTH]) {
 
 // Searches the main thread's position. Returns false if "quit" has ended the search.
 static bool search_position() {
-    constexpr int SHALLOW = 2;       // plies: up to here a millisecond is longer than the search
-    constexpr float PATIENCE = 1.0f; // seconds; a search without limits would be deaf for ever
+    constexpr float INPUT_DELAY = 1.0f; // seconds; a search without limits would be deaf for ever
 
-    prepare_search();
-    if (start_search(STATE_BATCH) != 0) exit(-1);
-    while (engine.game_state.load(std::memory_order_acquire) == STATE_BATCH) {
-        sleep_ms(engine.max_depth > SHALLOW ? 1 : 0);
-        check_time();
-        if (relaxed(engine.elapsed) > PATIENCE && !relaxed(engine.stop)) PollInput();
-    }
-    set_relaxed(engine.game_state, STATE_IDLE);
-    apply_deferred_options();
+    search_with_input(INPUT_DELAY);
+    end_think();
     return !shell.quit;
 }
 
