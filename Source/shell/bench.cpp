@@ -48,8 +48,8 @@ void run_benchmark(bool on_main_thread) {
             sum_thread_counters();
         } else {
             search_with_input(0.0f);
+            end_think();
         }
-        set_relaxed(engine.game_state, STATE_IDLE);
 
         float elapsed = relaxed(engine.elapsed);
         total_nodes += static_cast<float>(engine.search_totals[TOTAL_NODES]);

@@ -120,8 +120,7 @@ static void analyse_line(const char* line, FILE* out, Totals& totals) {
     count_points(epd, totals);
     if (!quiet()) show_result();
     write_result(out, line, epd);
-    set_relaxed(engine.game_state, STATE_IDLE);
-    set_relaxed(engine.stop, 0);
+    end_think();
 }
 
 static void print_totals(const Totals& totals) {
