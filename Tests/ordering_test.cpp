@@ -57,6 +57,8 @@ namespace {
 // A node at ply 3 whose current move is a quiet one, with two moves before it.
 class Learning : public Ordering {
 protected:
+    static constexpr int PLY = 3;
+
     void SetUp() override {
         SearchTest::SetUp();
         Position& pos = root_of(START_FEN);
@@ -81,30 +83,30 @@ protected:
 } // namespace
 
 TEST_F(Learning, MoveBelowAlphaOnlyLosesHistory) {
-    learn_quiet_move(*thread, *node, 4, 25, 25);
+    learn_quiet_move(*thread, PLY, 4, 25, 25);
     EXPECT_EQ(*history, 2048 - 2048 * 16 / 1024);
     EXPECT_EQ(node->killer1, NULL_MOVE);
     EXPECT_EQ(thread->counter1[reply], NULL_MOVE);
     EXPECT_EQ(thread->followup[follow], NULL_MOVE);
 
     *history = 100;
-    learn_quiet_move(*thread, *node, 1, -25, 25);
+    learn_quiet_move(*thread, PLY, 1, -25, 25);
     EXPECT_EQ(*history, 100) << "0.78 is truncated to nothing";
 }
 
 TEST_F(Learning, MoveAboveAlphaGainsHistory) {
-    learn_quiet_move(*thread, *node, 4, 26, 25);
+    learn_quiet_move(*thread, PLY, 4, 26, 25);
     EXPECT_EQ(*history, 2048 + (16384 - 2048) * 32 / 1024);
 
     *history = 16384 - 63;
-    learn_quiet_move(*thread, *node, 1, 26, 25);
+    learn_quiet_move(*thread, PLY, 1, 26, 25);
     EXPECT_EQ(*history, 16384 - 63) << "0.98 is truncated to nothing";
-    learn_quiet_move(*thread, *node, 69, 26, 25);
+    learn_quiet_move(*thread, PLY, 69, 26, 25);
     EXPECT_EQ(*history, 16384 - 63 + 3) << "63 * 64 / 1024";
 }
 
 TEST_F(Learning, OnlyTheMovesOwnHistoryChanges) {
-    learn_quiet_move(*thread, *node, 4, 26, 25);
+    learn_quiet_move(*thread, PLY, 4, 26, 25);
     for (int i = 0; i < HISTORY_SIZE; i++) {
         if (&thread->history[i] == history) continue;
         ASSERT_EQ(thread->history[i], 2048);
@@ -113,12 +115,12 @@ TEST_F(Learning, OnlyTheMovesOwnHistoryChanges) {
 
 TEST_F(Learning, HistoryStaysInItsRange) {
     for (int i = 0; i < 5000; i++) {
-        learn_quiet_move(*thread, *node, 1 + i % 69, 26, 25);
+        learn_quiet_move(*thread, PLY, 1 + i % 69, 26, 25);
         ASSERT_LE(*history, 16384);
     }
     EXPECT_GT(*history, 16000);
     for (int i = 0; i < 5000; i++) {
-        learn_quiet_move(*thread, *node, 1 + i % 69, 25, 25);
+        learn_quiet_move(*thread, PLY, 1 + i % 69, 25, 25);
         ASSERT_GE(*history, 0);
     }
     EXPECT_LT(*history, 200);
@@ -127,11 +129,11 @@ TEST_F(Learning, HistoryStaysInItsRange) {
 TEST_F(Learning, NewKillerPushesTheOldOneDown) {
     node->killer1 = 111;
     node->killer2 = 222;
-    learn_quiet_move(*thread, *node, 4, 26, 25);
+    learn_quiet_move(*thread, PLY, 4, 26, 25);
     EXPECT_EQ(node->killer1, move);
     EXPECT_EQ(node->killer2, 111);
 
-    learn_quiet_move(*thread, *node, 4, 26, 25);
+    learn_quiet_move(*thread, PLY, 4, 26, 25);
     EXPECT_EQ(node->killer1, move);
     EXPECT_EQ(node->killer2, 111) << "the same move again changes nothing";
     EXPECT_EQ(node->evasion_killer, NULL_MOVE);
@@ -140,7 +142,7 @@ TEST_F(Learning, NewKillerPushesTheOldOneDown) {
 TEST_F(Learning, EvasionHasAKillerOfItsOwn) {
     node->in_check = 1;
     node->killer1 = 111;
-    learn_quiet_move(*thread, *node, 4, 26, 25);
+    learn_quiet_move(*thread, PLY, 4, 26, 25);
     EXPECT_EQ(node->evasion_killer, move);
     EXPECT_EQ(node->killer1, 111);
     EXPECT_EQ(node->killer2, NULL_MOVE);
@@ -150,25 +152,25 @@ TEST_F(Learning, EvasionHasAKillerOfItsOwn) {
 TEST_F(Learning, CounterMoveIsKeptForTheMoveBefore) {
     thread->counter1[reply] = 111;
     thread->counter2[reply] = 222;
-    learn_quiet_move(*thread, *node, 4, 26, 25);
+    learn_quiet_move(*thread, PLY, 4, 26, 25);
     EXPECT_EQ(thread->counter1[reply], move);
     EXPECT_EQ(thread->counter2[reply], 111);
 
-    learn_quiet_move(*thread, *node, 4, 26, 25);
+    learn_quiet_move(*thread, PLY, 4, 26, 25);
     EXPECT_EQ(thread->counter1[reply], move);
     EXPECT_EQ(thread->counter2[reply], 111);
 }
 
 TEST_F(Learning, FollowUpIsKeptForTheMoveTwoPliesBack) {
     thread->followup[follow] = 111;
-    learn_quiet_move(*thread, *node, 4, 26, 25);
+    learn_quiet_move(*thread, PLY, 4, 26, 25);
     EXPECT_EQ(thread->followup[follow], move);
 }
 
 TEST_F(Learning, NothingIsAReplyToANullMove) {
     MoveEntry null_move = {};
     thread->stack[2].current_move = &null_move;
-    learn_quiet_move(*thread, *node, 4, 26, 25);
+    learn_quiet_move(*thread, PLY, 4, 26, 25);
     EXPECT_EQ(node->killer1, move);
     EXPECT_GT(*history, 2048);
     for (int i = 0; i < HISTORY_SIZE; i++) {
@@ -180,7 +182,7 @@ TEST_F(Learning, NothingIsAReplyToANullMove) {
 TEST_F(Learning, NullMoveTwoPliesBackHasNoFollowUp) {
     MoveEntry null_move = {};
     thread->stack[1].current_move = &null_move;
-    learn_quiet_move(*thread, *node, 4, 26, 25);
+    learn_quiet_move(*thread, PLY, 4, 26, 25);
     EXPECT_EQ(thread->counter1[reply], move);
     for (int i = 0; i < HISTORY_SIZE; i++) ASSERT_EQ(thread->followup[i], NULL_MOVE);
 }
@@ -189,7 +191,7 @@ TEST_F(Learning, SentinelServesAsTheMoveTwoPliesBackOfPlyTwo) {
     Position& pos = root_of(START_FEN);
     step(pos, "e2e4");
     current(pos).current_move = list_entry(pos, "e7e5");
-    learn_quiet_move(*thread, current(pos), 4, 26, 25);
+    learn_quiet_move(*thread, 2, 4, 26, 25);
     EXPECT_EQ(thread->followup[63], make_plain_move(52, 36)) << "no piece, square h8";
 }
 

@@ -18,10 +18,10 @@
 
 #include "base/state.h"
 #include "board/make.h"
-#include "board/movegen.h"
 #include "board/movetext.h"
 #include "board/see.h"
 #include "search/hash.h"
+#include "search/movepick.h"
 #include "search/ordering.h"
 #include "search/pool.h"
 #include "search/search.h"

@@ -32,8 +32,8 @@ Position& set_up(const char* fen) {
 
 std::vector<MoveEntry> all_moves(Position& pos) {
     std::vector<MoveEntry> moves;
-    for (MoveEntry* entry = gen_all_game(pos); entry->move != LIST_END; entry++)
-        moves.push_back(*entry);
+    MoveEntry list[LONGEST_ODD_LIST];
+    moves.assign(list, gen_list(pos, list));
     return moves;
 }
 

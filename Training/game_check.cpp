@@ -22,8 +22,10 @@ static int white_result(const PlyRecord& record) {
 }
 
 // Generated and legal. The hash table's own test is no help: it turns some Chess960 castlings down.
-static bool can_be_played(Position& pos, Move move) {
-    for (const MoveEntry* entry = gen_all_game(pos); entry->move != LIST_END; entry++)
+static bool can_be_played(const Position& pos, Move move) {
+    MoveEntry list[LONGEST_ODD_LIST];
+    gen_list(pos, list);
+    for (const MoveEntry* entry = list; entry->move != LIST_END; entry++)
         if (entry->move == move)
             return legal_move(pos, pos.side, move) && !castling_exposes_king(pos, pos.side, move);
     return false;

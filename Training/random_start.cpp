@@ -51,9 +51,11 @@ bool read_openings(std::vector<std::string>& openings, const char* name) {
     return true;
 }
 
-std::vector<Move> all_legal_moves(Position& pos) {
+std::vector<Move> all_legal_moves(const Position& pos) {
     std::vector<Move> moves;
-    for (const MoveEntry* entry = gen_all_game(pos); entry->move != LIST_END; entry++)
+    MoveEntry list[LONGEST_ODD_LIST];
+    gen_list(pos, list);
+    for (const MoveEntry* entry = list; entry->move != LIST_END; entry++)
         if (legal_by_rules(pos, pos.side, entry->move)) moves.push_back(entry->move);
     return moves;
 }

@@ -12,7 +12,7 @@
 #include "board/position.h"
 
 // The moves of the position that are legal by the rules, in the order of generation.
-std::vector<Move> all_legal_moves(Position& pos);
+std::vector<Move> all_legal_moves(const Position& pos);
 
 enum class StartKind { STANDARD, CHESS960, OPENING };
 

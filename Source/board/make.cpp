@@ -299,8 +299,10 @@ int castling_exposes_king(const Position& pos, int side, Move move) {
 }
 
 // Tells whether any legal move exists in a game position.
-static bool has_legal_move(Position& pos) {
-    for (MoveEntry* entry = gen_all_game(pos); entry->move != LIST_END; entry++)
+static bool has_legal_move(const Position& pos) {
+    MoveEntry list[LONGEST_ODD_LIST];
+    gen_list(pos, list);
+    for (const MoveEntry* entry = list; entry->move != LIST_END; entry++)
         if (legal_move(pos, pos.side, entry->move)) return true;
     return false;
 }

@@ -1,11 +1,5 @@
 #include "board/movegen.h"
 
-#include <cassert>
-#include <utility>
-
-#include "board/see.h"
-#include "search/thread.h"
-
 constexpr Bitboard RANKS_2_TO_7 = 0x00FFFFFFFFFFFF00ULL;
 constexpr Bitboard RANKS_3_TO_6 = 0x0000FFFFFFFF0000ULL;
 
@@ -73,7 +67,7 @@ static MoveEntry* write_piece_moves(const Position& pos, int side, MoveEntry* ou
     return out;
 }
 
-MoveEntry* gen_captures(Position& pos, int side, MoveEntry* out, int target) {
+MoveEntry* gen_captures(const Position& pos, int side, MoveEntry* out, int target) {
     Bitboard enemy = pos.pieces[side ^ 1][ALL_PIECES];
     Bitboard target_mask = target == NO_SQUARE ? enemy : bit(target);
 
@@ -105,7 +99,7 @@ static MoveEntry* write_promotions(const Position& pos, MoveEntry* out, int from
     return write_move(pos, out, from, to, FLAG_ROOK);
 }
 
-MoveEntry* gen_promotions(Position& pos, int side, int all_pieces, MoveEntry* out) {
+MoveEntry* gen_promotions(const Position& pos, int side, int all_pieces, MoveEntry* out) {
     Bitboard enemy = pos.pieces[side ^ 1][ALL_PIECES];
     Bitboard pawns = pos.pieces[side][PAWN] & second_to_last_rank[side];
     while (pawns) {
@@ -120,7 +114,7 @@ MoveEntry* gen_promotions(Position& pos, int side, int all_pieces, MoveEntry* ou
     return out;
 }
 
-MoveEntry* gen_seventh_pushes(Position& pos, int side, MoveEntry* out) {
+MoveEntry* gen_seventh_pushes(const Position& pos, int side, MoveEntry* out) {
     Bitboard pawns = pos.pieces[side][PAWN] & third_to_last_rank[side];
     while (pawns) {
         int from = pop_lowest(pawns);
@@ -145,7 +139,7 @@ static MoveEntry* gen_castling(const Position& pos, int side, MoveEntry* out) {
     return out;
 }
 
-MoveEntry* gen_quiets(Position& pos, int side, MoveEntry* out, int target) {
+MoveEntry* gen_quiets(const Position& pos, int side, MoveEntry* out, int target) {
     Bitboard empty = ~occupied(pos), free = empty;
     int king = pos.king_square[side];
     if (target != NO_SQUARE && king != NO_SQUARE) free &= between[king][target];
@@ -162,8 +156,7 @@ MoveEntry* gen_quiets(Position& pos, int side, MoveEntry* out, int target) {
     return gen_castling(pos, side, out);
 }
 
-// Quiet moves that give check directly: no king moves, no castling, no discovered checks.
-static MoveEntry* gen_quiet_checks(Position& pos, int side, MoveEntry* out) {
+MoveEntry* gen_quiet_checks(const Position& pos, int side, MoveEntry* out) {
     Bitboard occ = occupied(pos), free = ~occ;
     int king = pos.king_square[side ^ 1];
     if (king == NO_SQUARE) return out;
@@ -185,228 +178,11 @@ static MoveEntry* gen_quiet_checks(Position& pos, int side, MoveEntry* out) {
         {knight_attacks[king] & free, bishop_targets, rook_targets, bishop_targets | rook_targets});
 }
 
-// Ends a list and publishes where the next ones begin. The second one serves the ply after a
-// null move, which generates no list in between.
-static void finish_list(SearchThread& thread, MoveEntry* end) {
-    assert(end + 2 < thread.move_store + MOVE_STORE_SIZE);
-    end->move = LIST_END;
-    thread.stack[thread.line.ply + 1].move_list = end + 1;
-    if (thread.line.ply + 2 < PLY_SLOTS) thread.stack[thread.line.ply + 2].move_list = end + 2;
-}
-
-void gen_all(Position& pos) {
-    SearchThread& thread = thread_of(pos);
-    SearchStackEntry& entry = thread.stack[thread.line.ply];
-
-    MoveEntry* out = entry.move_list;
-    out = gen_captures(pos, pos.side, out, NO_SQUARE);
+MoveEntry* gen_list(const Position& pos, MoveEntry* list) {
+    MoveEntry* out = gen_captures(pos, pos.side, list, NO_SQUARE);
     out = gen_promotions(pos, pos.side, 1, out);
     out = gen_seventh_pushes(pos, pos.side, out);
     out = gen_quiets(pos, pos.side, out, NO_SQUARE);
-    finish_list(thread, out);
-    entry.current_move = entry.move_list;
-}
-
-MoveEntry* gen_all_game(Position& pos) {
-    SearchThread& thread = thread_of(pos);
-    int16_t ply = thread.line.ply;
-    thread.line.ply = 1; // a game's ply may lie far behind the stack
-
-    thread.stack[1].move_list = thread.move_store + 1;
-    gen_all(pos);
-    thread.line.ply = ply;
-    return thread.stack[1].move_list;
-}
-
-// The step of a selection sort: brings the highest score of the rest of the list, the earliest on
-// a tie, to the cursor.
-static MoveEntry* select_best(MoveEntry* cursor) {
-    MoveEntry* best = cursor;
-    for (MoveEntry* entry = cursor + 1; entry->move != LIST_END; entry++)
-        if (entry->score > best->score) best = entry;
-    if (best != cursor) std::swap(*cursor, *best);
-    return cursor;
-}
-
-static bool at_end(const MoveEntry* cursor) { return cursor->move == LIST_END; }
-
-// Scores captures by victim and attacker alone.
-static void score_by_victim(MoveEntry* list) {
-    for (MoveEntry* entry = list; !at_end(entry); entry++)
-        entry->score =
-            static_cast<int16_t>(capture_value[type_of(entry->victim)] - type_of(entry->mover));
-}
-
-// Scores the list of captures by what the exchange is worth. The exchange never gives less than
-// the victim less the mover, so that most good captures need no further look.
-static void score_captures(const Position& pos, int side, MoveEntry* list) {
-    constexpr int GOOD = 50;     // half a pawn won
-    constexpr int NEUTRAL = -49; // less is a losing capture
-    constexpr int PENALTY = 6;   // for an exchange that wins less than GOOD
-    constexpr int LOSING = 4;    // places losing captures among the quiet moves
-
-    for (MoveEntry* entry = list; !at_end(entry); entry++) {
-        int victim = type_of(entry->victim), mover = type_of(entry->mover);
-        int gain = see_value[victim] - see_value[mover];
-        if (gain < GOOD || mover == KING)
-            gain = see(pos, side, move_from(entry->move), move_to(entry->move));
-
-        int score = LOSING + victim;
-        if (gain >= NEUTRAL) score = capture_value[victim] - mover - (gain < GOOD ? PENALTY : 0);
-        entry->score = static_cast<int16_t>(score);
-    }
-}
-
-// Scores of quiet moves: history, and a bonus for the first of these that fits.
-static void score_quiets(const SearchThread& thread, int side, MoveEntry* list) {
-    constexpr int KILLER_1 = 60, KILLER_2 = 55;
-    constexpr int COUNTER_1 = 50, COUNTER_2 = 45;
-    constexpr int FOLLOWUP = 40, FAR_PAWN = 30;
-    constexpr int EVASION_COUNTER_1 = 55, EVASION_COUNTER_2 = 50;
-
-    if (thread.line.ply <= 1) return; // the root has an order of its own
-    const SearchStackEntry& entry = thread.stack[thread.line.ply];
-
-    // Replies that worked before. No real move equals 0, so that 0 stands for none.
-    Move counter1 = 0, counter2 = 0, followup = 0;
-    const MoveEntry& previous = *(&entry - 1)->current_move;
-    if (previous.move != NULL_MOVE) {
-        int index = history_index(previous.mover, move_to(previous.move));
-        counter1 = thread.counter1[index];
-        counter2 = thread.counter2[index];
-        const MoveEntry& before = *(&entry - 2)->current_move;
-        if (before.move != NULL_MOVE)
-            followup = thread.followup[history_index(before.mover, move_to(before.move))];
-    }
-
-    for (MoveEntry* quiet = list; !at_end(quiet); quiet++) {
-        Move move = quiet->move;
-        int score = thread.history[history_index(quiet->mover, move_to(move))] / 256;
-        if (entry.in_check) {
-            if (move == entry.evasion_killer) score += KILLER_1;
-            else if (move == counter1) score += EVASION_COUNTER_1;
-            else if (move == counter2) score += EVASION_COUNTER_2;
-        } else if (move == entry.killer1) score += KILLER_1;
-        else if (move == entry.killer2) score += KILLER_2;
-        else if (move == counter1) score += COUNTER_1;
-        else if (move == counter2) score += COUNTER_2;
-        else if (move == followup) score += FOLLOWUP;
-        else if (type_of(quiet->mover) == PAWN && (move_to(move) ^ rank_flip[side]) >= 40)
-            score += FAR_PAWN;
-        quiet->score = static_cast<int16_t>(score);
-    }
-}
-
-// States of the picker, the low four bits of `stage`. STATE_CHECK_LIST and STATE_QUIET_LIST are
-// passed through, never stored.
-enum PickerState {
-    STATE_START = 0,      // hash move, if asked for
-    STATE_CAPTURES = 1,   // generate captures, promotions, pushes to the seventh
-    STATE_BY_VICTIM = 2,  // without exchange scores: best first
-    STATE_CHECK_LIST = 3, // generate quiet checks
-    STATE_BY_GAIN = 4,    // with exchange scores: good captures, best first
-    STATE_QUIET_LIST = 5, // generate quiet moves behind the bad captures
-    STATE_SORTED = 6,     // best first while the scores promise something
-    STATE_REST = 7,       // in list order
-    STATE_AGAIN = 8,      // second walk over a list that is already scored
-    STATE_AGAIN_NEXT = 9
-};
-
-MoveEntry* next_move(Position& pos) {
-    constexpr int CAPTURE_SCORE = 150; // above: returned before the quiet moves
-    constexpr int SORTED_SCORE = 2;    // up to it the rest comes unsorted
-    constexpr int CHECK_SCORE = 100;
-    constexpr int HASH_SCORE = 255;
-
-    SearchThread& thread = thread_of(pos);
-    SearchStackEntry& entry = thread.stack[thread.line.ply];
-    MoveEntry* cursor = entry.current_move + 1;
-    MoveEntry* out = nullptr;
-    const int options = entry.stage & ~15;
-    const int side = pos.side;
-    auto store = [&](int state) { entry.stage = static_cast<uint16_t>(options | state); };
-
-    const bool came_sorted = (entry.stage & 15) == STATE_SORTED;
-    for (int state = entry.stage & 15;;) {
-        switch (state) {
-        case STATE_START:
-            cursor = entry.move_list;
-            state = STATE_CAPTURES;
-            if (!(options & STAGE_HASH_MOVE) || entry.hash_move == NULL_MOVE) break;
-            cursor->move = entry.hash_move;
-            cursor->score = HASH_SCORE;
-            cursor->mover = pos.board[move_from(entry.hash_move)];
-            cursor->victim = pos.board[move_to(entry.hash_move)];
-            finish_list(thread, cursor + 1);
-            store(STATE_CAPTURES);
-            return cursor;
-
-        case STATE_CAPTURES:
-            out = gen_captures(pos, side, cursor, entry.checker_square);
-            out = gen_promotions(pos, side, options & STAGE_FULL, out);
-            out = gen_seventh_pushes(pos, side, out);
-            finish_list(thread, out);
-            if (options & STAGE_FULL) {
-                score_captures(pos, side, cursor);
-                state = STATE_BY_GAIN;
-            } else {
-                score_by_victim(cursor);
-                store(STATE_BY_VICTIM);
-                state = STATE_BY_VICTIM;
-            }
-            break;
-
-        case STATE_BY_VICTIM:
-            if (!at_end(cursor)) return select_best(cursor);
-            if (!(options & STAGE_CHECKS)) return nullptr;
-            state = STATE_CHECK_LIST;
-            break;
-
-        case STATE_CHECK_LIST:
-            out = gen_quiet_checks(pos, side, cursor);
-            finish_list(thread, out);
-            if (out == cursor) return nullptr;
-            for (MoveEntry* check = cursor; check != out; check++) check->score = CHECK_SCORE;
-            store(STATE_REST);
-            return cursor;
-
-        case STATE_BY_GAIN:
-            state = STATE_QUIET_LIST;
-            if (at_end(cursor)) break;
-            store(STATE_BY_GAIN);
-            if (select_best(cursor)->score > CAPTURE_SCORE) return cursor;
-            break; // it stays in the list, to be sorted among the quiet moves
-
-        case STATE_QUIET_LIST: {
-            MoveEntry* quiets = cursor;
-            while (!at_end(quiets)) quiets++;
-            out = gen_quiets(pos, side, quiets, entry.checker_square);
-            finish_list(thread, out);
-            if (out != quiets) score_quiets(thread, side, quiets);
-            store(STATE_SORTED);
-            state = STATE_SORTED;
-            break;
-        }
-
-        case STATE_SORTED:
-            if (at_end(cursor)) return nullptr;
-            // What was handed out from this list last was the best of it, so that its equal needs
-            // no search. Long runs of quiet moves have one and the same score.
-            if (came_sorted && cursor->score == cursor[-1].score) return cursor;
-            if (select_best(cursor)->score <= SORTED_SCORE) store(STATE_REST);
-            return cursor;
-
-        case STATE_REST: return at_end(cursor) ? nullptr : cursor;
-
-        case STATE_AGAIN:
-            cursor = entry.move_list;
-            store(STATE_AGAIN_NEXT);
-            state = STATE_AGAIN_NEXT;
-            break;
-
-        case STATE_AGAIN_NEXT: return at_end(cursor) ? nullptr : select_best(cursor);
-
-        default: return nullptr;
-        }
-    }
+    out->move = LIST_END;
+    return out;
 }

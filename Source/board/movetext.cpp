@@ -178,7 +178,9 @@ int parse_move(char* text, Move* out) {
 
     Position& pos = main_thread->position;
     int found = 0;
-    for (MoveEntry* entry = gen_all_game(pos); entry->move != LIST_END; entry++) {
+    MoveEntry list[LONGEST_ODD_LIST];
+    gen_list(pos, list);
+    for (const MoveEntry* entry = list; entry->move != LIST_END; entry++) {
         char forms[4][MOVE_TEXT_LENGTH];
         move_to_forms(pos, entry->move, forms[0], forms[1], forms[2], forms[3]);
         bool fits = false;

@@ -7,10 +7,10 @@
 #include "base/lock.h"
 #include "base/print.h"
 #include "board/make.h"
-#include "board/movegen.h"
 #include "board/see.h"
 #include "eval/evaluate.h"
 #include "search/info.h"
+#include "search/movepick.h"
 #include "search/ordering.h"
 #include "search/pool.h"
 #include "search/search.h"
@@ -112,7 +112,7 @@ static void score_root_moves(SearchThread& thread) {
             score = capture_value[victim] - mover;
             if (see(pos, pos.side, from, to) < LOSING) score = victim + LOSING_BASE;
         } else {
-            score = thread.history[history_index(entry->mover, to)] / 256;
+            score = thread.history[history_index(entry->mover, to)] / HISTORY_STEP;
             if (move == root.killer1) score += KILLER_1;
             else if (move == root.killer2) score += KILLER_2;
             if (mover == PAWN && (move & FLAG_MASK)) score += PROMOTION;

@@ -3,8 +3,8 @@
 #include <algorithm>
 
 #include "board/make.h"
-#include "board/movegen.h"
 #include "board/see.h"
+#include "search/movepick.h"
 #include "search/thread.h"
 
 constexpr int PERFT_MAX_DEPTH = 20;

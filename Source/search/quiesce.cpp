@@ -1,9 +1,9 @@
 #include <algorithm>
 
 #include "board/make.h"
-#include "board/movegen.h"
 #include "board/see.h"
 #include "search/hash.h"
+#include "search/movepick.h"
 #include "search/search.h"
 #include "search/thread.h"
 

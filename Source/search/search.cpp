@@ -4,11 +4,11 @@
 
 #include "base/platform.h"
 #include "board/make.h"
-#include "board/movegen.h"
 #include "board/see.h"
 #include "eval/evaluate.h"
 #include "search/hash.h"
 #include "search/info.h"
+#include "search/movepick.h"
 #include "search/ordering.h"
 #include "search/selectivity.h"
 #include "search/thread.h"
@@ -435,7 +435,7 @@ int search_moves(Position& pos, int side, int ply, int depth, int alpha, int bet
         entry.move_count++;
 
         // 4. Learn, and keep the best.
-        if (quiet && depth > 0) learn_quiet_move(thread, entry, depth, value, low);
+        if (quiet && depth > 0) learn_quiet_move(thread, ply, depth, value, low);
         if (value <= best) continue;
         best = value;
         best_move = move->move;

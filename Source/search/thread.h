@@ -13,6 +13,7 @@
 
 #include "base/state.h"
 #include "board/line.h"
+#include "board/movegen.h"
 #include "board/position.h"
 #include "board/types.h"
 #include "eval/state.h"
@@ -34,10 +35,7 @@ constexpr int NODE_ALL = -1;
 constexpr int LAST_PLY = 65;     // a deeper node is not searched any further
 constexpr int UNDO_SEARCH = 884; // a deeper iteration begins only below this many records
 
-// Move lists of all plies share one store. With at most 16 pieces a side a list has at most 15
-// queens' moves of 27, ten of the king, eight repeated pushes and the sentinel.
-constexpr int LONGEST_LIST = 15 * 27 + 10 + 8 + 1;
-constexpr int MOVE_STORE_SIZE = PLY_SLOTS * LONGEST_LIST;
+constexpr int MOVE_STORE_SIZE = PLY_SLOTS * LONGEST_LIST; // move lists of all plies share it
 
 constexpr int HISTORY_SIZE = PIECE_CODES * 64;
 
