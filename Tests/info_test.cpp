@@ -1,10 +1,6 @@
-// What the search says: info lines, the console's lines, the trace, the stack dump, mates.
+// What the search says: info lines, the console's lines, mates.
 
 #include "search_fixture.h"
-
-#include <fstream>
-
-#include <unistd.h>
 
 #include "base/lock.h"
 #include "search/driver.h"
@@ -240,112 +236,6 @@ TEST_F(Report, QuietSearchSaysNothing) {
     search_nodes(START_FEN, 5);
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
 }
-
-// The stack dump.
-
-TEST_F(Report, StackIsDumpedAtTheTaggedPosition) {
-    Position& pos = root_of(START_FEN);
-    step(pos, "e2e4");
-    step(pos, "e7e5");
-    const int16_t depths[3] = {0, 9, 8}, alphas[3] = {0, -10001, -25};
-    const int16_t betas[3] = {0, 10001, 30}, evals[3] = {0, 12, -9999};
-    const int16_t types[3] = {0, NODE_PV, NODE_ALL};
-    for (int ply : {1, 2}) {
-        at_ply(ply).depth = depths[ply];
-        at_ply(ply).alpha = alphas[ply];
-        at_ply(ply).beta = betas[ply];
-        at_ply(ply).static_eval = evals[ply];
-        at_ply(ply).node_type = types[ply];
-        at_ply(ply).reduction = static_cast<int8_t>(ply * 2);
-    }
-    shell.tag_key = pos.key;
-    testing::internal::CaptureStdout();
-    node_value(pos, 0, 100, 101, NODE_CUT);
-    std::string output = testing::internal::GetCapturedStdout();
-
-    EXPECT_EQ(output.find("ply depth alpha    beta    eval type   move  red\n"
-                          " 1.   9  -10001   10001      12   PV   e2e4    2\n"
-                          " 2.   8     -25      30   -9999  ALL   e7e5    4\n"),
-              0u)
-        << output;
-    testing::internal::CaptureStdout();
-    print_board(pos);
-    std::string board = testing::internal::GetCapturedStdout();
-    EXPECT_NE(output.find(board + "\n"), std::string::npos) << "the board and an empty line";
-    EXPECT_FALSE(print_lock.taken.load());
-}
-
-TEST_F(Report, StackDumpDoesNotChangeTheSearch) {
-    uint64_t nodes = search_nodes(START_FEN, 5);
-    Position& pos = set_up(START_FEN);
-    shell.tag_key = key_after(pos, find_move(pos, "g1f3"));
-    testing::internal::CaptureStdout();
-    uint64_t with_dump = search_nodes(START_FEN, 5);
-    std::string output = testing::internal::GetCapturedStdout();
-    shell.tag_key = 0;
-    EXPECT_EQ(with_dump, nodes);
-    EXPECT_NE(output.find("\n 1.   1  -10001   10001  "), std::string::npos);
-}
-
-TEST_F(Report, NullMoveIsNamedInTheDump) {
-    Position& pos = root_of(START_FEN);
-    step(pos, "e2e4");
-    MoveEntry null_move = {};
-    at_ply(2).current_move = &null_move;
-    at_ply(2).node_type = NODE_CUT;
-    testing::internal::CaptureStdout();
-    print_stack_dump(pos, 3);
-    EXPECT_NE(testing::internal::GetCapturedStdout().find("  CUT   null    0\n"),
-              std::string::npos);
-}
-
-// The trace, from the program itself: it writes to its working directory and ends.
-
-namespace {
-
-std::string trace_of(const std::string& setting) {
-    std::string directory = fresh_directory();
-    Program program = start_program({"-c"}, directory);
-    send(program, "fen 7k/8/8/8/8/8/8/K7 w - -");
-    send(program, setting);
-    send(program, "set depth 2");
-    send(program, "mv");
-    EXPECT_NE(wait_for(program, "move= "), "");
-    send(program, "quit");
-    EXPECT_EQ(wait_exit(program), 0);
-    std::ifstream file(directory + "/trace.txt");
-    std::stringstream text;
-    text << file.rdbuf();
-    return text.str();
-}
-
-} // namespace
-
-TEST(Trace, MovesAreWrittenAsATreeByIteration) {
-    // Behind the searches stands the move of the game.
-    EXPECT_EQ(trace_of("trace 1"), "\n\nSEARCH DEPTH= 1\n"
-                                   "( 1)a1b1 \n"
-                                   "( 1)a1a2 \n"
-                                   "( 1)a1b2 "
-                                   "\n\nSEARCH DEPTH= 2\n"
-                                   "\n( 2)a1b1 "
-                                   "\n( 2)a1a2 "
-                                   "\n( 2)a1b2 "
-                                   "( 0)a1b1 ");
-    EXPECT_EQ(trace_of("trace 2"), "\n\nSEARCH DEPTH= 1\n"
-                                   "( 1)a1b1 \n"
-                                   "( 1)a1a2 \n"
-                                   "( 1)a1b2 "
-                                   "\n\nSEARCH DEPTH= 2\n"
-                                   "\n( 2)a1b1 ( 1)h8g7 "
-                                   "\n         ( 1)h8h7 "
-                                   "\n         ( 1)h8g8 "
-                                   "\n( 2)a1a2 ( 1)h8g7 "
-                                   "\n( 2)a1b2 ( 1)h8g7 "
-                                   "( 0)a1b1 ");
-}
-
-TEST(Trace, NothingIsWrittenWithoutALevel) { EXPECT_EQ(trace_of("trace 0"), ""); }
 
 // Mates, through the program itself.
 

@@ -7,8 +7,8 @@
 #include "board/line.h"
 #include "board/movegen.h"
 #include "board/see.h"
-#include "search/info.h"
-#include "search/thread.h"
+
+void (*trace_move)(const Position& pos, Move move);
 
 static uint64_t piece_key(int code, int square) { return zobrist[code * 64 + square]; }
 
@@ -84,7 +84,7 @@ static void finish_pawn_move(Position& pos, int side, int from, int to, UndoReco
 }
 
 void make_move(Position& pos, Move move) {
-    if (shell.trace_level) search_trace(pos, move);
+    if (trace_move) trace_move(pos, move);
 
     Line& line = *pos.owner;
     UndoRecord& rec = line.undo_stack[line.undo_index];
@@ -207,6 +207,8 @@ void unmake_move(Position& pos) {
 }
 
 void make_null_move(Position& pos) {
+    if (trace_move) trace_move(pos, NULL_MOVE);
+
     Line& line = *pos.owner;
     UndoRecord& rec = line.undo_stack[line.undo_index];
     line.ply++;

@@ -8,6 +8,10 @@
 
 #include "board/position.h"
 
+// Called with the position before each move that is made, a null move being move 0, while the
+// moves of the search are traced; else null. Set by the main thread while no search runs.
+extern void (*trace_move)(const Position& pos, Move move);
+
 // Makes a pseudo-legal move. A pawn that arrives on the last rank without a flag becomes a queen.
 void make_move(Position& pos, Move move);
 

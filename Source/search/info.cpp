@@ -1,8 +1,6 @@
 #include "search/info.h"
 
 #include <cstdio>
-#include <cstdlib>
-#include <cstring>
 
 #include "base/lock.h"
 #include "base/print.h"
@@ -120,44 +118,4 @@ void report_root_move(Move move, int number) {
         PrintFormat("info currmove %s%s currmovenumber %d", SQUARE_NAMES[move_from(move)],
                     SQUARE_NAMES[move_to(move)], number);
     unlock(report_lock);
-}
-
-void search_trace(const Position& pos, Move move) {
-    static FILE* file;
-    SearchThread& thread = thread_of(pos);
-    if (!shell.trace_level) return;
-    if (!file && !(file = fopen("trace.txt", "w"))) exit(0);
-    if (thread.line.ply > shell.trace_level || thread.line.ply >= PLY_SLOTS) return;
-
-    int8_t current = relaxed(thread.current_depth);
-    if (current > thread.trace_depth) fprintf(file, "\n\nSEARCH DEPTH= %d\n", current);
-    if (thread.line.ply <= thread.trace_ply) {
-        fputc('\n', file);
-        for (int ply = 1; ply < thread.line.ply; ply++) fputs("         ", file);
-    }
-    char text[MOVE_TEXT_LENGTH];
-    move_to_text(pos, pos.side, move, text);
-    fprintf(file, "(%2d)%s ", thread.stack[thread.line.ply].depth, text);
-    thread.trace_depth = current;
-    thread.trace_ply = thread.line.ply;
-}
-
-void print_stack_dump(const Position& pos, int ply) {
-    const SearchThread& thread = thread_of(pos);
-    Print("ply depth alpha    beta    eval type   move  red");
-    int side = pos.side ^ (ply & 1) ^ 1; // to move at ply 1
-    for (int i = 1; i < ply; i++, side ^= 1) {
-        const SearchStackEntry& entry = thread.stack[i];
-        char move[MOVE_TEXT_LENGTH];
-        move_to_text(pos, side, entry.current_move->move, move);
-        const char* type = entry.node_type == NODE_ALL ? "ALL"
-                         : entry.node_type == NODE_PV  ? "PV"
-                                                       : "CUT";
-        char text[128];
-        snprintf(text, sizeof text, "%2d. %3d  %6d  %6d  %6d  %3s  %5s  %3d", i, entry.depth,
-                 entry.alpha, entry.beta, entry.static_eval, type, move, entry.reduction);
-        Print(text);
-    }
-    print_board(pos);
-    Print("");
 }

@@ -1,4 +1,4 @@
-// info.h: what the search says while it runs: info lines, the trace, the stack dump.
+// info.h: what the search says while it runs: info lines.
 
 #pragma once
 
@@ -18,10 +18,3 @@ void report_root_move(Move move, int number);
 
 // Samples hash_fill for a report of an iteration.
 void sample_hash_fill_for(int depth);
-
-// Writes a move to trace.txt if the ply is at most trace_level. Called by make_move and by the
-// null move with the position before it; move 0 is the null move.
-void search_trace(const Position& pos, Move move);
-
-// Prints the stack from ply 1 to the ply above `ply`, and the board.
-void print_stack_dump(const Position& pos, int ply);

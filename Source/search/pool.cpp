@@ -11,6 +11,7 @@
 #include "eval/nn.h"
 #include "search/driver.h"
 #include "search/thread.h"
+#include "search/trace.h"
 
 SearchThread* main_thread;
 std::atomic<SearchThread*> search_threads[MAX_THREADS];
@@ -151,6 +152,7 @@ static void master_thread(void*) {
 }
 
 int start_search(int state) {
+    open_trace();
     set_relaxed(engine.stop, 0);
     set_relaxed(engine.game_state, state);
     copies_left.store(engine.num_threads > 1 ? engine.num_threads : 1, std::memory_order_relaxed);

@@ -7,12 +7,12 @@
 #include "board/see.h"
 #include "eval/evaluate.h"
 #include "search/hash.h"
-#include "search/info.h"
 #include "search/movepick.h"
 #include "search/ordering.h"
 #include "search/selectivity.h"
 #include "search/thread.h"
 #include "search/timing.h"
+#include "search/trace.h"
 #include "syzygy/tbprobe.h"
 
 // Values for the comparison of mover and victim, by piece type, in pawns.
@@ -195,7 +195,6 @@ static int search_null_move(Position& pos, SearchThread& thread, int side, int p
     thread.stack[ply + 1].move_list = dummy + 2;
     thread.stack[ply + 2].move_list = dummy + 3;
 
-    if (shell.trace_level) search_trace(pos, NULL_MOVE);
     make_null_move(pos);
     int value =
         -search_node(pos, side ^ 1, ply + 1, depth - reduction - 1, -beta, -alpha, NODE_ALL, pv);

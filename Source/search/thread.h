@@ -105,8 +105,8 @@ struct alignas(64) SearchThread {
     std::atomic<uint64_t> pawn_probes;
     std::atomic<uint64_t> pawn_hits;
 
-    // Of the last call of search_trace.
-    int8_t trace_depth;
+    // Of the last move that this thread wrote to the trace; kept from search to search.
+    int8_t trace_depth; // iteration
     int16_t trace_ply;
 };
 

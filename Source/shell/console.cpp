@@ -20,6 +20,7 @@
 #include "search/selectivity.h"
 #include "search/thread.h"
 #include "search/timing.h"
+#include "search/trace.h"
 #include "shell/edit.h"
 #include "shell/game_file.h"
 #include "shell/game_record.h"
@@ -321,10 +322,6 @@ static void request_think(bool& flag) {
 static void play_itself() {
     active_personality.Ponder = 0;
     request_think(play_self);
-}
-
-static void set_trace(int plies) {
-    shell.trace_level = static_cast<uint8_t>(std::clamp(plies, 0, 255));
 }
 
 static void start_new_game() {
