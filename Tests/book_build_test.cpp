@@ -433,7 +433,7 @@ void count_game(const std::string& result, const std::string& moves,
         char text[64];
         copy_text(text, san.c_str(), sizeof text - 1);
         Move move;
-        if (!parse_move(text, &move)) return;
+        if (!parse_move(game(), text, &move)) return;
         CountedPosition& position = counts[book_key(game())];
         if (position.fen.empty()) position.fen = fen_of(game());
         Count& count = position.moves[book_name(game(), move, san)];

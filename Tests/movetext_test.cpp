@@ -52,7 +52,7 @@ Move parsed(const std::string& text) {
     char buffer[64] = {};
     text.copy(buffer, sizeof buffer - 2);
     Move move = 0x1234;
-    int result = parse_move(buffer, &move);
+    int result = parse_move(game(), buffer, &move);
     EXPECT_TRUE(result == 0 || result == 1);
     if (result == 1) {
         EXPECT_NE(move, NULL_MOVE) << text;

@@ -7,7 +7,6 @@
 #include "base/state.h"
 #include "board/make.h"
 #include "board/movegen.h"
-#include "search/thread.h"
 
 // clang-format off
 const char SQUARE_NAMES[65][3] = {
@@ -171,12 +170,11 @@ static bool matches_form(const char* text, char* form) {
     return strcmp(text, form) == 0;
 }
 
-int parse_move(char* text, Move* out) {
+int parse_move(const Position& pos, char* text, Move* out) {
     *out = NULL_MOVE;
     normalise_move_text(text);
     if (text[0] == 0) return 0;
 
-    Position& pos = main_thread->position;
     int found = 0;
     MoveEntry list[LONGEST_ODD_LIST];
     gen_list(pos, list);

@@ -1,4 +1,7 @@
 // movetext.h: moves as text: coordinates for the protocol, SAN-like forms for people and input.
+//
+// Nothing here changes the position, so that any thread may ask about its own. Two flags decide
+// the spelling of coordinates: ShellState::uci_mode and ::chess960.
 
 #pragma once
 
@@ -30,8 +33,8 @@ void move_to_text_raw(const Position& pos, int side, Move move, char* out);
 void move_to_forms(const Position& pos, Move move, char* coordinate, char* short_form,
                    char* file_form, char* rank_form);
 
-// Reads a move in any of its four forms, in the position of the main thread. "+" and what follows
-// it is cut, "O" and "0" are taken for "o". Returns 1 on success; otherwise 0, with `*out` 0 or a
-// candidate to be ignored, after "ambiguous move" on standard output if two moves fit. The text
-// is changed in place and needs room for one character more.
-int parse_move(char* text, Move* out);
+// Reads a move in any of its four forms. "+" and what follows it is cut, "O" and "0" are taken
+// for "o". Returns 1 on success; otherwise 0, with `*out` 0 or a candidate to be ignored, after
+// "ambiguous move" on standard output if two moves fit; nothing else is ever printed. The text is
+// changed in place and needs room for one character more.
+int parse_move(const Position& pos, char* text, Move* out);

@@ -109,7 +109,7 @@ static bool count_move(Position& pos, GamesReader& reader, char* text) {
     const uint64_t key = book_key(pos);
     const int side = pos.side;
     Move move;
-    if (!parse_move(text, &move)) {
+    if (!parse_move(pos, text, &move)) {
         reader.stopped = true;
         return true;
     }

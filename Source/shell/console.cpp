@@ -304,7 +304,7 @@ static void enter_move(const Words& words) {
     char text[WORD_LENGTH + 2];
     Move move;
     copy_text(text, typed, WORD_LENGTH);
-    if (!parse_move(text, &move)) {
+    if (!parse_move(pos, text, &move)) {
         printf("invalid: %s%s\n", SQUARE_NAMES[move_from(move)], SQUARE_NAMES[move_to(move)]);
         fflush(stdout);
         return;

@@ -79,7 +79,7 @@ static bool play_words(Position& pos, char* words) {
         Move move;
         copy_text(text, word, sizeof text);
         copy_text(parsed, text, sizeof parsed);
-        if (!parse_move(parsed, &move)) {
+        if (!parse_move(pos, parsed, &move)) {
             PrintFormat("can't parse move '%s'", text);
             return false;
         }

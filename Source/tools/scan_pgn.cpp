@@ -193,7 +193,7 @@ static void replay_game(GameWriter& game, Position& pos, int mode) {
         char text[SCAN_MOVE_LENGTH + 1]; // parse_move may add a character
         Move move;
         copy_text(text, game.moves[i].text, SCAN_MOVE_LENGTH);
-        if (!parse_move(text, &move) || !write_move(game, pos, mode, i, first_side)) return;
+        if (!parse_move(pos, text, &move) || !write_move(game, pos, mode, i, first_side)) return;
         make_game_move(pos, move);
     }
 }

@@ -38,7 +38,7 @@ static bool is_found_move(const char* text) {
     char copy[EPD_LINE_LENGTH + 1];
     Move move;
     copy_text(copy, text, EPD_LINE_LENGTH);
-    return parse_move(copy, &move) && move == engine.pv[1];
+    return parse_move(main_thread->position, copy, &move) && move == engine.pv[1];
 }
 
 static void count_best_move(const EpdLine& epd, Totals& totals) {
@@ -52,7 +52,7 @@ static void count_best_move(const EpdLine& epd, Totals& totals) {
     } else if (epd.am[0]) {
         Move move;
         copy_text(text, epd.am, EPD_LINE_LENGTH);
-        totals.best_moves += parse_move(text, &move) && move != engine.pv[1];
+        totals.best_moves += parse_move(main_thread->position, text, &move) && move != engine.pv[1];
     }
 }
 
