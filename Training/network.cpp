@@ -9,8 +9,8 @@
 
 namespace {
 
-// The file's head, in its order. Rows 3 and 4 of the outputs, the outputs' biases and all extras but
-// one are stored and never read.
+// The file's head, in its order. Rows 3 and 4 of the outputs, the outputs' biases and all extras
+// but one are stored and never read.
 struct FileHead {
     uint16_t version, format, board_inputs, material_inputs, hidden1, hidden2, outputs;
     uint16_t weight_count[2]; // 32 bits, low half first

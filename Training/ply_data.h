@@ -71,8 +71,8 @@ inline float ply_result(const PlyRecord& record) {
     return static_cast<float>(record_result(record)) * 0.5f;
 }
 
-// What training aims at for the side to move: lambda parts of the score's probability and 1 - lambda
-// parts of the result; the score alone where there is no result.
+// What training aims at for the side to move: lambda parts of the score's probability and
+// 1 - lambda parts of the result; the score alone where there is no result.
 double ply_target(const PlyRecord& record, double lambda);
 
 // Probability of winning for a score in evaluation units.

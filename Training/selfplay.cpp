@@ -11,8 +11,8 @@
 #include "Training/workers.h"
 #include "base/state.h"
 #include "base/text.h"
-#include "shell/think.h"
 #include "shell/start.h"
+#include "shell/think.h"
 
 static constexpr char USAGE[] =
     "usage: selfplay --out DIR [options]\n"
@@ -28,7 +28,8 @@ static constexpr char USAGE[] =
     "  --openings FILE        EPD file of positions to begin games with\n"
     "  --openings-share PERCENT  games from these positions (15)\n"
     "  --network FILE         network to play with, \"embedded\", or \"hce\" (hce)\n"
-    "  --params FILE          parameters of the hand-crafted evaluation (params.txt, if it is there)\n";
+    "  --params FILE          parameters of the hand-crafted evaluation "
+    "(params.txt, if it is there)\n";
 
 static int processors() {
     long count = sysconf(_SC_NPROCESSORS_ONLN);

@@ -34,8 +34,9 @@ extern std::atomic<uint8_t> selfplay_interrupted;
 // `hash_mb` megabytes, at least 1. Returns false when memory ran out.
 bool prepare_engine(int hash_mb);
 
-// Takes up a network file, "embedded" for the engine's own, or "hce" for the hand-crafted evaluation.
-// Returns false, after a message on standard error, if it can't be read or is no network.
+// Takes up a network file, "embedded" for the engine's own, or "hce" for the hand-crafted
+// evaluation. Returns false, after a message on standard error, if it can't be read or is no
+// network.
 bool choose_evaluation(const char* network);
 
 struct SearchAnswer {

@@ -47,8 +47,8 @@ constexpr int HASH_SPARE = 16; // entries behind the last index, for the last bu
 extern HashEntry* hash_table; // null without a table
 extern uint64_t hash_entries; // indexes; 65,536 a megabyte
 
-// Allocates the table for engine.hash_mb megabytes and clears it; the old table is freed. The first call also makes the position keys. Returns 1, or 0 if memory ran out;
-// then there is no table.
+// Allocates the table for engine.hash_mb megabytes and clears it; the old table is freed. The first
+// call also makes the position keys. Returns 1, or 0 if memory ran out; then there is no table.
 int hash_alloc();
 
 // Frees the table, if there is one.
