@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include <cstring>
 #include <string>
 #include <utility>
 #include <vector>
@@ -10,6 +11,7 @@
 #include <gtest/gtest.h>
 
 #include "base/state.h"
+#include "board/legal.h"
 #include "board/make.h"
 #include "board/movegen.h"
 #include "board/movetext.h"
@@ -98,6 +100,36 @@ inline testing::AssertionResult consistent(const Position& pos, bool odd = false
     if (fresh.key != pos.key) return wrong("key");
     if (fresh.pawn_key != pos.pawn_key) return wrong("pawn key");
     return testing::AssertionSuccess();
+}
+
+// What make and unmake must leave as it was.
+struct Snapshot {
+    Position position;
+    int16_t undo_index, ply;
+    Move last_move;
+};
+
+inline Snapshot snapshot(const Position& pos) {
+    const SearchThread& thread = thread_of(pos);
+    return {pos, thread.line.undo_index, thread.line.ply, thread.line.last_move};
+}
+
+// Compares byte by byte.
+inline testing::AssertionResult unchanged(const Snapshot& old, const Position& pos) {
+    const SearchThread& thread = thread_of(pos);
+    if (memcmp(static_cast<const void*>(&old.position), static_cast<const void*>(&pos), sizeof pos))
+        return testing::AssertionFailure() << "position " << fen_of(old.position);
+    if (old.undo_index != thread.line.undo_index || old.ply != thread.line.ply
+        || old.last_move != thread.line.last_move)
+        return testing::AssertionFailure() << "counters of " << fen_of(old.position);
+    return testing::AssertionSuccess();
+}
+
+// A move of the position by its text; castling as the king's step.
+inline Move must_find(Position& pos, const char* text) {
+    Move move = find_move(pos, text);
+    EXPECT_NE(move, NULL_MOVE) << text << " in " << fen_of(pos);
+    return move;
 }
 
 // A Chess960 start position as FEN text.

@@ -2,6 +2,7 @@
 
 #include "search_fixture.h"
 
+#include "board/make.h"
 #include "search/driver.h"
 #include "shell/uci.h"
 

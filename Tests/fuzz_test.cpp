@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include "board/draw.h"
 #include "board/make.h"
 #include "search/perft.h"
 #include "shell/think.h"

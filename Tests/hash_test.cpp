@@ -509,7 +509,7 @@ TEST_F(Hash, MovesAreValidWhereTheyAreLegal) {
         std::vector<Move> moves = legal_moves(pos);
         std::set<Move> legal(moves.begin(), moves.end());
         for (int move = 0; move < 65536; move++)
-            ASSERT_EQ(hash_move_valid(pos, static_cast<Move>(move)),
+            ASSERT_EQ(stored_move_valid(pos, static_cast<Move>(move)),
                       legal.count(static_cast<Move>(move)) == 1)
                 << "move " << move;
     }

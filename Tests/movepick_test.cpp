@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include "board/attack.h"
+#include "board/legal.h"
 #include "board/movegen.h"
 #include "board/see.h"
 #include "board_support.h"
@@ -65,7 +67,7 @@ protected:
             thread.stack[ply].move_list = thread.move_store + 1;
         }
         node().current_move = node().move_list - 1; // nothing handed out yet
-        int checker = first_attacker(pos, pos.king_square[pos.side], pos.side ^ 1, occupied(pos));
+        int checker = find_checker(pos, pos.side);
         node().checker_square = static_cast<uint8_t>(checker);
         node().in_check = checker != NO_SQUARE;
         node().stage = static_cast<uint16_t>(options);

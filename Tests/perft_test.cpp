@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 
+#include "board/make.h"
 #include "board_support.h"
 #include "search/perft.h"
 

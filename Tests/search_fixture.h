@@ -17,6 +17,9 @@
 #include "support.h"
 
 #include "base/state.h"
+#include "board/attack.h"
+#include "board/classify.h"
+#include "board/legal.h"
 #include "board/make.h"
 #include "board/movetext.h"
 #include "board/see.h"
@@ -173,7 +176,7 @@ inline Position& node_after(const char* fen, const char* move) {
     step(pos, move);
     SearchThread& thread = thread_of(pos);
     SearchStackEntry& node = thread.stack[thread.line.ply];
-    int checker = first_attacker(pos, pos.king_square[pos.side], pos.side ^ 1, occupied(pos));
+    int checker = find_checker(pos, pos.side);
     node.checker_square = static_cast<uint8_t>(checker);
     node.in_check = checker != NO_SQUARE;
     return pos;

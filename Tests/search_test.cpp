@@ -2,6 +2,10 @@
 
 #include "search_fixture.h"
 
+#include "board/attack.h"
+#include "board/classify.h"
+#include "board/legal.h"
+#include "board/make.h"
 #include "eval/evaluate.h"
 #include "syzygy/tbprobe.h"
 
@@ -1015,7 +1019,7 @@ TEST_F(Search, LineIsWrittenBehindTheBestMove) {
     search_node(pos, WHITE, 2, 5, -10001, 10001, NODE_PV, pv);
     int end = 2;
     for (; end < PLY_SLOTS && pv[end]; end++) {
-        ASSERT_TRUE(hash_move_valid(pos, pv[end])) << "ply " << end;
+        ASSERT_TRUE(stored_move_valid(pos, pv[end])) << "ply " << end;
         make_move(pos, pv[end]);
     }
     EXPECT_GE(end, 4);

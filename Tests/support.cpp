@@ -15,6 +15,7 @@
 
 #include <gtest/gtest.h>
 
+#include "board/legal.h"
 #include "board/make.h"
 #include "board/movegen.h"
 #include "board/movetext.h"

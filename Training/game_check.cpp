@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "Training/ply_record.h"
+#include "board/legal.h"
 #include "board/make.h"
 #include "board/movegen.h"
 #include "search/thread.h"

@@ -4,7 +4,8 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "board/make.h"
+#include "board/attack.h"
+#include "board/castling.h"
 #include "search/thread.h"
 
 static bool captures_or_promotes(const Position& pos, Move move) {
@@ -55,12 +56,12 @@ static bool is_position(const PlyRecord& record) {
 static void restore_castling(Position& pos, int rights) {
     set_castling_rights(pos, "");
     for (int right = 0; right < CASTLING_RIGHTS; right++) {
-        int side = right >> 1, king = pos.king_square[side];
+        int side = side_of_right(right), king = pos.king_square[side];
         if (!(rights >> right & 1) || rank_of(king) != rank_of(rank_flip[side])) continue;
-        bool king_side = (right & 1) == 0;
-        Bitboard rooks = pos.pieces[side][ROOK] & (king_side ? ray_east[king] : ray_west[king]);
+        Bitboard rooks = rooks_on_wing(pos, right);
         if (!rooks) continue;
-        int rook = king_side ? bit_scan_reverse(rooks) : bit_scan_forward(rooks);
+        int rook =
+            wing_of_right(right) == KING_SIDE ? bit_scan_reverse(rooks) : bit_scan_forward(rooks);
         grant_castling(pos, right, rook);
     }
 }

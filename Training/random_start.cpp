@@ -2,6 +2,8 @@
 
 #include <cstdio>
 
+#include "board/castling.h"
+#include "board/legal.h"
 #include "board/make.h"
 #include "board/movegen.h"
 #include "board/see.h"
@@ -93,10 +95,10 @@ static std::string base_position(Random& random, StartKind kind,
 // record that doesn't name the rook.
 static bool castles_with_outer_rooks(const Position& pos) {
     for (int right = 0; right < CASTLING_RIGHTS; right++) {
-        if (!(pos.castling >> right & 1)) continue;
+        if (!has_right(pos, right)) continue;
         int rook = pos.castle_rook[right];
         Bitboard beyond = right & 1 ? ray_west[rook] : ray_east[rook];
-        if (beyond & pos.pieces[right >> 1][ROOK]) return false;
+        if (beyond & pos.pieces[side_of_right(right)][ROOK]) return false;
     }
     return true;
 }

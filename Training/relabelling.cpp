@@ -12,6 +12,7 @@
 #include "Training/ply_data.h"
 #include "Training/random_start.h"
 #include "Training/selfplay_game.h"
+#include "board/attack.h"
 #include "board/make.h"
 #include "board/movegen.h"
 #include "eval/evaluate.h"

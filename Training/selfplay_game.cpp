@@ -8,6 +8,8 @@
 
 #include "Training/random_start.h"
 #include "base/text.h"
+#include "board/attack.h"
+#include "board/draw.h"
 #include "board/make.h"
 #include "board/movegen.h"
 #include "eval/evaluate.h"
@@ -98,7 +100,6 @@ constexpr int NO_RESULT = -1;
 
 // White's result where the rules end the game, else NO_RESULT.
 static int result_by_rules(Position& pos) {
-    constexpr int FIFTY_MOVES = 100; // plies
     if (all_legal_moves(pos).empty()) {
         if (!king_in_check(pos)) return RESULT_DRAWN;
         return pos.side == WHITE ? RESULT_LOST : RESULT_WON;

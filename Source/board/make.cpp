@@ -1,30 +1,11 @@
 #include "board/make.h"
 
-#include <algorithm>
 #include <cstring>
 
-#include "base/state.h"
+#include "board/castling.h"
 #include "board/line.h"
-#include "board/movegen.h"
-#include "board/see.h"
 
 void (*trace_move)(const Position& pos, Move move);
-
-static uint64_t piece_key(int code, int square) { return zobrist[code * 64 + square]; }
-
-static bool is_castling(Move move, int mover) {
-    return (move & FLAG_MASK) != 0 && type_of(mover) == KING;
-}
-
-// The right that a castling move uses.
-static int castling_right(int side, Move move) {
-    return side * 2 + (move & FLAG_KING_SIDE ? 0 : 1);
-}
-
-// The square where the castling rook ends: on the inner side of the king.
-static int castled_rook_square(Move move) {
-    return move & FLAG_KING_SIDE ? move_to(move) - 1 : move_to(move) + 1;
-}
 
 // Moves a piece to an empty square on the board and in the bitboards.
 static void shift_piece(Position& pos, int code, int from, int to) {
@@ -36,10 +17,10 @@ static void shift_piece(Position& pos, int code, int from, int to) {
 }
 
 static void make_castling(Position& pos, int side, Move move, int king) {
-    int from = move_from(move), to = move_to(move);
-    int rook = piece_code(side, ROOK);
-    int rook_from = pos.castle_rook[castling_right(side, move)];
-    int rook_to = castled_rook_square(move);
+    const int wing = castling_wing(move), rook = piece_code(side, ROOK);
+    const int from = move_from(move), to = castled_king_square(side, wing);
+    const int rook_from = pos.castle_rook[castling_right(side, wing)];
+    const int rook_to = castled_rook_square(side, wing);
 
     // King and rook may trade places, so the rook leaves the board first.
     remove_piece(pos, rook_from, rook);
@@ -96,8 +77,9 @@ void make_move(Position& pos, Move move) {
     bool castling = is_castling(move, mover);
     int victim = castling ? 0 : pos.board[to];
     if (castling) {
-        to = (from & 56) + (move & FLAG_KING_SIDE ? G1 : C1);
-        move = static_cast<Move>((move & ~63) | to);
+        // The protocol may name the rook's square.
+        to = castled_king_square(side, castling_wing(move));
+        move = static_cast<Move>(make_plain_move(from, to) | (move & FLAG_MASK));
     }
 
     rec.key = pos.key;
@@ -165,11 +147,11 @@ uint64_t likely_key_after(const Position& pos, const MoveEntry& entry) {
 }
 
 static void unmake_castling(Position& pos, int side, Move move) {
-    int from = move_from(move), to = move_to(move);
-    int rook = piece_code(side, ROOK), king = piece_code(side, KING);
-    remove_piece(pos, castled_rook_square(move), rook);
+    const int from = move_from(move), to = move_to(move), wing = castling_wing(move);
+    const int rook = piece_code(side, ROOK), king = piece_code(side, KING);
+    remove_piece(pos, castled_rook_square(side, wing), rook);
     if (from != to) shift_piece(pos, king, to, from);
-    add_piece(pos, pos.castle_rook[castling_right(side, move)], rook);
+    add_piece(pos, pos.castle_rook[castling_right(side, wing)], rook);
     pos.king_square[side] = static_cast<uint8_t>(from);
 }
 
@@ -237,201 +219,4 @@ void unmake_null_move(Position& pos) {
     pos.halfmoves = rec.halfmoves;
     pos.key = rec.key;
     line.last_move = line.undo_index > 0 ? line.undo_stack[line.undo_index - 1].move : NULL_MOVE;
-}
-
-int square_attacked(const Position& pos, int square, int by_side) {
-    const Bitboard* pieces = pos.pieces[by_side];
-    if (pawn_attacks[by_side ^ 1][square] & pieces[PAWN]) return 1;
-    if (knight_attacks[square] & pieces[KNIGHT]) return 1;
-    if (king_attacks[square] & pieces[KING]) return 1;
-
-    Bitboard diagonals = bishop_rays[square] & (pieces[BISHOP] | pieces[QUEEN]);
-    Bitboard orthogonals = rook_rays[square] & (pieces[ROOK] | pieces[QUEEN]);
-    Bitboard occ = occupied(pos);
-    if (diagonals && (bishop_attacks(square, occ) & diagonals)) return 1;
-    return orthogonals && (rook_attacks(square, occ) & orthogonals);
-}
-
-// Tells whether `side` attacks the square with the given occupancy, without the pieces outside
-// `present`.
-static bool attacked_through(const Position& pos, int square, int side, Bitboard occ,
-                             Bitboard present) {
-    const Bitboard* pieces = pos.pieces[side];
-
-    Bitboard diagonals = bishop_rays[square] & (pieces[BISHOP] | pieces[QUEEN]) & present;
-    if (diagonals && (bishop_attacks(square, occ) & diagonals)) return true;
-    Bitboard orthogonals = rook_rays[square] & (pieces[ROOK] | pieces[QUEEN]) & present;
-    if (orthogonals && (rook_attacks(square, occ) & orthogonals)) return true;
-    return ((pawn_attacks[side ^ 1][square] & pieces[PAWN])
-            | (knight_attacks[square] & pieces[KNIGHT]) | (king_attacks[square] & pieces[KING]))
-         & present;
-}
-
-static int legal_castling(const Position& pos, int side, Move move) {
-    int from = move_from(move), to = move_to(move), step = to > from ? 1 : -1;
-    for (int square = from;; square += step) {
-        if (square_attacked(pos, square, side ^ 1)) return 0;
-        if (square == to) return 1;
-    }
-}
-
-int legal_move(const Position& pos, int side, Move move) {
-    if (move == NULL_MOVE) return 0;
-    int from = move_from(move), to = move_to(move), mover = type_of(pos.board[from]);
-    if (is_castling(move, mover)) return legal_castling(pos, side, move);
-
-    int king = mover == KING ? to : pos.king_square[side];
-    if (king == NO_SQUARE) return 1; // nothing to expose
-    Bitboard taken = bit(to);
-    Bitboard occ = (occupied(pos) & ~bit(from)) | bit(to);
-    if (is_ep_square(pos, mover, to)) {
-        Bitboard passed = bit((to - pawn_push[side]) & 63);
-        occ &= ~passed;
-        taken |= passed;
-    }
-    return !attacked_through(pos, king, side ^ 1, occ, ~taken);
-}
-
-int castling_exposes_king(const Position& pos, int side, Move move) {
-    if (!is_castling(move, pos.board[move_from(move)])) return 0;
-    int to = move_to(move);
-    Bitboard moving = bit(move_from(move)) | bit(pos.castle_rook[castling_right(side, move)]);
-    Bitboard occ = (occupied(pos) & ~moving) | bit(to) | bit(castled_rook_square(move));
-    return attacked_through(pos, to, side ^ 1, occ, ~Bitboard{0});
-}
-
-// Tells whether any legal move exists in a game position.
-static bool has_legal_move(const Position& pos) {
-    MoveEntry list[LONGEST_ODD_LIST];
-    gen_list(pos, list);
-    for (const MoveEntry* entry = list; entry->move != LIST_END; entry++)
-        if (legal_move(pos, pos.side, entry->move)) return true;
-    return false;
-}
-
-int is_draw(Position& pos, int ply) {
-    constexpr int FIRST_REPETITION = 4; // plies that a repetition takes at least
-    constexpr int FIFTY_MOVES = 100;    // plies; the draw is beyond
-
-    if (pos.halfmoves < FIRST_REPETITION) return 0;
-    if (pos.halfmoves > FIFTY_MOVES && (ply > 0 || !has_legal_move(pos))) return 1;
-
-    // No position comes back after a capture, pawn move or castling. `halfmoves` counts from
-    // there, but for the null moves of the line, of which there are fewer than plies.
-    const Line& line = *pos.owner;
-    int top = line.undo_index;
-    int lowest = std::max(0, top - pos.halfmoves - PLY_SLOTS);
-    int matches = 0;
-    for (int i = top - 2; i >= lowest; i -= 2) {
-        const UndoRecord& rec = line.undo_stack[i];
-        if (rec.move == NULL_MOVE) return 0; // no repetition across a null move
-        if (rec.key != pos.key) continue;
-        if (top - ply < i || ++matches == 2) return 1;
-    }
-    return 0;
-}
-
-bool gives_check(const Position& pos, int side, Move move, int mover_type) {
-    int from = move_from(move), to = move_to(move), king = pos.king_square[side ^ 1];
-    if (from == to || king == NO_SQUARE) return false;
-    int arrives = mover_type == PAWN && (move & FLAG_MASK) ? promoted_type(move) : mover_type;
-
-    Bitboard occ = (occupied(pos) & ~bit(from)) | bit(to);
-    switch (arrives) {
-    case PAWN:
-        if (pawn_attacks[side][to] & bit(king)) return true;
-        break;
-    case KNIGHT:
-        if (knight_attacks[to] & bit(king)) return true;
-        break;
-    case BISHOP:
-        if ((bishop_rays[to] & bit(king)) && !(between[to][king] & occ)) return true;
-        break;
-    case ROOK:
-        if ((rook_rays[to] & bit(king)) && !(between[to][king] & occ)) return true;
-        break;
-    case QUEEN:
-        if (((rook_rays[to] | bishop_rays[to]) & bit(king)) && !(between[to][king] & occ))
-            return true;
-        break;
-    default: // a king next to the other one
-        if (king_attacks[to] & bit(king)) return true;
-    }
-    return attacked_through(pos, king, side, occ, ~(bit(from) | bit(to)));
-}
-
-int classify_move(const Position& pos, int side, const MoveEntry& entry) {
-    Move move = entry.move;
-    int to = move_to(move), mover = type_of(entry.mover);
-    int r = gives_check(pos, side, move, mover) ? CLASS_CHECK : 0;
-    if (entry.victim || is_ep_square(pos, mover, to)) r |= CLASS_CAPTURE;
-    if (mover != PAWN) return r;
-
-    if (move & FLAG_QUEEN) return r | CLASS_QUEENING;
-    int rank = rank_of(to ^ rank_flip[side]);
-    if (rank == 6) return r | CLASS_SEVENTH;
-    if (rank == 7) return r | CLASS_PAWN;
-    if (rank == 5 && pos.board[to + pawn_push[side]] == 0
-        && !(pawn_front_span[side][to] & pos.pieces[side ^ 1][PAWN]))
-        return r | CLASS_PAWN;
-    return r;
-}
-
-// The lone piece between a slider and its target, for each slider of a set.
-static Bitboard lone_blockers(Bitboard sliders, int target, Bitboard occ) {
-    Bitboard result = 0;
-    while (sliders) {
-        Bitboard blockers = between[pop_lowest(sliders)][target] & occ;
-        if (blockers && !(blockers & (blockers - 1))) result |= blockers;
-    }
-    return result;
-}
-
-Bitboard pinned_pieces(const Position& pos, int side) {
-    const Bitboard* enemy = pos.pieces[side ^ 1];
-    Bitboard occ = occupied(pos), result = 0;
-    int king = pos.king_square[side];
-    if (king != NO_SQUARE) {
-        result |= lone_blockers(bishop_rays[king] & (enemy[BISHOP] | enemy[QUEEN]), king, occ);
-        result |= lone_blockers(rook_rays[king] & (enemy[ROOK] | enemy[QUEEN]), king, occ);
-    }
-    if (pos.pieces[side][QUEEN]) {
-        int queen = bit_scan_forward(pos.pieces[side][QUEEN]);
-        result |= lone_blockers(bishop_rays[queen] & enemy[BISHOP], queen, occ);
-        result |= lone_blockers(rook_rays[queen] & enemy[ROOK], queen, occ);
-    }
-    return result & pos.pieces[side][ALL_PIECES];
-}
-
-// The part of discovers_support for one kind of line.
-static bool supports_on_lines(Position& pos, int type, int from, int to, Bitboard targets,
-                              Bitboard blockers) {
-    int side = pos.side;
-    while (targets) {
-        int square = pop_lowest(targets);
-        if (between[to][square] & blockers) continue;
-        pos.pieces[side][type] ^= bit(from);
-        pos.pieces[side][ALL_PIECES] ^= bit(from);
-        int attacked = square_attacked(pos, square, side);
-        pos.pieces[side][type] ^= bit(from);
-        pos.pieces[side][ALL_PIECES] ^= bit(from);
-        if (attacked) return true;
-    }
-    return false;
-}
-
-int discovers_support(Position& pos, int type, int from, int to, Bitboard targets) {
-    const Bitboard* own = pos.pieces[pos.side];
-    Bitboard occ = occupied(pos);
-    if (type == ROOK || type == QUEEN) {
-        Bitboard lines = targets & rook_rays[to] & ~rook_rays[from] & ~bit(from);
-        if (supports_on_lines(pos, type, from, to, lines, occ & ~(own[ROOK] | own[QUEEN])))
-            return 1;
-    }
-    if (type == BISHOP || type == QUEEN) {
-        Bitboard lines = targets & bishop_rays[to] & ~bishop_rays[from] & ~bit(from);
-        if (supports_on_lines(pos, type, from, to, lines, occ & ~(own[BISHOP] | own[QUEEN])))
-            return 1;
-    }
-    return 0;
 }

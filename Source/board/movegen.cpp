@@ -1,5 +1,7 @@
 #include "board/movegen.h"
 
+#include "board/castling.h"
+
 constexpr Bitboard RANKS_2_TO_7 = 0x00FFFFFFFFFFFF00ULL;
 constexpr Bitboard RANKS_3_TO_6 = 0x0000FFFFFFFF0000ULL;
 
@@ -125,14 +127,10 @@ MoveEntry* gen_seventh_pushes(const Position& pos, int side, MoveEntry* out) {
 }
 
 static MoveEntry* gen_castling(const Position& pos, int side, MoveEntry* out) {
-    int king = pos.king_square[side];
-    for (int wing = 0; wing < 2; wing++) {
-        int right = side * 2 + wing;
-        if (!(pos.castling >> right & 1) || (pos.castle_empty[right] & occupied(pos))) continue;
-        int to = (king & 56) + (wing == 0 ? G1 : C1);
-        out->move = static_cast<Move>(make_plain_move(king, to)
-                                      | (wing == 0 ? FLAG_KING_SIDE : FLAG_QUEEN_SIDE));
-        out->mover = pos.board[king];
+    for (int wing : {KING_SIDE, QUEEN_SIDE}) {
+        if (!way_is_free(pos, castling_right(side, wing))) continue;
+        out->move = castling_move(pos, side, wing);
+        out->mover = pos.board[pos.king_square[side]];
         out->victim = 0;
         out++;
     }

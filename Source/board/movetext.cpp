@@ -5,7 +5,9 @@
 #include <cstring>
 
 #include "base/state.h"
-#include "board/make.h"
+#include "board/castling.h"
+#include "board/classify.h"
+#include "board/legal.h"
 #include "board/movegen.h"
 
 // clang-format off
@@ -28,7 +30,7 @@ static void write_squares(int from, int to, char* out) {
 }
 
 static int castling_rook(const Position& pos, int side, Move move) {
-    return pos.castle_rook[side * 2 + (move & FLAG_KING_SIDE ? 0 : 1)];
+    return pos.castle_rook[castling_right(side, castling_wing(move))];
 }
 
 void move_to_text_raw(const Position& pos, int side, Move move, char* out) {

@@ -3,9 +3,9 @@
 #include <cstring>
 
 #include "base/print.h"
+#include "board/attack.h"
+#include "board/castling.h"
 #include "board/line.h"
-#include "board/see.h"
-#include "search/thread.h"
 
 constexpr char PIECE_LETTERS[] = "PNBRQK"; // by type, from type 1 on
 
@@ -107,63 +107,13 @@ void set_position(Position& pos, const char* fen) {
     pos.owner->undo_index = 0;
 }
 
-// The rights that the castling field asks for, as bits of Position::castling.
-static int wanted_rights(const Position& pos, const char* field) {
-    int wanted = 0;
-    for (; *field; field++) {
-        char c = *field;
-        if (c == 'K') wanted |= 1;
-        if (c == 'Q') wanted |= 2;
-        if (c == 'k') wanted |= 4;
-        if (c == 'q') wanted |= 8;
-        if (c >= 'A' && c <= 'H') wanted |= file_of(pos.king_square[WHITE]) < c - 'A' ? 1 : 2;
-        if (c >= 'a' && c <= 'h') wanted |= file_of(pos.king_square[BLACK]) < c - 'a' ? 4 : 8;
-    }
-    return wanted;
-}
-
-void grant_castling(Position& pos, int right, int rook) {
-    int side = right >> 1, king = pos.king_square[side];
-    int home = rank_flip[side]; // a-file square of the home rank
-    bool king_side = (right & 1) == 0;
-    int king_to = home + (king_side ? G1 : C1);
-    int rook_to = home + (king_side ? F1 : D1);
-    Bitboard path = between[king][king_to] | between[rook][rook_to] | bit(king_to) | bit(rook_to);
-    pos.castle_rook[right] = static_cast<uint8_t>(rook);
-    pos.castle_mask[right] = bit(king) | bit(rook);
-    pos.castle_empty[right] = path & ~(bit(king) | bit(rook));
-    pos.castling = static_cast<uint8_t>(pos.castling | (1 << right));
-}
-
-void set_castling_rights(Position& pos, const char* field) {
-    for (int right = 0; right < CASTLING_RIGHTS; right++) {
-        pos.castle_mask[right] = 0;
-        pos.castle_empty[right] = 0;
-        pos.castle_rook[right] = NO_SQUARE;
-    }
-
-    int wanted = wanted_rights(pos, field);
-    for (int right = 0; right < CASTLING_RIGHTS; right++) {
-        int side = right >> 1, king = pos.king_square[side];
-        int home = rank_flip[side]; // a-file square of the home rank
-        if (!(wanted >> right & 1) || king == NO_SQUARE || king < home || king > home + 7) continue;
-
-        // With two rooks on the wing it can't be known which one is meant, and a guess would
-        // castle with the wrong one. The right is dropped without a message.
-        bool king_side = (right & 1) == 0;
-        Bitboard rooks = pos.pieces[side][ROOK] & (king_side ? ray_east[king] : ray_west[king]);
-        if (pop_count(rooks) != 1) continue;
-        grant_castling(pos, right, bit_scan_forward(rooks));
-    }
-}
-
 void compute_keys(Position& pos) {
     pos.key = pos.pawn_key = 0;
     for (int square = 0; square < SQUARES; square++) {
         int code = pos.board[square];
         if (code == 0) continue;
-        pos.key ^= zobrist[code * 64 + square];
-        if (type_of(code) == PAWN) pos.pawn_key ^= zobrist[code * 64 + square];
+        pos.key ^= piece_key(code, square);
+        if (type_of(code) == PAWN) pos.pawn_key ^= piece_key(code, square);
     }
     // The row of the empty square serves en passant (16-23, 40-47) and rights (0-15).
     if (pos.ep_square != NO_SQUARE) pos.key ^= zobrist[pos.ep_square];
@@ -193,7 +143,7 @@ void write_fen(const Position& pos, char* out, int with_counters) {
     *out++ = ' ';
     if (pos.castling == 0) *out++ = '-';
     for (int right = 0; right < CASTLING_RIGHTS; right++)
-        if (pos.castling >> right & 1) *out++ = "KQkq"[right];
+        if (has_right(pos, right)) *out++ = "KQkq"[right];
     *out++ = ' ';
     if (pos.ep_square == NO_SQUARE) {
         *out++ = '-';
@@ -226,18 +176,16 @@ void print_board(const Position& pos) {
 }
 
 const char* unsearchable_reason(const Position& pos) {
-    constexpr int MOST_PIECES = 16; // of one side; longer move lists have no room
+    constexpr int MAX_PIECES = 16; // of one side; longer move lists have no room
 
     for (int side : {WHITE, BLACK}) {
         if (pop_count(pos.pieces[side][KING]) != 1)
             return side == WHITE ? "white does not have exactly one king"
                                  : "black does not have exactly one king";
-        if (pop_count(pos.pieces[side][ALL_PIECES]) > MOST_PIECES)
+        if (pop_count(pos.pieces[side][ALL_PIECES]) > MAX_PIECES)
             return side == WHITE ? "white has more than 16 pieces"
                                  : "black has more than 16 pieces";
     }
-    int waiting = pos.side ^ 1;
-    if (first_attacker(pos, pos.king_square[waiting], pos.side, occupied(pos)) != NO_SQUARE)
-        return "the side not to move is in check";
+    if (find_checker(pos, pos.side ^ 1) != NO_SQUARE) return "the side not to move is in check";
     return nullptr;
 }

@@ -72,9 +72,14 @@ inline Bitboard occupied(const Position& pos) {
     return pos.pieces[WHITE][ALL_PIECES] | pos.pieces[BLACK][ALL_PIECES];
 }
 
-// What a colour may still do, from the counts: number of pawns.
+// The number of pawns of a colour.
 inline int pawn_count(const Position& pos, int side) {
     return static_cast<int>(pos.piece_counts[side] & COUNT_PAWNS);
+}
+
+// Tells whether a pawn going to `to` captures en passant, by the square alone.
+inline bool is_ep_square(const Position& pos, int mover_type, int to) {
+    return mover_type == PAWN && to == pos.ep_square;
 }
 
 // Puts a piece on an empty square, or takes it off: board, bitboards, counts and material. The
@@ -96,6 +101,9 @@ inline void remove_piece(Position& pos, int square, int code) {
     pos.material[side] = static_cast<uint16_t>(pos.material[side] - material_step[type_of(code)]);
 }
 
+// What a piece on a square adds to the key.
+inline uint64_t piece_key(int code, int square) { return zobrist[code * SQUARES + square]; }
+
 // The key with bit 32 showing `side` to move.
 inline uint64_t key_with_side(uint64_t key, int side) {
     return (key & ~(1ULL << 32)) | (static_cast<uint64_t>(side) << 32);
@@ -110,14 +118,6 @@ void clear_position(Position& pos);
 // counters are ignored, `halfmoves` is 0. Squares off the board are dropped. The owner's game
 // record is emptied.
 void set_position(Position& pos, const char* fen);
-
-// Grants the rights that a FEN castling field of at most eight characters asks for: K, Q, k, q or
-// rook files A-H, a-h. `castling` must be 0 before. A right needs the king on its home rank and
-// exactly one own rook on that wing; others are dropped without a message.
-void set_castling_rights(Position& pos, const char* field);
-
-// Grants the right with that index to the king and a rook of the wing, both on their home rank.
-void grant_castling(Position& pos, int right, int rook);
 
 // Computes key and pawn_key from scratch.
 void compute_keys(Position& pos);

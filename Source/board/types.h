@@ -37,8 +37,7 @@ constexpr int file_of(int square) { return square & 7; }
 constexpr int rank_of(int square) { return square >> 3; }
 constexpr Bitboard bit(int square) { return 1ULL << square; }
 
-// Castling rights: index = colour * 2 + (0 king side, 1 queen side); the right's bit is 1 << index.
-constexpr int CASTLING_RIGHTS = 4;
+constexpr int CASTLING_RIGHTS = 4; // two wings for each colour, numbered in castling.h
 
 // Move flags. At most one is set. On a pawn they name the promotion, on a king the castling wing.
 constexpr Move FLAG_QUEEN = 0x0040;  // queen promotion; king side on a king

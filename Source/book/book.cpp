@@ -7,9 +7,10 @@
 #include "base/platform.h"
 #include "base/print.h"
 #include "base/state.h"
+#include "board/castling.h"
+#include "board/legal.h"
 #include "board/movetext.h"
 #include "book/polyglot_numbers.h"
-#include "search/hash.h"
 
 constexpr long ENTRY_BYTES = sizeof(BookEntry);
 
@@ -35,7 +36,7 @@ uint64_t book_key(const Position& pos) {
         key ^= polyglot_numbers[64 * kind + square];
     }
     for (int right = 0; right < CASTLING_RIGHTS; right++)
-        if (pos.castling >> right & 1) key ^= polyglot_numbers[POLYGLOT_CASTLING + right];
+        if (has_right(pos, right)) key ^= polyglot_numbers[POLYGLOT_CASTLING + right];
     if (pos.ep_square != NO_SQUARE
         && (pawn_attacks[pos.side ^ 1][pos.ep_square] & pos.pieces[pos.side][PAWN]))
         key ^= polyglot_numbers[POLYGLOT_EN_PASSANT + file_of(pos.ep_square)];
@@ -127,7 +128,7 @@ Move unpack_book_move(const Position& pos, uint16_t packed) {
     int type = type_of(pos.board[from]);
     if (type != KING && type != PAWN) flag = 0;
     Move move = static_cast<Move>(make_plain_move(from, to) | flag);
-    return hash_move_valid(pos, move) ? move : NULL_MOVE;
+    return stored_move_valid(pos, move) ? move : NULL_MOVE;
 }
 
 // The first entry of the key, by halving. Returns its index, or -1 if the file has none.

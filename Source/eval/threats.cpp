@@ -1,4 +1,4 @@
-#include "board/make.h"
+#include "board/attack.h"
 #include "eval/terms.h"
 
 // The pressures of this file are in points that the search takes for evaluation units; they count

@@ -6,6 +6,9 @@
 
 #include "base/lock.h"
 #include "base/print.h"
+#include "board/attack.h"
+#include "board/classify.h"
+#include "board/legal.h"
 #include "board/make.h"
 #include "board/see.h"
 #include "eval/evaluate.h"
@@ -32,10 +35,9 @@ void publish_result(SearchThread& thread) {
     if (depth >= 2 && engine.multipv == 1) report_line(0, 0, depth, score, thread.pv);
 }
 
-static void find_checker(SearchThread& thread) {
-    const Position& pos = thread.position;
+static void look_for_check(SearchThread& thread) {
     SearchStackEntry& root = thread.stack[1];
-    int checker = first_attacker(pos, pos.king_square[pos.side], pos.side ^ 1, occupied(pos));
+    int checker = find_checker(thread.position, thread.position.side);
     root.checker_square = static_cast<uint8_t>(checker);
     root.in_check = checker != NO_SQUARE;
 }
@@ -60,7 +62,7 @@ static void reset_root_stack(SearchThread& thread) {
 
 // The static value of the root, for all threads.
 static void evaluate_root(SearchThread& thread) {
-    find_checker(thread);
+    look_for_check(thread);
     SearchStackEntry& root = thread.stack[1];
     int eval = Evaluate(thread, thread.position.side, 1, root.in_check);
     root.static_eval = static_cast<int16_t>(eval);
@@ -377,7 +379,7 @@ static void search_line(SearchThread& thread, MoveEntry* first, int line, int de
     while (!stopped()) {
         RootWindow window = {low > -WIDE_OPEN ? low : -INFINITE_SCORE,
                              high < WIDE_OPEN ? high : INFINITE_SCORE, -INFINITE_SCORE};
-        find_checker(thread);
+        look_for_check(thread);
         root.move_count = 0;
         root.depth = static_cast<int16_t>(depth);
 

@@ -6,6 +6,8 @@
 
 #include "base/platform.h"
 #include "base/print.h"
+#include "board/draw.h"
+#include "board/legal.h"
 #include "board/make.h"
 #include "search/thread.h"
 
@@ -122,54 +124,6 @@ static uint32_t lock_of(const HashEntry& entry) {
     return static_cast<uint32_t>(entry.words[0].load(std::memory_order_relaxed));
 }
 
-// A pawn move without a flag problem: the last rank needs a promotion flag, other ranks none.
-static bool pawn_move_fits(const Position& pos, int side, Move move) {
-    int from = move_from(move), to = move_to(move), push = pawn_push[side];
-    bool last_rank = rank_of(to) == (side == WHITE ? 7 : 0);
-    if (last_rank != ((move & FLAG_MASK) != 0)) return false;
-
-    if (pawn_attacks[side][from] & bit(to)) {
-        if (pos.board[to] != 0) return true;
-        return to == pos.ep_square && pos.board[to - push] == piece_code(side ^ 1, PAWN);
-    }
-    if (pos.board[to] != 0) return false;
-    if (to == from + push) return true;
-    return to == from + 2 * push && pos.board[from + push] == 0
-        && rank_of(from) == (side == WHITE ? 1 : 6);
-}
-
-// A castling flag that fits a living right: the king's move of that wing, with its path empty.
-static bool castling_fits(const Position& pos, int side, Move move) {
-    if ((move & FLAG_MASK) != FLAG_KING_SIDE && (move & FLAG_MASK) != FLAG_QUEEN_SIDE) return false;
-    int wing = move & FLAG_KING_SIDE ? 0 : 1;
-    int right = side * 2 + wing;
-    return (pos.castling >> right & 1) && !(pos.castle_empty[right] & occupied(pos))
-        && move_to(move) == rank_flip[side] + (wing == 0 ? G1 : C1);
-}
-
-bool hash_move_valid(const Position& pos, Move move) {
-    int side = pos.side, from = move_from(move), to = move_to(move);
-    int mover = pos.board[from], type = type_of(mover);
-    if (from == to || mover == 0 || colour_of(mover) != side) return false;
-    if ((pos.pieces[side][ALL_PIECES] | pos.pieces[side ^ 1][KING]) & bit(to)) return false;
-
-    if (type == PAWN) {
-        if (!std::has_single_bit(static_cast<unsigned>(move & FLAG_MASK)) && (move & FLAG_MASK))
-            return false;
-        return pawn_move_fits(pos, side, move) && legal_move(pos, side, move);
-    }
-    if (move & FLAG_MASK) {
-        return type == KING && castling_fits(pos, side, move) && legal_move(pos, side, move);
-    }
-    Bitboard reach = 0;
-    if (type == KNIGHT) reach = knight_attacks[from];
-    if (type == KING) reach = king_attacks[from];
-    if (type == BISHOP || type == QUEEN) reach |= bishop_rays[from];
-    if (type == ROOK || type == QUEEN) reach |= rook_rays[from];
-    if (!(reach & bit(to)) || (between[from][to] & occupied(pos))) return false;
-    return legal_move(pos, side, move);
-}
-
 void hash_probe(const Position& pos, HashRecord& record) {
     if (!hash_entries) return;
     const HashEntry* bucket = hash_table + hash_index(pos.key);
@@ -179,7 +133,7 @@ void hash_probe(const Position& pos, HashRecord& record) {
         record = load_entry(bucket[i]);
         if (record.lock != lock || record.check != check_word(pos.key, record.move, record.score))
             record.depth = HASH_BAD_CHECK;
-        else if (record.move != NULL_MOVE && !hash_move_valid(pos, record.move))
+        else if (record.move != NULL_MOVE && !stored_move_valid(pos, record.move))
             record.depth = HASH_BAD_MOVE;
         return;
     }

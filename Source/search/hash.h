@@ -69,9 +69,6 @@ void hash_probe(const Position& pos, HashRecord& record);
 // `alpha` and `beta` are the window that it was searched with. Does nothing without the hash.
 void hash_store(const Position& pos, int ply, int depth, Move move, int score, int alpha, int beta);
 
-// Tells whether a stored move can be played: pseudo-legal in this position, and legal.
-bool hash_move_valid(const Position& pos, Move move);
-
 // Asks for the bucket's memory ahead of a probe.
 void hash_prefetch(uint64_t key);
 

@@ -2,8 +2,9 @@
 
 #include <algorithm>
 
+#include "board/attack.h"
+#include "board/legal.h"
 #include "board/make.h"
-#include "board/see.h"
 #include "search/movepick.h"
 #include "search/thread.h"
 
@@ -13,7 +14,7 @@ void perft(SearchThread& thread, int side, int ply_slot, int depth) {
     Position& pos = thread.position;
     SearchStackEntry& entry = thread.stack[ply_slot];
 
-    int checker = first_attacker(pos, pos.king_square[side], side ^ 1, occupied(pos));
+    int checker = find_checker(pos, side);
     entry.checker_square = static_cast<uint8_t>(checker);
     entry.in_check = checker != NO_SQUARE;
     entry.hash_move = NULL_MOVE;

@@ -1,5 +1,7 @@
 #include <algorithm>
 
+#include "board/classify.h"
+#include "board/legal.h"
 #include "board/make.h"
 #include "board/see.h"
 #include "search/hash.h"

@@ -3,6 +3,10 @@
 #include <algorithm>
 
 #include "base/platform.h"
+#include "board/attack.h"
+#include "board/classify.h"
+#include "board/draw.h"
+#include "board/legal.h"
 #include "board/make.h"
 #include "board/see.h"
 #include "eval/evaluate.h"
@@ -226,7 +230,7 @@ int search_node(Position& pos, int side, int ply, int depth, int alpha, int beta
     prefetch_eval(thread);
     enter_node(thread, ply, depth, a, b, node_type);
     pv[ply] = pv[ply + 1] = NULL_MOVE;
-    int checker = first_attacker(pos, pos.king_square[side], side ^ 1, occupied(pos));
+    int checker = find_checker(pos, side);
     int in_check = checker != NO_SQUARE;
     entry.checker_square = static_cast<uint8_t>(checker);
     entry.in_check = static_cast<uint16_t>(in_check);

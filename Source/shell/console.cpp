@@ -9,6 +9,7 @@
 #include "base/print.h"
 #include "base/state.h"
 #include "base/text.h"
+#include "board/attack.h"
 #include "board/make.h"
 #include "board/movetext.h"
 #include "board/see.h"

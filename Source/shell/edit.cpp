@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "base/print.h"
+#include "board/castling.h"
 #include "search/thread.h"
 #include "shell/input.h"
 

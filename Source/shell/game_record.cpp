@@ -1,7 +1,7 @@
 #include "shell/game_record.h"
 
+#include "board/legal.h"
 #include "board/make.h"
-#include "search/hash.h"
 #include "search/thread.h"
 
 void play_move(Position& pos, Move move) {
@@ -27,7 +27,7 @@ Move next_in_record(const Position& pos) {
     // What looks at the game ahead, such as a book probe, writes there: a move that does not fit
     // belongs to a line that is no longer the game's.
     Move move = thread.line.undo_stack[thread.line.undo_index].move;
-    return move != NULL_MOVE && hash_move_valid(pos, move) ? move : NULL_MOVE;
+    return move != NULL_MOVE && is_playable(pos, move) ? move : NULL_MOVE;
 }
 
 void replay_move(Position& pos) {

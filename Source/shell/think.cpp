@@ -7,6 +7,7 @@
 #include "base/platform.h"
 #include "base/print.h"
 #include "base/state.h"
+#include "board/draw.h"
 #include "board/make.h"
 #include "board/movetext.h"
 #include "board/see.h"
@@ -31,7 +32,7 @@ void rebuild_evaluation() {
 
 // Resets the think fields of EngineState.
 static void reset_think(const Position& pos) {
-    constexpr int FIFTY_MOVES = 100, LAST_AGE = 31, NO_SCORE = -10000, NO_ITERATION = -10001;
+    constexpr int LAST_AGE = 31, NO_SCORE = -10000, NO_ITERATION = -10001;
 
     set_relaxed(engine.best_score, pos.halfmoves > FIFTY_MOVES ? 0 : NO_SCORE);
     engine.pv[1] = NULL_MOVE;
@@ -150,8 +151,6 @@ static void play_book_move(Position& pos) {
 }
 
 void begin_think() {
-    constexpr int FIFTY_MOVES = 100;
-
     Position& pos = main_thread->position;
     const int state =
         relaxed(engine.game_state) == STATE_THINK_REQUEST ? STATE_THINKING : STATE_PONDERING;

@@ -7,6 +7,7 @@
 #include "base/print.h"
 #include "base/state.h"
 #include "base/text.h"
+#include "board/castling.h"
 #include "board/make.h"
 #include "board/movetext.h"
 #include "search/hash.h"
@@ -85,10 +86,8 @@ static int castling_flag(const Position& pos, int from, int to) {
     int files = std::abs(file_of(from) - file_of(to));
     if (files <= 1 && pos.board[to] != piece_code(side, ROOK)) return 0;
 
-    int wing = from < to ? 0 : 1;
-    int right = side * 2 + wing;
-    if (!(pos.castling >> right & 1) || (pos.castle_empty[right] & occupied(pos))) return 0;
-    return wing == 0 ? FLAG_KING_SIDE : FLAG_QUEEN_SIDE;
+    int wing = from < to ? KING_SIDE : QUEEN_SIDE;
+    return way_is_free(pos, castling_right(side, wing)) ? wing_flag(wing) : 0;
 }
 
 static int promotion_flag(char letter) {

@@ -9,9 +9,10 @@
 #include "base/print.h"
 #include "base/state.h"
 #include "base/text.h"
+#include "board/attack.h"
+#include "board/legal.h"
 #include "board/make.h"
 #include "eval/evaluate.h"
-#include "search/hash.h"
 #include "search/thread.h"
 #include "search/timing.h"
 #include "shell/loop.h"
@@ -119,7 +120,7 @@ static int corrected_score() {
 static void go_to_leaf(Position& pos, TuningLine& line) {
     set_position(pos, line.epd.position); // commands may have changed it
     int made = 0;
-    while (made + 1 < PLY_SLOTS && hash_move_valid(pos, engine.pv[made + 1])) {
+    while (made + 1 < PLY_SLOTS && stored_move_valid(pos, engine.pv[made + 1])) {
         make_game_move(pos, engine.pv[made + 1]);
         made++;
     }
