@@ -16,3 +16,13 @@ struct Line {
     int16_t ply;    // of the current node; stepped together with undo_index; 1 is the root
     Move last_move; // led to the current node; 0 after a null move
 };
+
+// Forgets all moves: the position stands as if it had been set up. The first two records become
+// empty, since a record without a move ends both the replay of a game and the look for
+// repetitions.
+inline void clear_line(Line& line) {
+    line.undo_stack[0] = line.undo_stack[1] = {};
+    line.undo_index = 0;
+    line.ply = 1;
+    line.last_move = NULL_MOVE;
+}

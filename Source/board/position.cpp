@@ -39,9 +39,7 @@ void clear_position(Position& pos) {
     memset(pos.board, 0, sizeof pos.board);
     pos.ep_square = NO_SQUARE;
 
-    pos.owner->undo_index = 0;
-    pos.owner->ply = 1;
-    pos.owner->last_move = NULL_MOVE;
+    clear_line(*pos.owner);
 }
 
 // Reads the placement field and returns the place behind it. Letters for squares off the board or
@@ -101,10 +99,6 @@ void set_position(Position& pos, const char* fen) {
 
     read_ep_square(pos, skip_spaces(text));
     compute_keys(pos);
-
-    // The repetition scan stops at a record without a move.
-    memset(pos.owner->undo_stack, 0, 2 * sizeof(UndoRecord));
-    pos.owner->undo_index = 0;
 }
 
 void compute_keys(Position& pos) {

@@ -78,10 +78,7 @@ static void finish_edit(Position& pos) {
     pos.touched = 0;
     grant_castling(pos);
     compute_keys(pos);
-    memset(pos.owner->undo_stack, 0, 2 * sizeof(UndoRecord));
-    pos.owner->undo_index = 0;
-    pos.owner->ply = 1;
-    pos.owner->last_move = NULL_MOVE;
+    clear_line(*pos.owner);
 }
 
 void edit_board(Position& pos) {

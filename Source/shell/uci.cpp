@@ -71,8 +71,7 @@ static void new_game() {
     engine.time_base = NEW_GAME_SECONDS;
     engine.time_increment = 0.0f;
     engine.clock[0] = engine.clock[1] = NEW_GAME_SECONDS;
-    main_thread->line.undo_index = 0;
-    main_thread->line.ply = 1;
+    clear_line(main_thread->line);
     hash_clear();
     engine.hash_age = 0;
 }
