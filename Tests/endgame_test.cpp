@@ -1,4 +1,6 @@
 // Endings that are answered exactly, and the factors for endings that are hard to win.
+//
+// Pins internals: that endings which are known leave the eval hash alone, by the place of an entry.
 
 #include "eval/endgame.h"
 

@@ -1,4 +1,6 @@
 // The entry of the evaluation: packed scores, blend, contempt, fifty-move scaling, eval hash.
+//
+// Pins internals: the place of an entry in the eval hash, and the packed totals of EvalContext.
 
 #include "eval/evaluate.h"
 

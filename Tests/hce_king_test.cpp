@@ -1,4 +1,6 @@
 // King terms: shield, checks, danger, freedom, distance to the pawns.
+//
+// Pins internals: the packed totals and attack maps of EvalContext after an evaluation.
 
 #include "eval/terms.h"
 

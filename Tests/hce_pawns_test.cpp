@@ -1,4 +1,6 @@
 // Pawn terms: structure, sets, passed pawns, candidates, and the pawn hash.
+//
+// Pins internals: sets of EvalContext, and the place of an entry in the pawn hash.
 
 #include "eval/terms.h"
 

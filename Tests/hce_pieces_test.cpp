@@ -1,4 +1,6 @@
 // Terms of knights, bishops, rooks and queens, and the attack maps that they leave behind.
+//
+// Pins internals: the packed totals and attack maps of EvalContext after an evaluation.
 
 #include "eval/terms.h"
 

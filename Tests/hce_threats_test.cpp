@@ -1,4 +1,6 @@
 // Threats: hanging and attacked pieces, push threats, pins, and the pressure they put on a side.
+//
+// Pins internals: sets of EvalContext, and the place of an entry in the eval hash.
 
 #include "eval/terms.h"
 

@@ -18,6 +18,9 @@
 #include "shell_fixture.h"
 #include "support.h"
 
+inline constexpr char MIDDLEGAME_FEN[] =
+    "r1bq1rk1/pp2bppp/2n1pn2/2pp4/3P4/2NBPN2/PPP2PPP/R1BQ1RK1 w - -";
+
 // A network as the numbers of its file.
 struct NetworkFile {
     uint16_t version = 537;
@@ -41,6 +44,18 @@ struct NetworkFile {
 inline NetworkFile empty_network(NetworkFile shape = {}) {
     shape.weights.assign(shape.total(), 0);
     return shape;
+}
+
+// The last layer alone: each of its rows gives a constant.
+inline NetworkFile constant_rows(int row0, int row1, int row2) {
+    NetworkFile shape;
+    shape.hidden1 = 1;
+    NetworkFile net = empty_network(shape);
+    net.weights[net.w2()] = static_cast<int16_t>(row0);
+    net.weights[net.w2() + 1] = static_cast<int16_t>(row1);
+    net.weights[net.w2() + 2] = static_cast<int16_t>(row2);
+    net.weights[net.extras() + 1] = 5000; // the unit is 1
+    return net;
 }
 
 // Small weights of both signs; outputs stay within what the sigmoid tells apart.

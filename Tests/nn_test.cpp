@@ -1,4 +1,6 @@
-// Scores by the network: its inputs, the accumulator, the output, and when it is asked.
+// Scores by the network: its inputs, the accumulator, the output.
+//
+// Pins internals: fields of EvalState::nn_cache and the rule when an accumulator is filled anew.
 
 #include "nn_support.h"
 
@@ -12,11 +14,7 @@ using NetworkScore = NetworkTest;
 using NetworkAccumulator = NetworkTest;
 using NetworkNoise = NetworkTest;
 using NetworkShape = NetworkTest;
-using NetworkChoice = NetworkTest;
-using NetworkHash = NetworkTest;
 using LongNetwork = NetworkTest;
-
-const char MIDDLEGAME_FEN[] = "r1bq1rk1/pp2bppp/2n1pn2/2pp4/3P4/2NBPN2/PPP2PPP/R1BQ1RK1 w - -";
 
 // Kings on all pairs of wings, passed pawns, every kind of piece, both sides to move.
 const char* const FENS[] = {
@@ -44,18 +42,6 @@ bool is_active(int input, const char* fen, NetworkFile shape = {}) {
     Position& pos = set_up(fen);
     nn_score(pos);
     return thread_of(pos).eval.nn_probability > 0.6f;
-}
-
-// The last layer alone: each of its rows gives a constant.
-NetworkFile constant_rows(int row0, int row1, int row2) {
-    NetworkFile shape;
-    shape.hidden1 = 1;
-    NetworkFile net = empty_network(shape);
-    net.weights[net.w2()] = static_cast<int16_t>(row0);
-    net.weights[net.w2() + 1] = static_cast<int16_t>(row1);
-    net.weights[net.w2() + 2] = static_cast<int16_t>(row2);
-    net.weights[net.extras() + 1] = 5000; // the unit is 1
-    return net;
 }
 
 } // namespace
@@ -456,176 +442,4 @@ TEST_F(NetworkShape, AnySizesGiveThePlainResult) {
             }
         }
     }
-}
-
-namespace {
-
-struct Choice {
-    const char* name;
-    const char* fen;
-    bool network;
-};
-
-} // namespace
-
-TEST_F(NetworkChoice, DependsOnMaterialAlone) {
-    const Choice cases[] = {
-        {"start", START_FEN, true},
-        {"rook against nothing", "4k3/8/8/8/8/8/8/R3K3 w - -", false},
-        {"nothing against rook", "4k3/8/8/8/8/8/8/R3K3 b - -", false},
-        {"queen and pawns against nothing", "4k3/8/8/8/8/8/PPPPPPPP/3QK3 w - -", false},
-        {"pawn ending", "4k3/pppp4/8/8/8/8/PPPP4/4K3 w - -", true},
-        {"one pawn", "4k3/8/8/8/8/8/P7/4K3 w - -", false},
-        {"two pawns", "4k3/p7/8/8/8/8/P7/4K3 w - -", true},
-        {"one pawn and a knight each", "4k1n1/8/8/8/8/8/P7/4K1N1 w - -", true},
-        {"knight against bishop", "4k1n1/8/8/8/8/8/8/4K1B1 w - -", false},
-        {"rook against bishop", "4k1b1/8/8/8/8/8/8/4K1R1 w - -", true},
-        {"rook against knight and bishop", "4k1r1/8/8/8/8/8/8/4KBN1 w - -", true},
-        {"white ahead by 4", "4k2r/8/8/8/8/8/8/R2RK3 w - -", false},
-        {"white ahead by 3", "4kbnr/8/8/8/8/8/8/R2RKB1N w - -", true},
-        {"black ahead by 4", "r2rk3/8/8/8/8/8/8/4K2R w - -", false},
-        {"behind with 10 units", "4kq2/8/8/8/8/8/8/Q2QK3 w - -", false},
-        {"behind with 11 units", "4krbn/8/8/8/8/8/8/Q2QK3 w - -", true},
-    };
-    NetworkFile net = constant_rows(10000, 10000, 10000); // 2.0: 333
-    load(net);
-    active_personality.contempt_taper = 0;
-    for (const Choice& c : cases) {
-        Position& pos = set_up(c.fen);
-        main_thread->eval.nn_score = -1;
-        Evaluate(*main_thread, pos.side, 1, 0);
-        EXPECT_EQ(main_thread->eval.nn_score == 333, c.network) << c.name;
-    }
-    main_thread->eval.nn_score = -1;
-    set_relaxed(shell.use_nn, 0);
-    Evaluate(*main_thread, set_up(START_FEN).side, 1, 0);
-    EXPECT_EQ(main_thread->eval.nn_score, -1) << "switched off";
-    EXPECT_EQ(Evaluate(*main_thread, WHITE, 1, 1), NO_EVAL);
-}
-
-TEST_F(NetworkChoice, ContemptAndTheFiftyMoveRuleFollow) {
-    load(constant_rows(10000, 10000, 10000));
-    Position& pos = set_up(START_FEN);
-    engine.target_time = 1.0f;
-    engine.root_side = WHITE;
-    active_personality.Contempt = 20;
-    active_personality.contempt_taper = 0;
-    EXPECT_EQ(Evaluate(*main_thread, WHITE, 1, 0), 333 + 20);
-    engine.root_side = BLACK;
-    EXPECT_EQ(Evaluate(*main_thread, WHITE, 1, 0), 333 - 20);
-    engine.target_time = ANALYSIS_SECONDS;
-    pos.halfmoves = 100;
-    EXPECT_EQ(Evaluate(*main_thread, WHITE, 1, 0), 333 - 333 * 100 / 256);
-}
-
-namespace {
-
-// The game's thread with the network's score, 333, in its eval hash.
-SearchThread& scored_thread() {
-    const Position& pos = set_up(MIDDLEGAME_FEN);
-    engine.target_time = ANALYSIS_SECONDS;
-    SearchThread& thread = *main_thread;
-    refresh_eval_tables(thread);
-    thread.line.ply = 2;
-    EXPECT_EQ(Evaluate(thread, pos.side, 2, 0), 333);
-    return thread;
-}
-
-} // namespace
-
-TEST_F(NetworkHash, ChangesOfTheSwitchEmptyIt) {
-    load(constant_rows(10000, 10000, 10000));
-    SearchThread& thread = scored_thread();
-    const Position& pos = thread.position;
-    set_relaxed(shell.use_nn, 0);
-    int hce = Evaluate(thread, pos.side, 1, 0);
-    set_relaxed(shell.use_nn, 1);
-    EXPECT_EQ(Evaluate(thread, pos.side, 2, 0), 333);
-    set_relaxed(shell.use_nn, 0);
-    EXPECT_EQ(Evaluate(thread, pos.side, 2, 0), hce);
-}
-
-TEST_F(NetworkHash, AnotherNetworkEmptiesIt) {
-    load(constant_rows(10000, 10000, 10000));
-    SearchThread& thread = scored_thread();
-    const Position& pos = thread.position;
-    load(constant_rows(5000, 5000, 5000));
-    refresh_eval_tables(thread); // as at the start of a search
-    EXPECT_EQ(Evaluate(thread, pos.side, 2, 0), 166);
-}
-
-// Paths of vector code.
-
-namespace {
-
-const char* const PATHS[] = {"plain", "sse2", "avx2", "avx512"};
-
-} // namespace
-
-TEST(NetworkKernels, AllPathsGiveTheSameBits) {
-    Random random = {3};
-    auto fill = [&random](std::vector<float>& row) {
-        for (float& x : row)
-            x = static_cast<float>(random_below(random, 2000001) - 1000000) * 1e-6f;
-    };
-    for (int count : {1,  2,  3,   4,   7,   8,   15,  16,  17,  31,  32,  33,  63,
-                      64, 65, 100, 127, 128, 129, 255, 256, 300, 640, 768, 1000}) {
-        constexpr int REMOVED = 3, ADDED = 4;
-        std::vector<std::vector<float>> rows(REMOVED + ADDED, std::vector<float>(count + 1));
-        std::vector<const float*> pointers;
-        for (auto& row : rows) {
-            fill(row);
-            pointers.push_back(row.data() + 1); // rows need not be aligned
-        }
-        std::vector<float> start(count);
-        fill(start);
-
-        NnSelectPath("plain");
-        std::vector<float> sums = start, active(count);
-        nn_kernels->update(sums.data(), pointers.data(), REMOVED, ADDED, count);
-        nn_kernels->activate(active.data(), sums.data(), count);
-        float output[2];
-        nn_kernels->output(output, sums.data(), pointers[0], pointers[1], count);
-        const float product = nn_kernels->dot(start.data(), pointers[2], count);
-        EXPECT_EQ(output[0], nn_kernels->dot(active.data(), pointers[0], count));
-
-        for (const char* path : PATHS) {
-            if (!NnSelectPath(path)) continue;
-            ASSERT_STREQ(nn_kernels->name, path);
-            std::vector<float> other = start, other_active(count);
-            nn_kernels->update(other.data(), pointers.data(), REMOVED, ADDED, count);
-            EXPECT_EQ(memcmp(other.data(), sums.data(), count * sizeof(float)), 0)
-                << path << ' ' << count;
-            nn_kernels->activate(other_active.data(), other.data(), count);
-            EXPECT_EQ(memcmp(other_active.data(), active.data(), count * sizeof(float)), 0)
-                << path << ' ' << count;
-            float result[2];
-            nn_kernels->output(result, other.data(), pointers[0], pointers[1], count);
-            EXPECT_EQ(memcmp(result, output, sizeof output), 0) << path << ' ' << count;
-            EXPECT_EQ(nn_kernels->dot(start.data(), pointers[2], count), product)
-                << path << ' ' << count;
-        }
-    }
-    NnSelectPath("");
-}
-
-TEST(NetworkKernels, UnknownPathsChangeNothing) {
-    ASSERT_TRUE(NnSelectPath("plain"));
-    EXPECT_FALSE(NnSelectPath("mmx"));
-    EXPECT_STREQ(nn_kernels->name, "plain");
-    EXPECT_TRUE(NnSelectPath(nullptr));
-}
-
-TEST_F(LongNetwork, AllPathsSearchTheSameNodes) {
-    NetworkFile shape;
-    shape.hidden1 = 72;
-    load(random_network(shape));
-    uint64_t nodes = 0;
-    for (const char* path : PATHS) {
-        if (!NnSelectPath(path)) continue;
-        uint64_t found = search_nodes(MIDDLEGAME_FEN, 6);
-        if (nodes == 0) nodes = found;
-        EXPECT_EQ(found, nodes) << path;
-    }
-    EXPECT_GT(nodes, 1000u);
 }

@@ -1,4 +1,6 @@
 // The file format: numbering of positions, headers, decompression, and files that are damaged.
+//
+// Pins internals: steps of reading and numbering that only the decoder calls.
 
 #include <algorithm>
 #include <cstdlib>

@@ -1,4 +1,6 @@
 // Which tables are found, under which names and keys, and the files behind them.
+//
+// Pins internals: the numbers of buckets and slots that the keys were drawn for.
 
 #include <algorithm>
 #include <cstdlib>
