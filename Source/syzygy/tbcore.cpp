@@ -172,9 +172,10 @@ TBEntry* tb_find(uint64_t key) {
 
 namespace {
 
+constexpr int MAX_MARKS = 4; // six men with both kings
+
 // A form of names: the marks "1" to "4" stand for pieces. Each mark has the piece of another one
 // that it may not come before, since like pieces have no order.
-constexpr int MAX_MARKS = 4; // six men with both kings
 struct NameForm {
     const char* text;
     int marks;                 // 1 to MAX_MARKS

@@ -5,10 +5,12 @@
 #include "base/state.h"
 #include "syzygy/tbcore.h"
 
-constexpr int WORST = -3;    // below every value
-constexpr int FIFTY = 100;   // plies without a zeroing move that draw the game
+constexpr int WORST = WDL_LOSS - 1; // below every value
+constexpr int FIFTY = 100;          // plies without a zeroing move that draw the game
 constexpr int SPOILED = 101; // distance that stands for a result that the fifty-move rule changes
 
+// By value from WDL_LOSS on: the distance that stands for a result alone, the map of a DTZ file,
+// and the flag that says that its distances are stored in plies.
 //                                      loss  saved  draw  spoiled  win
 static constexpr int WDL_TO_DTZ[5] = {-1, -SPOILED, 0, SPOILED, 1};
 static constexpr int WDL_TO_MAP[5] = {1, 3, 0, 2, 0};
@@ -68,12 +70,12 @@ static int collect_squares(int* squares, const TBPosition& pos, const TBEntry& e
 }
 
 int tb_probe_table(const TBPosition& pos, int* success) {
-    constexpr int MAX_STORED = 4; // a win; stored numbers are 2 above the values
+    constexpr int MAX_STORED = WDL_WIN - WDL_LOSS; // stored numbers begin at 0
     uint64_t key = tb_material_key(pos);
-    if (key == 0) return 0; // bare kings
+    if (key == 0) return WDL_DRAW; // bare kings
     TBEntry* entry = tb_find(key);
     if (!entry || !fits_tables(pos, entry->num) || !tb_use(*entry)) {
-        *success = 0;
+        *success = TB_FAILED;
         return 0;
     }
     const Orientation view = orientation_of(pos, *entry, key);
@@ -85,10 +87,10 @@ int tb_probe_table(const TBPosition& pos, int* success) {
     uint64_t index = tb_encode(*entry, decoder.norm, squares, decoder.factors);
     int value = tb_decompress(decoder.pairs, index);
     if (value < 0 || value > MAX_STORED || mapping_lost(entry->mapping)) {
-        *success = 0;
+        *success = TB_FAILED;
         return 0;
     }
-    return value - 2;
+    return value + WDL_LOSS;
 }
 
 // --- Wdl --------------------------------------------------------------------------------------
@@ -100,22 +102,22 @@ int tb_probe_ab(const TBPosition& pos, int alpha, int beta, int* success) {
         TBPosition next;
         if (!tb_do_move(next, pos, *move)) continue;
         int value = -tb_probe_ab(next, -beta, -alpha, success);
-        if (*success == 0) return 0;
+        if (*success == TB_FAILED) return 0;
         if (value <= alpha) continue;
         if (value >= beta) {
-            *success = 2;
+            *success = TB_BY_CAPTURE;
             return value;
         }
         alpha = value;
     }
     int value = tb_probe_table(pos, success);
-    if (*success == 0) return 0;
+    if (*success == TB_FAILED) return 0;
     // A capture below may have left its own mark, so that it is set in either case.
     if (alpha >= value) {
-        *success = alpha > 0 ? 2 : 1;
+        *success = alpha > 0 ? TB_BY_CAPTURE : TB_FOUND;
         return alpha;
     }
-    *success = 1;
+    *success = TB_FOUND;
     return value;
 }
 
@@ -127,8 +129,8 @@ static int best_ep_capture(const TBPosition& pos, int* success) {
     for (const TBMove* move = moves; move < end; move++) {
         TBPosition next;
         if (!tb_do_move(next, pos, *move)) continue;
-        int value = -tb_probe_ab(next, -2, 2, success);
-        if (*success == 0) return 0;
+        int value = -tb_probe_ab(next, WDL_LOSS, WDL_WIN, success);
+        if (*success == TB_FAILED) return 0;
         best = std::max(best, value);
     }
     return best;
@@ -146,14 +148,14 @@ static bool has_other_move(const TBPosition& pos) {
 }
 
 int tb_probe_wdl(const TBPosition& pos, int* success) {
-    *success = 1;
-    int value = tb_probe_ab(pos, -2, 2, success);
-    if (*success == 0 || pos.ep == 0) return value;
+    *success = TB_FOUND;
+    int value = tb_probe_ab(pos, WDL_LOSS, WDL_WIN, success);
+    if (*success == TB_FAILED || pos.ep == 0) return value;
 
-    int own_success = 1;
+    int own_success = TB_FOUND;
     int capture = best_ep_capture(pos, &own_success);
-    if (own_success == 0) {
-        *success = 0;
+    if (own_success == TB_FAILED) {
+        *success = TB_FAILED;
         return 0;
     }
     if (capture == WORST) return value;
@@ -170,7 +172,7 @@ static int signed_by(int wdl, int distance) { return wdl < 0 ? -distance : dista
 // Sends a stored number through the map of its kind of result. Returns TB_DAMAGED behind its end.
 static int map_value(const DtzTable& table, int group, int wdl, int value) {
     if (!(table.flags[group] & DTZ_MAPPED)) return value;
-    const int map = WDL_TO_MAP[wdl + 2];
+    const int map = WDL_TO_MAP[wdl - WDL_LOSS];
     const uint8_t* list = table.maps.list[group][map];
     if (!list || value >= table.maps.count[group][map]) return TB_DAMAGED;
     if (table.flags[group] & DTZ_WIDE_MAPS) return list[2 * value] | list[2 * value + 1] << 8;
@@ -181,7 +183,7 @@ int tb_probe_dtz_table(const TBPosition& pos, int wdl, int* success) {
     uint64_t key = tb_material_key(pos);
     const DtzTable* table = tb_use_dtz(key);
     if (!table || !fits_tables(pos, table->entry->num)) {
-        *success = 0;
+        *success = TB_FAILED;
         return 0;
     }
     const TBEntry& entry = *table->entry;
@@ -190,7 +192,7 @@ int tb_probe_dtz_table(const TBPosition& pos, int wdl, int* success) {
     int group = collect_squares(squares, pos, entry, table->decoders, 1, view.exchange);
     const uint8_t flags = table->flags[group];
     if (!entry.symmetric && (flags & DTZ_BLACK) != view.side) {
-        *success = -1;
+        *success = TB_OTHER_SIDE;
         return 0;
     }
     const TBDecoder& decoder = table->decoders[group];
@@ -198,10 +200,10 @@ int tb_probe_dtz_table(const TBPosition& pos, int wdl, int* success) {
         tb_decompress(decoder.pairs, tb_encode(entry, decoder.norm, squares, decoder.factors));
     if (value != TB_DAMAGED) value = map_value(*table, group, wdl, value);
     if (value == TB_DAMAGED || mapping_lost(table->mapping)) {
-        *success = 0;
+        *success = TB_FAILED;
         return 0;
     }
-    if (!(PA_FLAGS[wdl + 2] & flags)) value *= 2; // stored in moves
+    if (!(PA_FLAGS[wdl - WDL_LOSS] & flags)) value *= 2; // stored in moves
     return value + 1 + (wdl & 1 ? FIFTY : 0);
 }
 
@@ -215,12 +217,12 @@ static int win_by_moves(const TBPosition& pos, int* success) {
         TBPosition next;
         if (!tb_do_move(next, pos, *move) || next.rule50 == 0) continue;
         int value = tb_probe_dtz(next, success);
-        if (*success == 0) return 0;
+        if (*success == TB_FAILED) return 0;
         if (value < 0) best = std::min(best, 1 - value);
     }
     // In sound tables a win has a winning move.
     if (best == NONE) {
-        *success = 0;
+        *success = TB_FAILED;
         return 0;
     }
     return best;
@@ -237,8 +239,9 @@ static int loss_by_moves(const TBPosition& pos, int wdl, int* success) {
         int value = -1;
         if (next.rule50 != 0) value = -tb_probe_dtz(next, success) - 1;
         // A zeroing move that loses at once is no way out.
-        else if (wdl == -1) value = tb_probe_ab(next, 1, 2, success) == 2 ? 0 : -SPOILED;
-        if (*success == 0) return 0;
+        else if (wdl == WDL_SAVED_LOSS)
+            value = tb_probe_ab(next, WDL_SPOILED_WIN, WDL_WIN, success) == WDL_WIN ? 0 : -SPOILED;
+        if (*success == TB_FAILED) return 0;
         best = std::min(best, value);
     }
     return best;
@@ -251,26 +254,26 @@ static int win_by_pawn_move(const TBPosition& pos, int wdl, int* success) {
     for (const TBMove* move = moves; move < end; move++) {
         TBPosition next;
         if (!tb_do_move(next, pos, *move)) continue;
-        int value =
-            next.ep == 0 ? -tb_probe_ab(next, -2, 1 - wdl, success) : -tb_probe_wdl(next, success);
-        if (*success == 0) return 0;
-        if (value == wdl) return WDL_TO_DTZ[wdl + 2];
+        int value = next.ep == 0 ? -tb_probe_ab(next, WDL_LOSS, 1 - wdl, success)
+                                 : -tb_probe_wdl(next, success);
+        if (*success == TB_FAILED) return 0;
+        if (value == wdl) return WDL_TO_DTZ[wdl - WDL_LOSS];
     }
     return 0;
 }
 
 // The distance of a position without the right to capture en passant.
 static int probe_dtz_without_ep(const TBPosition& pos, int* success) {
-    *success = 1;
-    int wdl = tb_probe_ab(pos, -2, 2, success);
-    if (*success == 0 || wdl == 0) return 0;
-    if (*success == 2) return WDL_TO_DTZ[wdl + 2];
+    *success = TB_FOUND;
+    int wdl = tb_probe_ab(pos, WDL_LOSS, WDL_WIN, success);
+    if (*success == TB_FAILED || wdl == WDL_DRAW) return 0;
+    if (*success == TB_BY_CAPTURE) return WDL_TO_DTZ[wdl - WDL_LOSS];
     if (wdl > 0) {
         int distance = win_by_pawn_move(pos, wdl, success);
-        if (*success == 0 || distance) return distance;
+        if (*success == TB_FAILED || distance) return distance;
     }
     int distance = tb_probe_dtz_table(pos, wdl, success);
-    if (*success == 0) return wdl & 1 ? signed_by(wdl, SPOILED) : 0;
+    if (*success == TB_FAILED) return wdl & 1 ? signed_by(wdl, SPOILED) : 0;
     if (*success > 0) return signed_by(wdl, distance);
     return wdl > 0 ? win_by_moves(pos, success) : loss_by_moves(pos, wdl, success);
 }
@@ -291,16 +294,16 @@ int tb_probe_dtz(const TBPosition& pos, int* success) {
     TBPosition plain = pos;
     plain.ep = 0;
     int distance = probe_dtz_without_ep(plain, success);
-    if (*success == 0 || pos.ep == 0) return distance;
+    if (*success == TB_FAILED || pos.ep == 0) return distance;
 
-    int own_success = 1;
+    int own_success = TB_FOUND;
     int capture = best_ep_capture(pos, &own_success);
-    if (own_success == 0) {
-        *success = 0;
+    if (own_success == TB_FAILED) {
+        *success = TB_FAILED;
         return 0;
     }
     if (capture == WORST) return distance;
-    return with_ep_capture(pos, distance, WDL_TO_DTZ[capture + 2]);
+    return with_ep_capture(pos, distance, WDL_TO_DTZ[capture - WDL_LOSS]);
 }
 
 // --- In the search and at the root ------------------------------------------------------------
@@ -348,7 +351,7 @@ int tb_probe(const Position& pos, int depth) {
     if (!fits_tables(board, pieces)) return -1;
     int success;
     int value = tb_probe_wdl(board, &success);
-    return success == 0 ? -1 : value + 2;
+    return success == TB_FAILED ? -1 : value - WDL_LOSS;
 }
 
 namespace {
@@ -379,7 +382,7 @@ static int score_root_move(const TBPosition& next, int* success) {
         TBMove ep[2];
         if (tb_gen_ep_captures(next, ep) == ep) return 1;
     }
-    if (next.rule50 == 0) return WDL_TO_DTZ[2 - tb_probe_wdl(next, success)];
+    if (next.rule50 == 0) return WDL_TO_DTZ[-tb_probe_wdl(next, success) - WDL_LOSS];
     int distance = tb_probe_dtz(next, success);
     if (distance == 0) return 0;
     return distance < 0 ? 1 - distance : -distance - 1;
@@ -393,9 +396,9 @@ static bool rate_root_moves(RootList& list, const TBPosition& pos) {
     for (const TBMove* move = moves; move < end; move++) {
         TBPosition next;
         if (!tb_do_move(next, pos, *move)) continue;
-        int success = 1;
+        int success = TB_FOUND;
         int score = score_root_move(next, &success);
-        if (success == 0) return false;
+        if (success == TB_FAILED) return false;
         list.moves[list.count++] = {*move, score, class_of(pos.rule50, score)};
     }
     return true;
@@ -453,7 +456,7 @@ int tb_probe_root(const Position& pos, unsigned* class_out, unsigned* dtz_out, M
 
     int success;
     const int root = tb_probe_dtz(board, &success);
-    if (success == 0) return -1;
+    if (success == TB_FAILED) return -1;
     RootList list;
     if (!rate_root_moves(list, board)) return -1;
     // Without a move, mate or stalemate, there is nothing to choose.

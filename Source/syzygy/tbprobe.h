@@ -1,9 +1,5 @@
-// tbprobe.h: what the endgame tables say of a position: the game value, the distance to the next
-// capture or pawn move, and the moves that keep the value.
-//
-// Values of the game ("wdl"), for the side to move: -2 loss, -1 loss that the fifty-move rule
-// saves, 0 draw, 1 win that the rule spoils, 2 win. `success` is 0 when a position can't be
-// valued, 2 when the value is that of a capture, and 1 or -1 otherwise.
+// tbprobe.h: what the endgame tables say of a position: the game value (WDL), the distance to the
+// next capture or pawn move (DTZ), and the moves that keep the value.
 //
 // The probes of wdl run on any thread. Those of distances run on one thread at a time.
 
@@ -11,6 +7,19 @@
 
 #include "board/position.h"
 #include "syzygy/tbboard.h"
+
+// Values of the game ("wdl", win, draw or loss), for the side to move.
+constexpr int WDL_LOSS = -2;
+constexpr int WDL_SAVED_LOSS = -1; // a loss that the fifty-move rule saves
+constexpr int WDL_DRAW = 0;
+constexpr int WDL_SPOILED_WIN = 1; // a win that the rule spoils
+constexpr int WDL_WIN = 2;
+
+// What a probe says in `success`.
+constexpr int TB_FAILED = 0;      // the position can't be valued
+constexpr int TB_FOUND = 1;       // the value is right
+constexpr int TB_BY_CAPTURE = 2;  // the value is that of a capture
+constexpr int TB_OTHER_SIDE = -1; // the table of distances holds the other side to move
 
 // Largest number of pieces of any registered table; 0 without tables.
 extern int tb_largest;
@@ -44,7 +53,7 @@ int tb_probe_dtz(const TBPosition& pos, int* success);
 
 // What the position's table alone holds for it. The value is right only if no capture is better;
 // the distance, which has no sign, only if no capture and, in a win, no pawn move is. For the
-// distance `success` becomes -1 if the table holds the other side to move. `success` is left as it
-// is otherwise, unless there is no answer.
+// distance `success` becomes TB_OTHER_SIDE if the table holds the other side to move. `success` is
+// left as it is otherwise, unless there is no answer.
 int tb_probe_table(const TBPosition& pos, int* success);
 int tb_probe_dtz_table(const TBPosition& pos, int wdl, int* success);
