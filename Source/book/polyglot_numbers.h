@@ -1,4 +1,6 @@
-// polyglot_numbers.h: the published random numbers of the PolyGlot book format. They never change.
+// polyglot_numbers.h: the published random numbers of the PolyGlot book format.
+//
+// They never change; any thread may read them.
 
 #pragma once
 

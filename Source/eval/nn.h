@@ -1,5 +1,8 @@
 // nn.h: the neural network: loading it, and the score of a position.
 //
+// The sums of its first layer are an accumulator: from one position to the next it is updated
+// incrementally, by the inputs that changed.
+//
 // One network serves the process. NnLoad replaces it on the main thread, never while a search
 // runs; search threads only read it. Everything that changes with the position stands in the
 // thread's own EvalState.
@@ -21,8 +24,8 @@ constexpr int NN_MIN_SCORE = -1919, NN_MAX_SCORE = 1919;
 
 // The network in use. Counts are in floats.
 struct NnHeader {
-    uint16_t format;
-    uint16_t version;      // below 536: one material feature in place of five
+    uint16_t format;       // kept for NnSave; nothing depends on it
+    uint16_t version;      // of the training; below 536: one material feature in place of five
     uint16_t board_inputs; // 896 for each weight set
     uint16_t material_inputs;
     int inputs;       // both kinds

@@ -2,7 +2,7 @@
 //
 // All paths give the same bits: every sum has one fixed order, no product is contracted with a
 // sum, and no operation depends on the width of a register. So a search visits the same nodes on
-// every processor.
+// every processor. The loops work on the caller's rows alone, in any thread.
 
 #pragma once
 

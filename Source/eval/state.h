@@ -95,7 +95,8 @@ struct NnCache {
     const NnHeader* net;            // null until the record is filled
 };
 
-// All fields are written by the thread itself, but for those that say otherwise.
+// Written by the thread that owns it. A record that is new gets the settings of the moment, as its
+// empty tables fit any.
 struct alignas(64) EvalState {
     EvalHashEntry eval_hash[EVAL_HASH_SIZE];
     PawnHashEntry pawn_hash[PAWN_HASH_SIZE];
