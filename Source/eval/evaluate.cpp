@@ -112,12 +112,11 @@ static void prepare_context(const Position& pos, EvalContext& context) {
         // A king on the edge has the zone of the square beside it, so that it is as large.
         int centre = std::clamp(rank_of(king), 1, 6) * 8 + std::clamp(file_of(king), 1, 6);
         context.king_zone[side] = king_attacks[centre] | bit(centre);
-        bool queen_side = file_of(king) < 4;
-        context.flip[side] = rank_flip[side] ^ (queen_side ? 7 : 0);
+        context.flip[side] = rank_flip[side] ^ (on_queen_side(king) ? 7 : 0);
         context.group_start[side] = 0;
     }
     context.same_half =
-        (file_of(pos.king_square[WHITE]) < 4) == (file_of(pos.king_square[BLACK]) < 4);
+        on_queen_side(pos.king_square[WHITE]) == on_queen_side(pos.king_square[BLACK]);
 }
 
 // Keeps what was added since the last checkpoint as a group of the report.
@@ -132,7 +131,8 @@ static void checkpoint(EvalContext& context, EvalGroup group) {
 // Runs all terms into the packed totals.
 static void add_terms(SearchThread& thread, EvalContext& context) {
     const Position& pos = thread.position;
-    PawnEval(thread, context);
+    count(thread.pawn_probes);
+    if (PawnEval(pos, thread.eval)) count(thread.pawn_hits);
     checkpoint(context, GROUP_PAWNS);
     eval_knights(pos, context);
     checkpoint(context, GROUP_KNIGHTS);

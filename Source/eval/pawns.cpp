@@ -1,7 +1,6 @@
 #include <algorithm>
 
 #include "eval/terms.h"
-#include "search/thread.h"
 
 // Mixed into the pawn key for each king on files a-d, since the piece-square tables are mirrored
 // and chosen by those halves. Any two numbers would do whose bits are spread.
@@ -69,17 +68,16 @@ static void eval_structure(const Position& pos, EvalContext& context) {
     }
 }
 
-void PawnEval(SearchThread& thread, EvalContext& context) {
-    const Position& pos = thread.position;
+bool PawnEval(const Position& pos, EvalState& eval) {
+    EvalContext& context = eval.context;
     find_pawn_sets(pos, context);
 
     uint64_t key = pos.pawn_key;
     for (int side : {WHITE, BLACK})
-        if (file_of(pos.king_square[side]) < 4) key ^= KING_HALF_KEY[side];
-    PawnHashEntry& entry = thread.eval.pawn_hash[key & (PAWN_HASH_SIZE - 1)];
-    count(thread.pawn_probes);
-    if (entry.key == key && caches_answer(context.ply)) {
-        count(thread.pawn_hits);
+        if (on_queen_side(pos.king_square[side])) key ^= KING_HALF_KEY[side];
+    PawnHashEntry& entry = eval.pawn_hash[key & (PAWN_HASH_SIZE - 1)];
+    const bool found = entry.key == key && caches_answer(context.ply);
+    if (found) {
         for (int side : {WHITE, BLACK})
             context.packed[side] = packed_add(context.packed[side], entry.packed[side]);
     } else {
@@ -92,6 +90,7 @@ void PawnEval(SearchThread& thread, EvalContext& context) {
         Bitboard blocked = step_forward(side, pos.pieces[side][PAWN]) & context.occupied;
         add_row_times(context, side, pawn_blocked, pop_count(blocked));
     }
+    return found;
 }
 
 // Tells whether nothing on the way of a mobile passed pawn can stop it: no lesser piece of the

@@ -13,11 +13,10 @@
 #include "eval/params.h"
 #include "eval/state.h"
 
-struct SearchThread;
-
-// Pawn attacks, sets of passed and half-open pawns, structure, king-zone pressure. The structure
-// comes from the thread's pawn hash where it can.
-void PawnEval(SearchThread& thread, EvalContext& context);
+// Pawn attacks, sets of passed and half-open pawns, structure, king-zone pressure. Works on the
+// context in `eval`; the structure comes from the pawn hash there where it can. Tells whether it
+// did.
+bool PawnEval(const Position& pos, EvalState& eval);
 
 // Knights, bishops, rooks, queens: one step each.
 void eval_knights(const Position& pos, EvalContext& context);
@@ -55,6 +54,10 @@ inline void add_row_scaled(EvalContext& context, int side, int row, float factor
     int eg = static_cast<int>(factor * eval_params[row].eg);
     context.packed[side] = packed_add(context.packed[side], pack_score(mg, eg));
 }
+
+// Tells whether a square lies on files a-d. Piece-square tables are written for a king on e-h and
+// are mirrored for one here.
+constexpr bool on_queen_side(int square) { return file_of(square) < 4; }
 
 // Outposts and rammed pawns on the files of the edge don't count.
 constexpr Bitboard FILES_B_TO_G = 0x7E7E7E7E7E7E7E7EULL;
