@@ -11,6 +11,7 @@
 #include "Training/pst_tuning.h"
 #include "Training/relabelling.h"
 #include "Training/trainer.h"
+#include "eval/nn.h"
 #include "hce_support.h"
 #include "search_fixture.h"
 
@@ -233,8 +234,37 @@ TEST(TrainFeatures, OutputRowsAreBlendedByThePieces) {
     for (const auto& c : cases) {
         NetworkInput input;
         list_features(input, record_of(c.fen));
-        for (int row = 0; row < OUTPUT_ROWS; row++)
+        for (int row = 0; row < NN_ROWS; row++)
             EXPECT_NEAR(input.rows[row], c.rows[row], 1e-6) << c.fen << row;
+    }
+}
+
+// The engine keeps sums over the active inputs and changes them from move to move; training lists
+// the inputs of records.
+TEST(TrainFeatures, EngineSumsUpWhatARecordLists) {
+    SearchThread& thread = *main_thread;
+    Random random = {21};
+    size_t units = nn_header.hidden1;
+    for (int game_number = 0; game_number < 20; game_number++) {
+        Position& pos = set_up(START_FEN);
+        play_random(pos, random, random_below(random, 60));
+        for (int i = 0; i < 30; i++) {
+            play_random(pos, random, 1);
+            eval_hash_entry(thread.eval, pos).key = 0;
+            thread.line.ply = 3; // deep enough to go on from the last position
+            NnEval(thread);
+
+            PlyRecord record;
+            NetworkInput input;
+            pack_ply(record, pos, NULL_MOVE, 0, 40);
+            list_features(input, record);
+            for (size_t unit = game_number; unit < units; unit += 50) {
+                double sum = nn_header.extras[1];
+                for (int k = 0; k < input.count; k++)
+                    sum += nn_header.w1[input.features[k] * units + unit];
+                ASSERT_NEAR(thread.eval.nn_cache[pos.side].acc[unit], sum, 1e-4) << unit;
+            }
+        }
     }
 }
 
@@ -359,8 +389,7 @@ TEST(TrainNetwork, KernelsAgree) {
         float value[16];
     };
     Random random = {2};
-    std::vector<Vector> weights(NETWORK_INPUTS * 4), rows(OUTPUT_ROWS * 4),
-        hidden(records.size() * 4);
+    std::vector<Vector> weights(NN_INPUTS * 4), rows(NN_ROWS * 4), hidden(records.size() * 4);
     for (auto* lines : {&weights, &rows})
         for (Vector& line : *lines)
             for (float& value : line.value)

@@ -9,16 +9,16 @@
 #include <cstddef>
 
 #include "Training/features.h"
+#include "eval/nn_kernels.h"
 
-constexpr int BLOCK = 64;       // hidden units of a block: a block of weights fits the L2 cache
-constexpr float LEAK = 0.0625f; // slope of the rectifier below 0
+constexpr int BLOCK = 64; // hidden units of a block: a block of weights fits the L2 cache
 
 // Forward pass of `count` inputs through one block.
 struct ForwardJob {
     const NetworkInput* inputs;
     size_t count;
-    const float* weights; // [NETWORK_INPUTS][BLOCK]
-    const float* rows;    // [OUTPUT_ROWS][BLOCK]
+    const float* weights; // [NN_INPUTS][BLOCK]
+    const float* rows;    // [NN_ROWS][BLOCK]
     float bias;
     float* hidden; // out: [count][BLOCK], activated
     float* sums;   // out: [count], the block's part of the output
@@ -31,8 +31,8 @@ struct BackwardJob {
     const float* rows;
     const float* hidden;
     const float* slopes;  // [count]: derivative of the loss by the output
-    float* weight_slopes; // [NETWORK_INPUTS][BLOCK]
-    float* row_slopes;    // [OUTPUT_ROWS][BLOCK]
+    float* weight_slopes; // [NN_INPUTS][BLOCK]
+    float* row_slopes;    // [NN_ROWS][BLOCK]
     float* bias_slopes;   // [BLOCK], to be summed up
 };
 

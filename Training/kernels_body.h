@@ -43,7 +43,7 @@ static void forward(const ForwardJob& job) {
                 for (int k = 0; k < GROUP; k++) x[k] += w[k];
             }
             for (int k = 0; k < GROUP; k++) {
-                x[k] = x[k] > zero ? x[k] : x[k] * LEAK;
+                x[k] = x[k] > zero ? x[k] : x[k] * NN_LEAK;
                 hidden[group + k] = x[k];
                 sum += x[k] * mix_rows(rows, group + k, s0, s1, s2);
             }
@@ -69,7 +69,7 @@ static void backward(const BackwardJob& job) {
             for (int k = 0; k < GROUP; k++) {
                 const int part = group + k;
                 Lanes x = hidden[part], slope = mix_rows(rows, part, t0, t1, t2);
-                d[k] = x > zero ? slope : slope * LEAK;
+                d[k] = x > zero ? slope : slope * NN_LEAK;
                 row_slopes[part] += x * t0;
                 row_slopes[PARTS + part] += x * t1;
                 row_slopes[2 * PARTS + part] += x * t2;

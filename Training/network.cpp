@@ -25,8 +25,7 @@ constexpr float UNUSED_EXTRA = 2; // value of the others
 constexpr float STEPS = 5000;     // integers per unit of weight
 
 static size_t tail_length(int hidden) {
-    return static_cast<size_t>(FILE_OUTPUTS - OUTPUT_ROWS) * static_cast<size_t>(hidden)
-         + FILE_OUTPUTS;
+    return static_cast<size_t>(FILE_OUTPUTS - NN_ROWS) * static_cast<size_t>(hidden) + FILE_OUTPUTS;
 }
 
 static void append_weights(std::vector<int16_t>& out, const std::vector<float>& weights) {
@@ -47,8 +46,8 @@ bool write_network(const Network& network, const std::string& path) {
     const uint32_t count = static_cast<uint32_t>(numbers.size());
     const FileHead head = {FILE_VERSION,
                            FILE_FORMAT,
-                           BOARD_INPUTS,
-                           MATERIAL_INPUTS,
+                           NN_BOARD_INPUTS,
+                           NN_MATERIAL_INPUTS,
                            static_cast<uint16_t>(network.hidden),
                            0,
                            FILE_OUTPUTS,
@@ -66,10 +65,10 @@ bool read_network(Network& network, const std::string& path) {
     if (!file) return false;
     FileHead head = {};
     bool fits = fread(&head, sizeof head, 1, file) == 1 && head.version >= 536
-             && head.board_inputs == BOARD_INPUTS && head.material_inputs == MATERIAL_INPUTS
+             && head.board_inputs == NN_BOARD_INPUTS && head.material_inputs == NN_MATERIAL_INPUTS
              && head.hidden2 == 0 && head.outputs == FILE_OUTPUTS && head.hidden1 > 0;
     const size_t hidden = head.hidden1;
-    const size_t first = NETWORK_INPUTS * hidden, second = OUTPUT_ROWS * hidden;
+    const size_t first = NN_INPUTS * hidden, second = NN_ROWS * hidden;
     const size_t tail = tail_length(head.hidden1);
     std::vector<int16_t> numbers(fits ? first + second + tail + FILE_EXTRAS : 0);
     fits = fits && fread(numbers.data(), sizeof numbers[0], numbers.size(), file) == numbers.size();
@@ -93,8 +92,8 @@ double network_output(const Network& network, const NetworkInput& input) {
         double x = network.bias;
         for (int f = 0; f < input.count; f++)
             x += network.weights[input.features[f] * hidden + unit];
-        if (x < 0) x *= LEAK;
-        for (size_t row = 0; row < OUTPUT_ROWS; row++)
+        if (x < 0) x *= NN_LEAK;
+        for (size_t row = 0; row < NN_ROWS; row++)
             output += input.rows[row] * network.rows[row * hidden + unit] * x;
     }
     return output;

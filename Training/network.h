@@ -12,8 +12,8 @@
 
 struct Network {
     int hidden;                 // units
-    std::vector<float> weights; // [NETWORK_INPUTS][hidden]
-    std::vector<float> rows;    // [OUTPUT_ROWS][hidden]
+    std::vector<float> weights; // [NN_INPUTS][hidden]
+    std::vector<float> rows;    // [NN_ROWS][hidden]
     float bias;                 // of every hidden unit
 };
 

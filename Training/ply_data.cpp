@@ -87,18 +87,6 @@ PlyVerdict judge_ply(const PlyRecord& record, PlyUse use) {
     return known ? PLY_KNOWN : PLY_KEPT;
 }
 
-// Tells whether a record can be a position at all: one king a side and no more than 32 units.
-static bool is_sound(const PlyRecord& record) {
-    int units = pop_count(record.occupied), kings[2] = {};
-    if (units > 32) return false;
-    for (int n = 0; n < units; n++) {
-        int code = ply_unit(record, n);
-        if (type_of(code) < PAWN || type_of(code) > KING) return false;
-        kings[colour_of(code)] += type_of(code) == KING;
-    }
-    return kings[WHITE] == 1 && kings[BLACK] == 1;
-}
-
 // Sorts the records of one file into the sets.
 static void sort_records(PlySets& sets, const std::vector<PlyRecord>& records, uint32_t seed,
                          PlyUse use) {

@@ -39,7 +39,7 @@ static int unit_code(const PlyRecord& record, int index) {
     return record.units[index / 2] >> (index % 2 * 4) & 15;
 }
 
-static bool is_position(const PlyRecord& record) {
+bool is_sound(const PlyRecord& record) {
     constexpr int MOST_UNITS = 32;
     if (pop_count(record.occupied) > MOST_UNITS) return false;
     int kings[2] = {};
@@ -51,6 +51,23 @@ static bool is_position(const PlyRecord& record) {
         if (type == KING) kings[colour_of(code)]++;
     }
     return kings[WHITE] == 1 && kings[BLACK] == 1;
+}
+
+// Fills an empty board with the units of a sound record, and sets the side to move.
+static void place_units(Position& pos, const PlyRecord& record) {
+    int index = 0;
+    for (Bitboard set = record.occupied; set; index++) {
+        int square = pop_lowest(set), code = unit_code(record, index);
+        add_piece(pos, square, code);
+        if (type_of(code) == KING) pos.king_square[colour_of(code)] = static_cast<uint8_t>(square);
+    }
+    pos.side = static_cast<uint8_t>(record_side(record));
+}
+
+Position bare_board(const PlyRecord& record) {
+    Position board = {};
+    place_units(board, record);
+    return board;
 }
 
 static void restore_castling(Position& pos, int rights) {
@@ -67,15 +84,9 @@ static void restore_castling(Position& pos, int rights) {
 }
 
 bool unpack_ply(Position& pos, const PlyRecord& record) {
-    if (!is_position(record)) return false;
+    if (!is_sound(record)) return false;
     clear_position(pos);
-    int index = 0;
-    for (Bitboard set = record.occupied; set; index++) {
-        int square = pop_lowest(set), code = unit_code(record, index);
-        add_piece(pos, square, code);
-        if (type_of(code) == KING) pos.king_square[colour_of(code)] = static_cast<uint8_t>(square);
-    }
-    pos.side = static_cast<uint8_t>(record_side(record));
+    place_units(pos, record);
     restore_castling(pos, record.state >> RECORD_CASTLING_SHIFT & 15);
     int ep = record.place >> RECORD_EP_SHIFT & 15;
     if (ep >= 1 && ep <= 8)

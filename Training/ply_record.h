@@ -65,10 +65,18 @@ inline int record_result(const PlyRecord& record) {
 // record and for Chess960 are not set and the result is RESULT_LOST: they are the caller's.
 void pack_ply(PlyRecord& record, const Position& pos, Move move, int score, int ply);
 
-// Sets up the position of a record. A castling right belongs to the outermost rook of its wing;
-// one without a rook is dropped. Returns false for a record that is no position: no codes of
-// pieces, pawns on the first or last rank, or not one king a side; the position is unchanged then.
-// The owner's game record is emptied.
+// Tells whether a record holds a position: at most 32 units, all of them pieces, no pawn on the first
+// or last rank, and one king a side.
+bool is_sound(const PlyRecord& record);
+
+// The board of a sound record by itself: units, their counts, kings and the side to move, which are
+// all that the network and endgame knowledge look at. It has no owner, no keys, no rights and no en
+// passant square, so that no move can be made on it.
+Position bare_board(const PlyRecord& record);
+
+// Sets up the whole position of a record. A castling right belongs to the outermost rook of its
+// wing; one without a rook is dropped. Returns false, with the position unchanged, for a record that
+// is not sound. The owner's game record is emptied.
 bool unpack_ply(Position& pos, const PlyRecord& record);
 
 // Tells whether training would use the position as it comes: not in check, a quiet best move, out

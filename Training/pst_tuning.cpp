@@ -75,7 +75,6 @@ static void append_terms(const Position& pos, const EvalContext& context, int si
 
 PstPosition reduce_position(SearchThread& thread, float target, std::vector<uint16_t>& terms) {
     constexpr int FRESH_PLY = 1; // no hash of evaluations is read
-    constexpr float FIFTY_SCALE = 256.0f;
 
     const Position& pos = thread.position;
     int score = HceEval(thread, pos.side, FRESH_PLY, 0);

@@ -11,9 +11,9 @@
 #include "Training/sharing.h"
 #include "base/random.h"
 
-constexpr size_t INPUT_FLOATS = static_cast<size_t>(NETWORK_INPUTS) * BLOCK; // of one block
-constexpr size_t SET_FLOATS = static_cast<size_t>(SET_INPUTS) * BLOCK;
-constexpr size_t ROW_FLOATS = static_cast<size_t>(OUTPUT_ROWS) * BLOCK;
+constexpr size_t INPUT_FLOATS = static_cast<size_t>(NN_INPUTS) * BLOCK; // of one block
+constexpr size_t SET_FLOATS = static_cast<size_t>(NN_SET_INPUTS) * BLOCK;
+constexpr size_t ROW_FLOATS = static_cast<size_t>(NN_ROWS) * BLOCK;
 constexpr size_t CHUNK = 512; // positions of one task
 
 static Floats make_floats(size_t count) { return Floats((count + 15) / 16); }
@@ -40,9 +40,9 @@ static void draw_weights(Trainer& trainer) {
     Random random = {settings.seed ^ 0x57E167};
     for (int block = 0; block < trainer.blocks; block++) {
         float* weights = floats(trainer.weights.value) + static_cast<size_t>(block) * INPUT_FLOATS;
-        for (int feature = 0; feature < NETWORK_INPUTS; feature++) {
+        for (int feature = 0; feature < NN_INPUTS; feature++) {
             float* row = weights + feature * BLOCK;
-            if (feature >= SET_INPUTS && feature < BOARD_INPUTS) {
+            if (feature >= NN_SET_INPUTS && feature < NN_BOARD_INPUTS) {
                 memcpy(row, row - SET_FLOATS, BLOCK * sizeof *row);
                 continue;
             }
@@ -137,7 +137,7 @@ static LossSums run_losses(Trainer& trainer, const Batch& batch, double lambda) 
             for (size_t b = 0; b < static_cast<size_t>(trainer.blocks); b++)
                 output += sums[b * room + i];
             double p = 1.0 / (1.0 + std::exp(-output * input.fifty));
-            double weight = input.rows[2] > 0 ? trainer.settings.pawn_weight : 1.0;
+            double weight = input.rows[NN_PAWN_ROW] > 0 ? trainer.settings.pawn_weight : 1.0;
             double miss = p - ply_target(record, lambda);
             double score_miss = p - score_probability(record.score);
             double result_miss = has_result(record) ? p - ply_result(record) : 0.0;
@@ -204,7 +204,7 @@ static void step_block(Trainer& trainer, size_t b, float* slopes, const StepJob&
     float* other_set = slopes + SET_FLOATS;
     for (size_t i = 0; i < SET_FLOATS; i++) slopes[i] += other_set[i]; // the base serves both
 
-    const size_t base = b * INPUT_FLOATS, material = static_cast<size_t>(BOARD_INPUTS) * BLOCK;
+    const size_t base = b * INPUT_FLOATS, material = static_cast<size_t>(NN_BOARD_INPUTS) * BLOCK;
     step_weights(trainer.weights, base, SET_FLOATS, slopes, common, settings.decay);
     step_weights(trainer.weights, base + material, INPUT_FLOATS - material, slopes + material,
                  common, settings.decay);
@@ -321,8 +321,8 @@ static void split_blocks(float* blocks, const std::vector<float>& in, int rows, 
 Network export_network(const Trainer& trainer) {
     Network network;
     network.hidden = trainer.settings.hidden;
-    join_blocks(network.weights, floats(trainer.weights.value), NETWORK_INPUTS, network.hidden);
-    join_blocks(network.rows, floats(trainer.rows.value), OUTPUT_ROWS, network.hidden);
+    join_blocks(network.weights, floats(trainer.weights.value), NN_INPUTS, network.hidden);
+    join_blocks(network.rows, floats(trainer.rows.value), NN_ROWS, network.hidden);
     network.bias = floats(trainer.bias.value)[0];
     return network;
 }
@@ -333,8 +333,8 @@ static void clear_means(Weights& weights) {
 }
 
 void import_network(Trainer& trainer, const Network& network) {
-    split_blocks(floats(trainer.weights.value), network.weights, NETWORK_INPUTS, network.hidden);
-    split_blocks(floats(trainer.rows.value), network.rows, OUTPUT_ROWS, network.hidden);
+    split_blocks(floats(trainer.weights.value), network.weights, NN_INPUTS, network.hidden);
+    split_blocks(floats(trainer.rows.value), network.rows, NN_ROWS, network.hidden);
     floats(trainer.bias.value)[0] = network.bias;
     for (size_t b = 0; b < static_cast<size_t>(trainer.blocks); b++) {
         const float* weights = floats(trainer.weights.value) + b * INPUT_FLOATS;
@@ -414,8 +414,8 @@ Slopes batch_slopes(Trainer& trainer, const std::vector<PlyRecord>& records, dou
         std::copy_n(scratch, INPUT_FLOATS, &weights[b * INPUT_FLOATS]);
         std::copy_n(scratch + INPUT_FLOATS, ROW_FLOATS, &rows[b * ROW_FLOATS]);
     }
-    join_blocks(slopes.weights, weights.data(), NETWORK_INPUTS, trainer.settings.hidden);
-    join_blocks(slopes.rows, rows.data(), OUTPUT_ROWS, trainer.settings.hidden);
+    join_blocks(slopes.weights, weights.data(), NN_INPUTS, trainer.settings.hidden);
+    join_blocks(slopes.rows, rows.data(), NN_ROWS, trainer.settings.hidden);
     slopes.bias = sum_bias_slopes(trainer);
     return slopes;
 }

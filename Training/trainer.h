@@ -50,9 +50,9 @@ struct Weights {
 struct Trainer {
     TrainSettings settings;
     int blocks;
-    Weights weights; // [block][NETWORK_INPUTS][BLOCK]; of set 1 only `value` is used
-    Weights delta;   // [block][SET_INPUTS][BLOCK]: what set 1 adds to set 0
-    Weights rows;    // [block][OUTPUT_ROWS][BLOCK]
+    Weights weights; // [block][NN_INPUTS][BLOCK]; of set 1 only `value` is used
+    Weights delta;   // [block][NN_SET_INPUTS][BLOCK]: what set 1 adds to set 0
+    Weights rows;    // [block][NN_ROWS][BLOCK]
     Weights bias;    // first element of a block
     uint64_t steps = 0;
     int epoch = 0; // finished ones
@@ -63,7 +63,7 @@ struct Trainer {
     Floats sums;                       // [block][batch]
     Floats slopes;                     // [batch]
     Floats bias_slopes;                // [block][BLOCK]
-    std::vector<Floats> weight_slopes; // [worker]: [NETWORK_INPUTS + OUTPUT_ROWS][BLOCK]
+    std::vector<Floats> weight_slopes; // [worker]: [NN_INPUTS + NN_ROWS][BLOCK]
 };
 
 // Mean squared error of probabilities.
@@ -96,7 +96,7 @@ void import_network(Trainer& trainer, const Network& network);
 bool save_state(Trainer& trainer, const std::string& path);
 bool load_state(Trainer& trainer, const std::string& path);
 
-// Slopes of the batch's weighted mean loss by all weights, for tests: [NETWORK_INPUTS][hidden] as
+// Slopes of the batch's weighted mean loss by all weights, for tests: [NN_INPUTS][hidden] as
 // if both sets were free, rows and bias.
 struct Slopes {
     std::vector<float> weights, rows;

@@ -78,9 +78,6 @@ static int contempt(const Position& pos) {
 }
 
 int Evaluate(SearchThread& thread, int side, int ply, int in_check) {
-    // Half-moves that would bring a score to 0: at the hundred that draw, 61 per cent are left, so
-    // that progress is worth something long before.
-    constexpr int FIFTY_SCALE = 256;
     if (in_check) return NO_EVAL;
 
     const Position& pos = thread.position;

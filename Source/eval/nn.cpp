@@ -9,29 +9,18 @@
 #include "base/print.h"
 #include "board/bitboard.h"
 #include "eval/logistic.h"
+#include "eval/nn_inputs.h"
 #include "eval/nn_kernels.h"
 #include "eval/state.h"
 #include "search/thread.h"
 
 // Rows that one evaluation can add or remove: units on 64 squares, each perhaps a passed pawn as
-// well, and the material features. Positions of games have 53 at most.
-constexpr int MAX_ROWS = 2 * 64 + 5;
+// well, and the material inputs. Positions of games have 53 at most.
+constexpr int MAX_ROWS = 2 * SQUARES + NN_MATERIAL_KINDS;
 
 constexpr int MIN_HIDDEN2 = 4;   // units; with fewer there is no second layer
-constexpr int FIVE_KINDS = 536;  // first version with five material features
+constexpr int FIVE_KINDS = 536;  // first version with five material inputs
 constexpr size_t ALIGNMENT = 64; // bytes, a cache line
-
-namespace {
-
-// What is active in the position, seen by the side to move: its own men move up the board, and
-// each side's own king stands on files e-h.
-struct Features {
-    uint64_t planes[2 * NN_PLANES];
-    int16_t material[5];
-    int16_t set;
-};
-
-} // namespace
 
 // One block holds the accumulators of both sides to move, the activated values and the second
 // layer, each rounded up to cache lines.
@@ -63,101 +52,34 @@ void NnFreeBuffers(EvalState& eval) {
     eval.nn_generation = 0;
 }
 
-// The board seen from the other end.
-static uint64_t flip_ranks(uint64_t set) { return __builtin_bswap64(set); }
-
-static uint64_t mirror_files(uint64_t set) {
-    constexpr uint64_t ODD = 0x5555555555555555, PAIRS = 0x3333333333333333,
-                       HALVES = 0x0F0F0F0F0F0F0F0F;
-    set = (set >> 1 & ODD) | (set & ODD) << 1;
-    set = (set >> 2 & PAIRS) | (set & PAIRS) << 2;
-    return (set >> 4 & HALVES) | (set & HALVES) << 4;
+// The only material input of an older network: the difference in phase units.
+static void collect_old_material(int16_t* material, const Position& pos) {
+    constexpr int MIDDLE = 16, REACH = 13;
+    int more = pos.material[pos.side] - pos.material[pos.side ^ 1];
+    material[0] = static_cast<int16_t>(MIDDLE + std::clamp(more, -REACH, REACH));
 }
 
-// The set and its neighbours on both sides.
-static uint64_t widen(uint64_t set) { return set | step_east(set) | step_west(set); }
-
-static uint64_t fill_up(uint64_t set) {
-    set |= set << 8;
-    set |= set << 16;
-    return set | set << 32;
-}
-static uint64_t fill_down(uint64_t set) {
-    set |= set >> 8;
-    set |= set >> 16;
-    return set | set >> 32;
+// Number of material inputs that are active in every position.
+static int material_inputs() {
+    if (nn_header.version >= FIVE_KINDS) return NN_MATERIAL_KINDS;
+    return nn_header.material_inputs >= NN_MATERIAL_INPUTS ? 1 : 0;
 }
 
-static bool on_queen_side(int square) { return file_of(square) < 4; }
-
-static void collect_planes(Features& features, const Position& pos) {
-    constexpr int OWN_PASSED = NN_PLANES - 1, OTHER = NN_PLANES;
-
-    const bool flip = pos.side == BLACK;
-    for (int who : {0, 1}) {
-        uint64_t* plane = features.planes + who * NN_PLANES;
-        const Bitboard* pieces = pos.pieces[pos.side ^ who];
-        plane[0] = flip ? flip_ranks(pieces[KING]) : pieces[KING];
-        for (int type = PAWN; type <= QUEEN; type++)
-            plane[type] = flip ? flip_ranks(pieces[type]) : pieces[type];
-    }
-
-    // Passed pawns before the files are mirrored, as that is done for each side by itself.
-    uint64_t* planes = features.planes;
-    uint64_t own = planes[PAWN], other = planes[OTHER + PAWN];
-    planes[OWN_PASSED] = own & ~fill_down(widen(other) >> 8);
-    planes[OTHER + OWN_PASSED] = other & ~fill_up(widen(own) << 8);
-
-    for (int who : {0, 1})
-        if (on_queen_side(pos.king_square[pos.side ^ who]))
-            for (int i = 0; i < NN_PLANES; i++)
-                planes[who * NN_PLANES + i] = mirror_files(planes[who * NN_PLANES + i]);
+// The active inputs, for older networks in their own form.
+static void collect_inputs(NnInputs& inputs, const Position& pos) {
+    collect_nn_inputs(inputs, pos);
+    if (nn_header.version < FIVE_KINDS) collect_old_material(inputs.material, pos);
+    if (nn_header.board_inputs < NN_BOARD_INPUTS) inputs.set = 0;
 }
 
-static void collect_material(Features& features, const Position& pos) {
-    // The middle input of each kind, and how far differences count.
-    static constexpr int MIDDLE[5] = {5, 13, 18, 23, 28};
-    static constexpr int MOST[5] = {5, 2, 2, 2, 2};
-    constexpr int SUM_MIDDLE = 16, SUM_MOST = 13; // of older networks, by phase units
-
-    const int us = pos.side, them = us ^ 1;
-    memset(features.material, 0, sizeof features.material);
-    if (nn_header.version < FIVE_KINDS) {
-        int difference = pos.material[us] - pos.material[them];
-        features.material[0] =
-            static_cast<int16_t>(SUM_MIDDLE + std::clamp(difference, -SUM_MOST, SUM_MOST));
-        return;
-    }
-    for (int kind = 0; kind < 5; kind++) {
-        int own = static_cast<int>(pos.piece_counts[us] >> 4 * kind & 15);
-        int other = static_cast<int>(pos.piece_counts[them] >> 4 * kind & 15);
-        int difference = std::clamp(own - other, -MOST[kind], MOST[kind]);
-        features.material[kind] = static_cast<int16_t>(MIDDLE[kind] + difference);
-    }
-}
-
-// Number of material features that are active in every position.
-static int material_features() {
-    constexpr int OLD_INPUTS = 32;
-    if (nn_header.version >= FIVE_KINDS) return 5;
-    return nn_header.material_inputs >= OLD_INPUTS ? 1 : 0;
-}
-
-static void collect_features(Features& features, const Position& pos) {
-    collect_planes(features, pos);
-    collect_material(features, pos);
-    bool apart = on_queen_side(pos.king_square[WHITE]) != on_queen_side(pos.king_square[BLACK]);
-    features.set = apart && nn_header.board_inputs >= 2 * NN_SET_INPUTS;
-}
-
-// Appends the rows of the features in `planes` and not in `without`, own planes first, squares
+// Appends the rows of the inputs in `planes` and not in `without`, own planes first, squares
 // from the lowest up as the side to move sees them. So positions that differ only in colours have
 // their rows added in the same order.
 static const float** list_board_rows(const float** rows, const uint64_t* planes,
                                      const uint64_t* without, int set) {
     const size_t length = nn_header.hidden1;
     const float* plane = nn_header.w1 + size_t{NN_SET_INPUTS} * static_cast<size_t>(set) * length;
-    for (int i = 0; i < 2 * NN_PLANES; i++, plane += 64 * length)
+    for (int i = 0; i < 2 * NN_PLANES; i++, plane += SQUARES * length)
         for (uint64_t bits = planes[i] & ~without[i]; bits; bits &= bits - 1)
             *rows++ = plane + static_cast<size_t>(bit_scan_forward(bits)) * length;
     return rows;
@@ -168,20 +90,22 @@ static const float* material_row(int input) {
 }
 
 // Incremental update: brings the accumulator from the last position to this one. Returns false,
-// with no change, when the two differ in more than eight features by number.
-static bool update_accumulator(NnCache& cache, const Features& features) {
-    constexpr int MAX_CHANGE = 8; // features
+// with no change, when the two differ in more than eight inputs by number.
+static bool update_accumulator(NnCache& cache, const NnInputs& inputs) {
+    constexpr int MAX_CHANGE = 8; // inputs
     const float* rows[2 * MAX_ROWS];
-    const int materials = material_features();
+    const int materials = material_inputs();
 
-    const float** end = list_board_rows(rows, cache.planes, features.planes, cache.set);
+    const float** end = list_board_rows(rows, cache.inputs.planes, inputs.planes, cache.inputs.set);
     for (int i = 0; i < materials; i++)
-        if (cache.material[i] != features.material[i]) *end++ = material_row(cache.material[i]);
+        if (cache.inputs.material[i] != inputs.material[i])
+            *end++ = material_row(cache.inputs.material[i]);
     auto removed = static_cast<int>(end - rows);
 
-    end = list_board_rows(end, features.planes, cache.planes, features.set);
+    end = list_board_rows(end, inputs.planes, cache.inputs.planes, inputs.set);
     for (int i = 0; i < materials; i++)
-        if (cache.material[i] != features.material[i]) *end++ = material_row(features.material[i]);
+        if (cache.inputs.material[i] != inputs.material[i])
+            *end++ = material_row(inputs.material[i]);
     auto added = static_cast<int>(end - rows) - removed;
 
     if (std::abs(added - removed) > MAX_CHANGE) return false;
@@ -190,11 +114,11 @@ static bool update_accumulator(NnCache& cache, const Features& features) {
 }
 
 // Computes the accumulator anew.
-static void fill_accumulator(NnCache& cache, const Features& features) {
+static void fill_accumulator(NnCache& cache, const NnInputs& inputs) {
     static constexpr uint64_t NOTHING[2 * NN_PLANES] = {};
     const float* rows[MAX_ROWS];
-    const float** end = list_board_rows(rows, features.planes, NOTHING, features.set);
-    for (int i = 0; i < material_features(); i++) *end++ = material_row(features.material[i]);
+    const float** end = list_board_rows(rows, inputs.planes, NOTHING, inputs.set);
+    for (int i = 0; i < material_inputs(); i++) *end++ = material_row(inputs.material[i]);
 
     std::fill_n(cache.acc, nn_header.hidden1, nn_header.extras[1]);
     nn_kernels->update(cache.acc, rows, 0, static_cast<int>(end - rows), nn_header.hidden1);
@@ -203,21 +127,20 @@ static void fill_accumulator(NnCache& cache, const Features& features) {
 // The accumulator of the thread's position: by its difference from the last one with the same side
 // to move, or else anew.
 static const float* accumulate(SearchThread& thread) {
-    constexpr int MAX_CHANGE = 8; // squares; spares a comparison of features that would not pay
+    constexpr int MAX_CHANGE = 8; // squares; spares a comparison of inputs that would not pay
     const Position& pos = thread.position;
     NnCache& cache = thread.eval.nn_cache[pos.side];
-    Features features;
-    collect_features(features, pos);
+    NnInputs inputs;
+    collect_inputs(inputs, pos);
 
     // Where caches don't answer it begins anew, so that rounding does not pile up from search to
     // search.
-    bool near = caches_answer(thread.line.ply) && cache.net && cache.set == features.set
+    bool near = caches_answer(thread.line.ply) && cache.net && cache.inputs.set == inputs.set
              && pop_count(cache.occupied ^ occupied(pos)) <= MAX_CHANGE;
-    if (!near || !update_accumulator(cache, features)) fill_accumulator(cache, features);
+    if (!near || !update_accumulator(cache, inputs)) fill_accumulator(cache, inputs);
 
-    memcpy(cache.planes, features.planes, sizeof cache.planes);
-    memcpy(cache.material, features.material, sizeof cache.material);
-    cache.set = thread.eval.nn_set = features.set;
+    cache.inputs = inputs;
+    thread.eval.nn_set = inputs.set;
     cache.occupied = occupied(pos);
     cache.net = &nn_header;
     return cache.acc;
@@ -240,28 +163,20 @@ static void output_rows(EvalState& eval, const float* acc, int row0, int row1, f
                        hidden2);
 }
 
-// The share of row 0, falling with the material: 1 on a full board.
-static float full_board_share(int material) {
-    constexpr int FULL_MATERIAL = 63;  // phase units of both sides
-    constexpr double FOR_UNIT = 0.016; // 1 / 62.5
-    return material < FULL_MATERIAL ? static_cast<float>(material * FOR_UNIT) : 1.0f;
-}
-
 // The network's raw output: a row of its own for endings of pawns, else the rows of a full and an
 // empty board mixed by the material, which is a tapered evaluation.
 static float network_output(EvalState& eval, const Position& pos, const float* acc) {
-    constexpr int KIND_BLENDED = 1, KIND_PAWNS = 2;                       // see EvalState
-    constexpr int FULL_BOARD_ROW = 0, EMPTY_BOARD_ROW = 1, PAWNS_ROW = 2; // of the last layer
+    constexpr int KIND_BLENDED = 1, KIND_PAWNS = 2; // see EvalState
     float z[2];
-    if (pos.material[WHITE] == 0 && pos.material[BLACK] == 0) {
+    if (nn_pawn_ending(pos)) {
         eval.nn_output_kind = KIND_PAWNS;
-        output_rows(eval, acc, PAWNS_ROW, PAWNS_ROW, z);
+        output_rows(eval, acc, NN_PAWN_ROW, NN_PAWN_ROW, z);
         return z[0];
     }
     eval.nn_output_kind = KIND_BLENDED;
-    output_rows(eval, acc, FULL_BOARD_ROW, EMPTY_BOARD_ROW, z);
-    float phase = full_board_share(pos.material[WHITE] + pos.material[BLACK]);
-    return (1.0f - phase) * z[1] + phase * z[0];
+    output_rows(eval, acc, NN_FULL_ROW, NN_EMPTY_ROW, z);
+    float full = nn_full_share(pos);
+    return (1.0f - full) * z[1] + full * z[0];
 }
 
 // A small offset, fixed for a position and a thread, that makes games differ: up to 0.0128, which

@@ -16,8 +16,7 @@
 
 struct SearchThread;
 
-constexpr int NN_SET_INPUTS = 2 * NN_PLANES * 64; // board inputs of one weight set
-constexpr int NN_MAX_INPUTS = 1840;               // of both kinds
+constexpr int NN_MAX_INPUTS = 1840; // of both kinds
 
 // Scores end where the winning chance is within 0.00001 of certainty.
 constexpr int NN_MIN_SCORE = -1919, NN_MAX_SCORE = 1919;
@@ -25,11 +24,11 @@ constexpr int NN_MIN_SCORE = -1919, NN_MAX_SCORE = 1919;
 // The network in use. Counts are in floats.
 struct NnHeader {
     uint16_t format;       // kept for NnSave; nothing depends on it
-    uint16_t version;      // of the training; below 536: one material feature in place of five
+    uint16_t version;      // of the training; below 536: one material input in place of five
     uint16_t board_inputs; // 896 for each weight set
     uint16_t material_inputs;
     int inputs;       // both kinds
-    uint16_t outputs; // rows of the last layer; the first three are read
+    uint16_t outputs; // rows of the last layer; the first NN_ROWS are read
     uint16_t hidden1; // units of the first layer
     uint16_t hidden2; // units of the second layer; below 4 there is none
     int64_t total;    // all weights

@@ -11,6 +11,7 @@
 #include "base/state.h"
 #include "eval/evaluate.h"
 #include "eval/nn.h"
+#include "eval/nn_inputs.h"
 #include "eval/nn_kernels.h"
 
 // The embedded network, as bytes of a network file.
@@ -61,9 +62,8 @@ static void parse_header(NnHeader& net, const unsigned char* bytes) {
 
 // Tells whether inference stays inside the arrays of a network with these sizes.
 static bool sizes_make_sense(const NnHeader& net) {
-    constexpr int ROWS_READ = 3; // of the last layer
-    if (net.hidden1 == 0 || net.outputs < ROWS_READ) return false;
-    if (net.hidden2 != 0 && net.hidden2 < ROWS_READ) return false;
+    if (net.hidden1 == 0 || net.outputs < NN_ROWS) return false;
+    if (net.hidden2 != 0 && net.hidden2 < NN_ROWS) return false;
     if (net.board_inputs < NN_SET_INPUTS || net.inputs > NN_MAX_INPUTS) return false;
     return net.version < FIVE_KINDS || net.material_inputs >= FIVE_KINDS_INPUTS;
 }
@@ -156,8 +156,8 @@ static void create_network(NnHeader& net) {
     constexpr double DRAWN_STEP = 0.0001, LEAST_DRAWN = -1.0;
     net.version = 540;
     net.format = 1;
-    net.board_inputs = 2 * NN_SET_INPUTS;
-    net.material_inputs = 32;
+    net.board_inputs = NN_BOARD_INPUTS;
+    net.material_inputs = NN_MATERIAL_INPUTS;
     net.hidden1 = 768;
     net.hidden2 = 0;
     net.outputs = 5;

@@ -11,6 +11,7 @@
 
 #include "board/position.h"
 #include "board/types.h"
+#include "eval/nn_inputs.h"
 
 struct NnHeader;
 
@@ -81,18 +82,12 @@ struct EvalContext {
     int32_t group_start[2];        // totals at the last checkpoint
 };
 
-// Kinds of the network's board inputs, each a plane of 64 squares: king, pawn, knight, bishop,
-// rook, queen, passed pawn (which is also a pawn). The planes of the side to move come first.
-constexpr int NN_PLANES = 7;
-
 // The network's accumulator of the last position evaluated with one side to move.
 struct NnCache {
-    float* acc;                     // first-layer sums before activation, on a 64-byte boundary
-    uint64_t planes[2 * NN_PLANES]; // active board features, seen as the side to move does
-    int16_t material[5];            // active material inputs, counted from 0
-    int16_t set;                    // weight set, 0 or 1
-    uint64_t occupied;              // squares of all men
-    const NnHeader* net;            // null until the record is filled
+    float* acc;          // first-layer sums before activation, on a 64-byte boundary
+    NnInputs inputs;     // what they are sums over
+    uint64_t occupied;   // squares of all men
+    const NnHeader* net; // null until the record is filled
 };
 
 // Written by the thread that owns it. A record that is new gets the settings of the moment, as its
