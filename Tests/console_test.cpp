@@ -11,6 +11,7 @@
 #include <gtest/gtest.h>
 
 #include "board/movetext.h"
+#include "search/limits.h"
 #include "shell_fixture.h"
 
 namespace {
@@ -176,7 +177,7 @@ TEST_F(Console, GoIsAnAnalysisWithAnOptionalDepth) {
     };
     for (Case c : {Case{"go", 66}, Case{"an 7", 7}, Case{"go 0", 66}, Case{"go 65", 65},
                    Case{"go 66", 66}, Case{"go 100", 66}, Case{"go junk", 66}, Case{"an -3", 66}}) {
-        engine.max_depth = 5;
+        set_limits({.depth = 5});
         EXPECT_EQ(console(c.line), Lines{}) << c.line;
         EXPECT_EQ(engine.max_depth, c.depth) << c.line;
         EXPECT_EQ(engine.time_base, 99999.0f);

@@ -39,7 +39,7 @@ std::string first_move(const std::string& line) {
 std::string printed_search(const char* fen, int depth) {
     set_up(fen);
     hash_clear();
-    engine.max_depth = static_cast<int8_t>(depth);
+    set_limits({.depth = depth});
     shell.noise = 0.0f;
     testing::internal::CaptureStdout();
     search_here();
@@ -87,14 +87,14 @@ TEST_F(Driver, RootWithoutMovesSetsStop) {
 TEST_F(Driver, DepthZeroGivesTheLineOfQuiescence) {
     // The pawn takes the queen.
     root_of("7k/p7/8/3q4/4P3/8/8/K7 w - -");
-    engine.max_depth = 0;
+    set_limits({.depth = 0});
     search_root(0);
     EXPECT_EQ(engine.pv[1], make_plain_move(28, 35));
     EXPECT_EQ(relaxed(engine.stop), 1);
     EXPECT_EQ(relaxed(engine.iteration_depth), 0) << "no iteration";
 
     Position& pos = root_of("7k/p7/8/3q4/4P3/8/8/K7 w - -");
-    engine.max_depth = -1;
+    set_limits({.depth = -1});
     search_root(0);
     EXPECT_EQ(engine.pv[1], NULL_MOVE);
     EXPECT_EQ(relaxed(engine.stop), 1);
@@ -121,7 +121,7 @@ TEST_F(Driver, SingleMoveIsSearchedAndMarked) {
 TEST_F(Driver, RootValuesAreTold) {
     // In quiescence the pawn takes the queen.
     root_of("7k/p7/8/3q4/4P3/8/8/K7 w - -");
-    engine.max_depth = 1;
+    set_limits({.depth = 1});
     search_root(0);
     EXPECT_LT(engine.root_value, -300);
     EXPECT_GT(engine.root_quiet_value, engine.root_value + 500);
@@ -188,7 +188,7 @@ TEST_F(Driver, VeryLongGameStopsTheLoopEarly) {
         std::fill(std::begin(main_thread->line.undo_stack), std::end(main_thread->line.undo_stack),
                   UndoRecord{});
         main_thread->line.undo_index = static_cast<int16_t>(moves);
-        engine.max_depth = 30;
+        set_limits({.depth = 30});
         search_here();
         EXPECT_EQ(relaxed(engine.iteration_depth), depth) << moves << " moves";
         EXPECT_NE(engine.pv[1], NULL_MOVE);
@@ -210,13 +210,13 @@ TEST_F(Driver, NodeLimitEndsTheSearch) {
 
 TEST_F(Driver, SoftNodeLimitLetsTheIterationFinish) {
     constexpr uint64_t SOFT_NODES = 3000;
-    engine.soft_nodes = SOFT_NODES;
+    set_limits({.soft_nodes = SOFT_NODES});
     uint64_t nodes = search_nodes(MIDDLEGAME_FEN, MAX_DEPTH);
     int depth = engine.iteration_finished;
     Move best = engine.pv[1];
     EXPECT_GE(nodes, SOFT_NODES);
 
-    engine.soft_nodes = 0;
+    set_limits({.soft_nodes = UNLIMITED_NODES});
     EXPECT_EQ(search_nodes(MIDDLEGAME_FEN, depth), nodes) << "the same whole iterations";
     EXPECT_EQ(engine.pv[1], best);
     EXPECT_LT(search_nodes(MIDDLEGAME_FEN, depth - 1), SOFT_NODES) << "and not one more";
@@ -300,7 +300,7 @@ TEST_F(Driver, RootMovesAreTriedByTheirScores) {
     root_of("4k3/P4p1r/6p1/3n4/2P1P3/2p5/r3b3/4K1QR w - -");
     set_relaxed(engine.elapsed, 4.0f);
     shell.noise = 0.0f;
-    engine.max_depth = 1;
+    set_limits({.depth = 1});
     testing::internal::CaptureStdout();
     search_root(0);
     std::vector<std::string> order;
@@ -335,7 +335,7 @@ TEST_F(Driver, OrderingTablesLiveForOneSearch) {
     for (int16_t history : thread.history) learnt += history != HISTORY_START;
     EXPECT_GT(learnt, 50);
 
-    engine.max_depth = 0;
+    set_limits({.depth = 0});
     search_root(0);
     for (int i = 0; i < HISTORY_SIZE; i++) {
         ASSERT_EQ(thread.history[i], HISTORY_START);
@@ -395,7 +395,7 @@ TEST_F(Driver, HelperSearchesButPublishesNothing) {
     helper->node_limit = 1ULL << 62;
     reset_search_stack(*helper);
     search_threads[1] = helper;
-    engine.max_depth = 6;
+    set_limits({.depth = 6});
     engine.pv[1] = 77;
     set_relaxed(engine.iteration_depth, 3);
     shell.noise = 0.0f;
@@ -446,7 +446,7 @@ TEST_F(Driver, HelperGoesAheadWhereManyThreadsAreAtItsDepth) {
             search_threads[i] = thread;
         }
         engine.num_threads = 14;
-        engine.max_depth = 20;
+        set_limits({.depth = 20});
         // The helper begins at the master's depth 6; from 7 on it counts who is there, with the
         // master among them and itself still one ply behind.
         set_relaxed(master().current_depth, 60);
@@ -476,10 +476,7 @@ std::vector<uint64_t> game_counts(const char* fen, const std::vector<uint64_t>& 
     HandleUci(new_game);
     set_up(fen);
     for (uint64_t limit : limits) {
-        engine.max_nodes = limit;
-        engine.max_depth = MAX_DEPTH;
-        engine.moves_per_control = 1;
-        engine.time_base = 10000000.0f;
+        set_limits({.depth = UNLIMITED_DEPTH, .nodes = limit, .move_time = UNLIMITED_SECONDS});
         search_here();
         counts.push_back(relaxed(master().nodes));
         counts.push_back(static_cast<uint64_t>(relaxed(engine.result_depth)));

@@ -7,6 +7,7 @@
 
 #include "board/draw.h"
 #include "board/make.h"
+#include "search/limits.h"
 #include "search/perft.h"
 #include "shell/think.h"
 #include "support.h"
@@ -55,13 +56,10 @@ std::string mutate(std::string text, Random& random) {
 
 // A search of one or two iterations on this thread.
 void search_briefly() {
-    engine.max_depth = MAX_DEPTH;
-    engine.max_nodes = 200;
-    engine.moves_per_control = 1;
-    engine.time_base = 1000.0f;
+    set_limits({.depth = UNLIMITED_DEPTH, .nodes = 200, .move_time = UNLIMITED_SECONDS});
     shell.noise = NOISE_QUIET;
     search_here();
-    engine.max_nodes = 0;
+    set_limits({.nodes = UNLIMITED_NODES});
 }
 
 } // namespace

@@ -27,7 +27,7 @@ void wait_until_over(int stop_after_ms) {
 // One search as the main loop starts it.
 void run_search(int threads, int depth, int stop_after_ms, int state = STATE_BATCH) {
     engine.num_threads = static_cast<uint8_t>(threads);
-    engine.max_depth = static_cast<int8_t>(depth);
+    set_limits({.depth = depth});
     prepare_search();
     ASSERT_EQ(start_search(state), 0);
     wait_until_over(stop_after_ms);
@@ -184,7 +184,7 @@ TEST_F(Threads, MastersRecordIsACopyOfTheGame) {
     search_nodes(START_FEN, 4); // leaves a used record
     set_up(MIDDLEGAME_FEN);
     play(pos, "g7g6 c1e3 f8g7");
-    engine.max_nodes = 12345;
+    set_limits({.nodes = 12345});
     ASSERT_EQ(setup_master_record(), 0);
 
     SearchThread& thread = master();
@@ -213,7 +213,7 @@ TEST_F(Threads, MastersRecordIsACopyOfTheGame) {
           &thread.hash_probes, &thread.hash_hits, &thread.pawn_probes, &thread.pawn_hits})
         EXPECT_EQ(relaxed(*counter), 0u);
 
-    engine.max_nodes = 0;
+    set_limits({.nodes = UNLIMITED_NODES});
     setup_master_record();
     EXPECT_EQ(thread.node_limit, 4611686018427387904u);
 }

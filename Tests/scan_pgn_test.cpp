@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "search/limits.h"
 #include "shell_fixture.h"
 
 namespace {
@@ -125,7 +126,7 @@ private:
 } // namespace
 
 TEST_F(WriteGame, SetsUpARunWithoutSearch) {
-    engine.max_depth = 12;
+    set_limits({.depth = 12});
     engine.hash_enabled = 1;
     add("e4");
     write(SCAN_TRAINING);

@@ -24,6 +24,7 @@
 #include "board/movetext.h"
 #include "board/see.h"
 #include "search/hash.h"
+#include "search/limits.h"
 #include "search/movepick.h"
 #include "search/ordering.h"
 #include "search/pool.h"
@@ -70,11 +71,10 @@ protected:
         std::copy_n(see_value, 8, values);
 
         engine.num_threads = 1;
-        engine.moves_per_control = 1;
-        engine.time_base = 10000000.0f;
-        engine.time_increment = 0.0f;
-        engine.max_depth = MAX_DEPTH;
-        engine.max_nodes = 0;
+        set_limits({.depth = UNLIMITED_DEPTH,
+                    .nodes = UNLIMITED_NODES,
+                    .move_time = UNLIMITED_SECONDS,
+                    .time_increment = 0.0f});
         engine.hash_enabled = 1;
         shell.noise = NOISE_QUIET;
         set_relaxed(shell.uci_mode, 1);

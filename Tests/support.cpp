@@ -20,6 +20,7 @@
 #include "board/movegen.h"
 #include "board/movetext.h"
 #include "search/hash.h"
+#include "search/limits.h"
 #include "search/pool.h"
 #include "shell/think.h"
 
@@ -90,15 +91,12 @@ uint64_t search_nodes(const char* fen, int depth, uint64_t nodes) {
     set_up(fen);
     hash_clear();
     engine.hash_age = 0;
-    engine.max_depth = static_cast<int8_t>(nodes ? MAX_DEPTH : depth);
-    engine.max_nodes = nodes;
-    engine.moves_per_control = 1;
-    engine.time_base = 10000000.0f;
+    set_limits(
+        {.depth = nodes ? UNLIMITED_DEPTH : depth, .nodes = nodes, .move_time = UNLIMITED_SECONDS});
     shell.noise = NOISE_QUIET;
     search_here();
     sum_thread_counters();
-    engine.max_nodes = 0;
-    engine.max_depth = MAX_DEPTH;
+    set_limits({.depth = UNLIMITED_DEPTH, .nodes = UNLIMITED_NODES});
     return engine.search_totals[TOTAL_NODES];
 }
 

@@ -2,6 +2,7 @@
 
 #include "shell/uci.h"
 
+#include "search/limits.h"
 #include "shell_fixture.h"
 
 namespace {
@@ -142,8 +143,7 @@ TEST_F(UciCommand, NewGameResetsTheClocksAndKeepsTheLimits) {
     engine.time_base = 1.0f;
     engine.time_increment = 2.0f;
     engine.clock[WHITE] = engine.clock[BLACK] = 3.0f;
-    engine.max_depth = 7;
-    engine.max_nodes = 1234;
+    set_limits({.depth = 7, .nodes = 1234});
     engine.hash_age = 9;
     std::string before = game_fen();
 
@@ -489,8 +489,7 @@ TEST_F(UciGo, TheMoversIncrementCounts) {
 }
 
 TEST_F(UciGo, MovestogoLiftsTheOtherLimits) {
-    engine.max_depth = 5;
-    engine.max_nodes = 1000;
+    set_limits({.depth = 5, .nodes = 1000});
     uci("go wtime 60000 btime 60000 movestogo 12");
     EXPECT_EQ(engine.moves_per_control, 40);
     EXPECT_EQ(engine.moves_to_go, 12);
@@ -539,8 +538,7 @@ TEST_F(UciGo, MovetimeIsAFixedTime) {
 }
 
 TEST_F(UciGo, InfiniteLiftsAllLimits) {
-    engine.max_depth = 5;
-    engine.max_nodes = 1000;
+    set_limits({.depth = 5, .nodes = 1000});
     engine.time_increment = 1.0f;
     uci("go infinite");
     EXPECT_EQ(engine.time_base, 10000000.0f);

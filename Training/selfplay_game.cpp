@@ -15,6 +15,7 @@
 #include "eval/evaluate.h"
 #include "eval/nn.h"
 #include "search/hash.h"
+#include "search/limits.h"
 #include "search/selectivity.h"
 #include "search/thread.h"
 #include "shell/think.h"
@@ -24,14 +25,11 @@ std::atomic<uint8_t> selfplay_interrupted;
 bool prepare_engine(int hash_mb) {
     // Full speed as in play: the search's first iteration asks for it.
     constexpr float NOMINAL_NPS = 1000000.0f;
-    constexpr float NO_CLOCK = 10000000.0f; // seconds
 
     engine.num_threads = 1;
     engine.hash_enabled = 1;
     engine.hash_mb = hash_mb;
-    engine.max_depth = MAX_DEPTH;
-    engine.moves_per_control = 1;
-    engine.time_base = NO_CLOCK;
+    set_limits({.depth = UNLIMITED_DEPTH, .move_time = UNLIMITED_SECONDS});
     engine.calibration_nps = engine.target_nps = NOMINAL_NPS;
     engine.calibration_elo = 0.0f;
     shell.noise = NOISE_QUIET;
@@ -70,8 +68,7 @@ static void forget_searches() {
 }
 
 SearchAnswer search_by_nodes(uint64_t nodes, uint64_t most_nodes) {
-    engine.soft_nodes = nodes;
-    engine.max_nodes = most_nodes;
+    set_limits({.nodes = most_nodes, .soft_nodes = nodes});
     search_here();
     return {engine.pv[1], relaxed(engine.best_score)};
 }

@@ -43,7 +43,7 @@ void set_default_state() {
     engine.hash_enabled = 1;
     engine.hash_mb = default_personality.Hash;
     engine.max_depth = MAX_DEPTH;
-    engine.moves_per_control = 1;
+    engine.moves_per_control = FIXED_TIME;
     engine.time_base = 5.0f;
     engine.clock[0] = engine.clock[1] = 5.0f;
     engine.target_time = 1.0f;

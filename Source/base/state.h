@@ -28,6 +28,10 @@ constexpr uint8_t STATE_PONDERING = 4;
 constexpr uint8_t STATE_BATCH = 5;
 constexpr uint8_t STATE_OVER = 0x10; // on top of 3, 4 or 5: the search is over
 
+// Values of EngineState::moves_per_control; greater ones are the moves of a control period.
+constexpr int SUDDEN_DEATH = 0; // all the time on the clock for the rest of the game
+constexpr int FIXED_TIME = 1;   // time_base for each move
+
 // The game in progress and the search that is running. "Think" marks what prepare_search resets.
 struct EngineState {
     uint8_t num_threads;    // 0 to 160; 0 means that no search runs at all

@@ -6,6 +6,7 @@
 
 #include "base/state.h"
 #include "base/text.h"
+#include "search/limits.h"
 #include "shell/start.h"
 #include "shell/strength.h"
 
@@ -38,21 +39,16 @@ static void take_text(Cursor& cursor, const char* option, char* field, size_t si
 }
 
 static void parse_limits(Cursor& cursor) {
-    if (is(cursor, "-d")) {
-        auto depth = static_cast<int8_t>(read_integer(take_value(cursor)));
-        engine.max_depth = std::min<int8_t>(depth, MAX_DEPTH);
-        engine.moves_per_control = 1;
-        engine.time_base = 10000.0f;
-    }
-    if (is(cursor, "-t")) {
-        engine.moves_per_control = 1;
-        engine.time_base = read_number(take_value(cursor));
-    }
-    if (is(cursor, "-n")) {
-        engine.moves_per_control = 1;
-        engine.time_base = 1000.0f;
-        engine.max_nodes = static_cast<uint64_t>(read_integer(take_value(cursor)));
-    }
+    // Seconds that no run at a fixed depth or at fixed nodes is meant to reach. Below
+    // ANALYSIS_SECONDS, so that contempt counts as in a game.
+    constexpr float DEPTH_RUN_TIME = 10000.0f, NODES_RUN_TIME = 1000.0f;
+
+    if (is(cursor, "-d"))
+        set_limits({.depth = read_integer(take_value(cursor)), .move_time = DEPTH_RUN_TIME});
+    if (is(cursor, "-t")) set_limits({.move_time = read_number(take_value(cursor))});
+    if (is(cursor, "-n"))
+        set_limits({.nodes = static_cast<uint64_t>(read_integer(take_value(cursor))),
+                    .move_time = NODES_RUN_TIME});
     if (is(cursor, "-nps")) {
         float speed = read_number(take_value(cursor));
         default_personality.UCI_LimitStrength = 1;

@@ -3,6 +3,7 @@
 #include "base/print.h"
 #include "base/state.h"
 #include "search/hash.h"
+#include "search/limits.h"
 #include "search/pool.h"
 #include "search/thread.h"
 #include "shell/loop.h"
@@ -32,11 +33,14 @@ static constexpr const char* POSITIONS[20] = {
 };
 
 void run_benchmark(bool on_main_thread) {
-    constexpr int8_t DEFAULT_DEPTH = 17, NO_LIMIT = 50;
+    constexpr int DEFAULT_DEPTH = 17;   // plies, where no limit was given
+    constexpr int MAX_BENCH_DEPTH = 50; // a deeper limit counts as none
+    // Seconds. No time ends these searches; below ANALYSIS_SECONDS contempt counts as in a game.
+    constexpr float BENCH_TIME = 99.0f;
 
-    engine.time_base = 99.0f;
+    set_limits({.time_base = BENCH_TIME});
     shell.noise = NOISE_QUIET;
-    if (engine.max_depth > NO_LIMIT) engine.max_depth = DEFAULT_DEPTH;
+    if (engine.max_depth > MAX_BENCH_DEPTH) set_limits({.depth = DEFAULT_DEPTH});
     PrintFormat("%s running benchmark using %d threads", PROGRAM_NAME, engine.num_threads);
 
     float total_nodes = 0.0f, total_time = 0.01f;

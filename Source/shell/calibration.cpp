@@ -2,6 +2,7 @@
 
 #include "base/print.h"
 #include "base/state.h"
+#include "search/limits.h"
 #include "search/thread.h"
 #include "shell/strength.h"
 #include "shell/think.h"
@@ -18,14 +19,14 @@ void calibrate() {
     const uint8_t threads = engine.num_threads;
 
     set_position(main_thread->position, calibration_position);
-    engine.max_nodes = CALIBRATION_NODES;
+    set_limits({.nodes = CALIBRATION_NODES});
     engine.num_threads = 1;
     active_personality.UCI_LimitStrength = 0;
     shell.noise = NOISE_CALIBRATION;
 
     search_here();
 
-    engine.max_nodes = 0;
+    set_limits({.nodes = UNLIMITED_NODES});
     double nodes = static_cast<double>(relaxed(search_threads[0].load()->nodes));
     double elapsed = relaxed(engine.elapsed);
     double nps = nodes / (elapsed + 0.001) * SPEED_FACTOR;

@@ -1,6 +1,7 @@
 #include "shell/console.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -17,6 +18,7 @@
 #include "eval/evaluate.h"
 #include "eval/nn.h"
 #include "search/hash.h"
+#include "search/limits.h"
 #include "search/perft.h"
 #include "search/selectivity.h"
 #include "search/thread.h"
@@ -67,11 +69,17 @@ static void set_game_position(const char* fen) {
     print_board(game_position());
 }
 
+// Both sides begin with the whole time of the level.
+static void reset_clocks() {
+    set_limits({.white_clock = engine.time_base, .black_clock = engine.time_base});
+}
+
 static void analyse(const char* limit) {
+    constexpr float ANALYSIS_TIME = 99999.0f; // seconds; above ANALYSIS_SECONDS
+
     int depth = read_integer(limit);
-    engine.time_base = 99999.0f;
-    engine.moves_per_control = 1;
-    engine.max_depth = static_cast<int8_t>(depth >= 1 && depth < MAX_DEPTH ? depth : MAX_DEPTH);
+    if (depth < 1 || depth >= MAX_DEPTH) depth = UNLIMITED_DEPTH;
+    set_limits({.depth = depth, .move_time = ANALYSIS_TIME});
     hash_clear();
     set_relaxed(engine.game_state, STATE_THINK_REQUEST);
 }
@@ -181,7 +189,7 @@ static void load(const char* file, const char* tag) {
     printf("loading %s, tag %s\n", file, tag);
     fflush(stdout);
     if (load_game(game_position(), file, tag)) print_board(game_position());
-    engine.clock[0] = engine.clock[1] = engine.time_base;
+    reset_clocks();
 }
 
 static void probe_books() {
@@ -227,11 +235,10 @@ static float read_level_time(const char* text) {
 }
 
 static void set_level(const Words& words) {
-    engine.moves_per_control =
-        static_cast<uint8_t>(std::clamp(read_integer(words.word[2]), 0, 255));
-    engine.time_base = read_level_time(words.word[3]);
-    engine.clock[0] = engine.clock[1] = engine.time_base;
-    engine.time_increment = read_number(words.word[4]);
+    set_limits({.control = std::clamp(read_integer(words.word[2]), 0, UINT8_MAX),
+                .time_base = read_level_time(words.word[3]),
+                .time_increment = read_number(words.word[4])});
+    reset_clocks();
     PrintFormat("set level to %d moves in %0.2f seconds, inc %0.2f", engine.moves_per_control,
                 static_cast<double>(engine.time_base), static_cast<double>(engine.time_increment));
 }
@@ -284,10 +291,9 @@ static void change_setting(const Words& words) {
     } else if (is_word(name, "level")) {
         set_level(words);
     } else if (is_word(name, "depth")) {
-        engine.max_depth = std::min<int8_t>(static_cast<int8_t>(value), MAX_DEPTH);
+        set_limits({.depth = value});
     } else if (is_word(name, "nodes")) {
-        engine.max_depth = MAX_DEPTH;
-        engine.max_nodes = static_cast<uint64_t>(value);
+        set_limits({.depth = UNLIMITED_DEPTH, .nodes = static_cast<uint64_t>(value)});
     } else if (is_word(name, "target_nps")) {
         engine.target_nps = read_number(words.word[2]);
         active_personality.UCI_LimitStrength = 1;
@@ -327,7 +333,7 @@ static void play_itself() {
 
 static void start_new_game() {
     set_game_position(START_FEN);
-    engine.clock[0] = engine.clock[1] = engine.time_base;
+    reset_clocks();
 }
 
 // The commands that need an idle engine, in their order; the first that fits is obeyed.

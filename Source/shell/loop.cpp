@@ -10,6 +10,7 @@
 #include "board/movetext.h"
 #include "search/hash.h"
 #include "search/info.h"
+#include "search/limits.h"
 #include "search/pool.h"
 #include "search/thread.h"
 #include "search/timing.h"
@@ -28,7 +29,7 @@ void PollInput() {
 // Tells whether the search that runs ends by itself: by depth, nodes or time.
 static bool search_is_bounded() {
     return relaxed(engine.game_state) == STATE_THINKING
-        && (engine.max_nodes != 0 || engine.max_depth < MAX_DEPTH
+        && (engine.max_nodes != UNLIMITED_NODES || engine.max_depth < UNLIMITED_DEPTH
             || engine.target_time < ANALYSIS_SECONDS);
 }
 

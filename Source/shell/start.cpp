@@ -13,6 +13,7 @@
 #include "eval/kpk.h"
 #include "eval/nn.h"
 #include "search/hash.h"
+#include "search/limits.h"
 #include "search/ordering.h"
 #include "search/thread.h"
 #include "shell/bench.h"
@@ -64,7 +65,7 @@ static void size_hash_for_limits() {
     if (engine.max_depth < 8) megabytes = 1;
     else if (engine.max_depth < 13) megabytes = 1 << (engine.max_depth - 7);
 
-    if (engine.max_nodes == 0) return;
+    if (engine.max_nodes == UNLIMITED_NODES) return;
     uint64_t limit = 32000;
     megabytes = 1;
     while (engine.max_nodes > limit && megabytes < 64) {

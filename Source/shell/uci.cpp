@@ -11,6 +11,7 @@
 #include "board/make.h"
 #include "board/movetext.h"
 #include "search/hash.h"
+#include "search/limits.h"
 #include "search/pool.h"
 #include "search/selectivity.h"
 #include "search/thread.h"
@@ -18,8 +19,6 @@
 #include "shell/think.h"
 
 constexpr size_t TOKEN_LENGTH = 128; // with the ending NUL
-
-constexpr float NO_TIME_LIMIT = 10000000.0f; // seconds
 
 static int32_t debug = 1; // not 0: input lines go to the log; nothing clears it
 
@@ -67,10 +66,11 @@ static void set_option(char* arguments) {
 static void new_game() {
     constexpr float NEW_GAME_SECONDS = 60.0f;
     abandon_search();
-    engine.moves_per_control = 0;
-    engine.time_base = NEW_GAME_SECONDS;
-    engine.time_increment = 0.0f;
-    engine.clock[0] = engine.clock[1] = NEW_GAME_SECONDS;
+    set_limits({.control = SUDDEN_DEATH,
+                .time_base = NEW_GAME_SECONDS,
+                .time_increment = 0.0f,
+                .white_clock = NEW_GAME_SECONDS,
+                .black_clock = NEW_GAME_SECONDS});
     clear_line(main_thread->line);
     hash_clear();
     engine.hash_age = 0;
@@ -159,58 +159,56 @@ static bool find_value(char* arguments, const char* keyword, char* token) {
 
 static float seconds(const char* token) { return read_number(token) * 0.001f; }
 
-static void limit_depth(const char* token) {
-    engine.max_depth = std::min<int8_t>(static_cast<int8_t>(read_integer(token)), MAX_DEPTH);
-    engine.moves_per_control = 1;
-    engine.time_base = NO_TIME_LIMIT;
-}
+static float clock_seconds(const char* token) { return std::max(seconds(token), 0.0f); }
 
 // The limit varies by up to 4 per cent either way, so that games at fixed nodes differ.
-static void limit_nodes(const char* token) {
-    int64_t nodes = read_integer(token);
-    engine.max_nodes = static_cast<uint64_t>(nodes + nodes * (40 - rand() % 80) / 1000);
-    engine.moves_per_control = 1;
-    engine.time_base = NO_TIME_LIMIT;
+static uint64_t vary_nodes(int64_t nodes) {
+    constexpr int SPREAD = 40; // parts of a thousand
+    return static_cast<uint64_t>(nodes + nodes * (SPREAD - rand() % (2 * SPREAD)) / 1000);
 }
 
-static void limit_by_control(const char* token) {
-    constexpr int16_t MOVES = 40; // any number above 1: moves_to_go counts
-    engine.moves_per_control = MOVES;
-    engine.moves_to_go = static_cast<int16_t>(std::clamp(read_integer(token), 0, 1000));
-    engine.max_depth = MAX_DEPTH;
-    engine.max_nodes = 0;
+// The keywords of time on a clock.
+static void take_clocks(char* arguments) {
+    constexpr int PERIOD = 40; // any number of moves above 1: moves_to_go counts
+    constexpr int MAX_MOVES_TO_GO = 1000;
+
+    const int side = main_thread->position.side;
+    char token[TOKEN_LENGTH];
+    if (find_value(arguments, "wtime", token)) set_limits({.white_clock = clock_seconds(token)});
+    if (find_value(arguments, "btime", token)) set_limits({.black_clock = clock_seconds(token)});
+    if (find_value(arguments, side == WHITE ? "winc" : "binc", token))
+        set_limits({.time_increment = seconds(token)});
+    if (find_value(arguments, "movestogo", token)) {
+        int moves = std::clamp(read_integer(token), 0, MAX_MOVES_TO_GO);
+        set_limits({.depth = UNLIMITED_DEPTH,
+                    .nodes = UNLIMITED_NODES,
+                    .control = PERIOD,
+                    .moves_to_go = static_cast<int16_t>(moves)});
+    }
 }
 
-static void limit_move_time(const char* token) {
-    engine.moves_per_control = 1;
-    engine.time_base = seconds(token);
-    engine.time_increment = 0.0f;
-}
-
-static void limit_nothing() {
-    engine.time_base = NO_TIME_LIMIT;
-    engine.time_increment = 0.0f;
-    engine.max_depth = MAX_DEPTH;
-    engine.moves_per_control = 1;
-    engine.max_nodes = 0;
+// The keywords of a single search. A time on the clock does not end it.
+static void take_search_limits(char* arguments) {
+    char token[TOKEN_LENGTH];
+    if (find_value(arguments, "depth", token))
+        set_limits({.depth = read_integer(token), .move_time = UNLIMITED_SECONDS});
+    if (find_value(arguments, "nodes", token))
+        set_limits({.nodes = vary_nodes(read_integer(token)), .move_time = UNLIMITED_SECONDS});
+    if (find_value(arguments, "movetime", token))
+        set_limits({.move_time = seconds(token), .time_increment = 0.0f});
+    if (strstr(arguments, "infinite"))
+        set_limits({.depth = UNLIMITED_DEPTH,
+                    .nodes = UNLIMITED_NODES,
+                    .move_time = UNLIMITED_SECONDS,
+                    .time_increment = 0.0f});
 }
 
 // Limits that a `go` doesn't name stand as an earlier one left them, but for the kind of control.
 static void go(char* arguments) {
     abandon_search();
-    engine.moves_per_control = 0;
-
-    const int side = main_thread->position.side;
-    char token[TOKEN_LENGTH];
-    if (find_value(arguments, "wtime", token)) engine.clock[WHITE] = std::max(seconds(token), 0.0f);
-    if (find_value(arguments, "btime", token)) engine.clock[BLACK] = std::max(seconds(token), 0.0f);
-    if (find_value(arguments, side == WHITE ? "winc" : "binc", token))
-        engine.time_increment = seconds(token);
-    if (find_value(arguments, "movestogo", token)) limit_by_control(token);
-    if (find_value(arguments, "depth", token)) limit_depth(token);
-    if (find_value(arguments, "nodes", token)) limit_nodes(token);
-    if (find_value(arguments, "movetime", token)) limit_move_time(token);
-    if (strstr(arguments, "infinite")) limit_nothing();
+    set_limits({.control = SUDDEN_DEATH});
+    take_clocks(arguments);
+    take_search_limits(arguments);
     set_relaxed(engine.game_state,
                 strstr(arguments, "ponder") ? STATE_PONDER_REQUEST : STATE_THINK_REQUEST);
 }

@@ -14,6 +14,7 @@
 #include "board/attack.h"
 #include "board/make.h"
 #include "board/movetext.h"
+#include "search/limits.h"
 #include "search/thread.h"
 
 constexpr char SECOND_OUTPUT[] = "tmpX.epd";
@@ -204,7 +205,7 @@ void write_game(FILE* out, FILE* second, const ScannedMove* moves, int count, co
     Position& pos = main_thread->position;
     set_position(pos, fen[0] ? fen : START_FEN);
     engine.hash_enabled = 0;
-    engine.max_depth = mode == SCAN_TRAINING ? 1 : 0;
+    set_limits({.depth = mode == SCAN_TRAINING ? 1 : 0});
     shell.noise = NOISE_QUIET;
 
     GameWriter game = {out, second, moves, count, result, false, 0};
