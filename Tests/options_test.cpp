@@ -4,6 +4,7 @@
 
 #include "shell/console.h"
 
+#include "base/option_table.h"
 #include "base/text.h"
 #include "shell_fixture.h"
 
@@ -346,4 +347,111 @@ TEST_F(Options, TheListingShowsWhatIsInForce) {
                              "option name Selectivity type spin default 90 min 0 max 200",
                              "option name Threads type spin default 2 min 1 max 160"})
         EXPECT_TRUE(has_line(lines, line)) << line;
+}
+
+// The page of the guide.
+
+namespace {
+
+std::string kind_text(const Option& option) {
+    switch (option.kind) {
+    case OptionKind::CHECK: return "check";
+    case OptionKind::TEXT: return "text";
+    case OptionKind::BUTTON: return "button";
+    default: return "spin";
+    }
+}
+
+std::string effect_text(const Option& option) {
+    switch (option.effect) {
+    case OptionEffect::WHEN_READ: return "at once";
+    case OptionEffect::NEXT_THINK: return "next think";
+    case OptionEffect::AFTER_SEARCH: return "behind the search";
+    default: return "when idle";
+    }
+}
+
+// The cells of a table's row, without the blanks around them.
+std::vector<std::string> cells(const std::string& line) {
+    std::vector<std::string> found;
+    std::istringstream text(line.substr(1));
+    for (std::string cell; std::getline(text, cell, '|');) {
+        size_t first = cell.find_first_not_of(' '), last = cell.find_last_not_of(' ');
+        found.push_back(first == std::string::npos ? "" : cell.substr(first, last - first + 1));
+    }
+    return found;
+}
+
+// The rows of the table under this heading in Docs/options.md.
+std::vector<std::vector<std::string>> page_table(const std::string& heading) {
+    std::vector<std::vector<std::string>> rows;
+    bool inside = false;
+    for (const std::string& line :
+         read_lines(std::string(MIRD_TEST_SOURCE_DIR) + "/../Docs/options.md")) {
+        if (line.rfind("| " + heading + " |", 0) == 0) inside = true;
+        else if (line.rfind("|", 0) != 0) inside = false;
+        else if (inside && line.rfind("|---", 0) != 0) rows.push_back(cells(line));
+    }
+    return rows;
+}
+
+} // namespace
+
+TEST_F(Options, ThePageOfTheGuideIsTheTable) {
+    std::vector<std::vector<std::string>> rows = page_table("Option");
+    size_t row = 0;
+    for (const Option& option : all_options()) {
+        if (option.kind == OptionKind::CONSOLE_ONLY) continue;
+        ASSERT_LT(row, rows.size()) << option.name << " is missing";
+        bool spin = option.kind == OptionKind::SPIN;
+        std::string range = std::to_string(option.min) + " to " + std::to_string(option.max);
+        bool own_elo = option.listing == OptionListing::OWN_ELO;
+        std::vector<std::string> wanted = {
+            "`" + std::string(option.name) + "`", kind_text(option), spin ? range : "",
+            own_elo ? "the machine's" : option.default_value, effect_text(option)};
+        ASSERT_EQ(rows[row].size(), wanted.size() + 1) << option.name;
+        EXPECT_NE(rows[row].back(), "") << option.name << " has no meaning";
+        rows[row].pop_back();
+        EXPECT_EQ(rows[row], wanted);
+        row++;
+    }
+    EXPECT_EQ(row, rows.size()) << "a row for no option";
+}
+
+TEST_F(Options, ThePageNamesWhatTheConsoleKnows) {
+    std::vector<std::vector<std::string>> rows = page_table("Name");
+    size_t known = 0;
+    for (const Option& option : all_options())
+        known += option.console_name || option.kind == OptionKind::CONSOLE_ONLY;
+    EXPECT_EQ(rows.size(), known);
+    for (const std::vector<std::string>& row : rows) {
+        ASSERT_EQ(row.size(), 3u);
+        const Option* option = find_console_option(row[0].substr(1, row[0].size() - 2).c_str());
+        ASSERT_NE(option, nullptr) << row[0];
+        bool own = option->kind == OptionKind::CONSOLE_ONLY;
+        EXPECT_EQ(row[1], own ? "" : "`" + std::string(option->name) + "`");
+        EXPECT_EQ(row[2], option->default_value);
+    }
+}
+
+TEST_F(Options, WhatOnlyTheConsoleKnowsIsNoOption) {
+    for (const char* name : {"NMP_depth", "SEP_depth", "FP_depth", "LMP_depth", "LMR_depth",
+                             "ponder", "multipv", "frc"})
+        EXPECT_EQ(joined(set(name, "9")), "") << name;
+    EXPECT_EQ(active_personality.NMP_depth, 3);
+    EXPECT_EQ(find_console_option("Ponder"), nullptr);
+    EXPECT_EQ(find_console_option(""), nullptr);
+    EXPECT_STREQ(find_console_option("xmultipvx")->name, "MultiPV");
+}
+
+TEST_F(Options, DefaultsOfTheTableAreThoseOfTheRecords) {
+    active_personality.Contempt = 99;
+    active_personality.Hash = 1;
+    strcpy(active_personality.NN_File, "other.nn");
+    set_relaxed(shell.use_nn, 0);
+    set_option_defaults(active_personality);
+    EXPECT_EQ(active_personality.Contempt, 0);
+    EXPECT_EQ(active_personality.Hash, 64);
+    EXPECT_EQ(relaxed(shell.use_nn), 1);
+    EXPECT_STREQ(active_personality.NN_File, "embedded");
 }

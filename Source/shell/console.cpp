@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "base/option_table.h"
 #include "base/platform.h"
 #include "base/print.h"
 #include "base/state.h"
@@ -254,24 +255,11 @@ static void set_selectivity(int value) {
     Print("selectivity set to OFF");
 }
 
-static bool set_personality_field(const char* name, int value) {
-    struct Field {
-        const char* name;
-        int16_t Personality::*field;
-    };
-    constexpr Field FIELDS[] = {
-        {"NMP_depth", &Personality::NMP_depth}, {"SEP_depth", &Personality::SEP_depth},
-        {"FP_depth", &Personality::FP_depth},   {"LMP_depth", &Personality::LMP_depth},
-        {"LMR_depth", &Personality::LMR_depth}, {"Selectivity", &Personality::Selectivity},
-        {"ponder", &Personality::Ponder},
-    };
-    for (const Field& field : FIELDS) {
-        if (!is_word(name, field.name)) continue;
-        active_personality.*field.field = static_cast<int16_t>(value);
-        PrintFormat("%s set to %d", name, active_personality.*field.field);
-        return true;
-    }
-    return false;
+// Sets what an option row names, without its range.
+static void set_option_field(const Option& option, const char* name, int value) {
+    store_option_number(option, active_personality, value);
+    if (option.console_reports || option.kind == OptionKind::CONSOLE_ONLY)
+        PrintFormat("%s set to %d", name, option_number(option, active_personality));
 }
 
 static void change_setting(const Words& words) {
@@ -282,12 +270,8 @@ static void change_setting(const Words& words) {
         engine.hash_refused = 0;
     } else if (is_word(name, "noise")) {
         shell.noise = read_number(words.word[2]);
-    } else if (strstr(name, "multipv")) {
-        active_personality.MultiPV = static_cast<int16_t>(value);
     } else if (is_word(name, "debug")) {
         shell.show_debug = static_cast<uint8_t>(value);
-    } else if (is_word(name, "frc")) {
-        set_relaxed(shell.chess960, value);
     } else if (is_word(name, "level")) {
         set_level(words);
     } else if (is_word(name, "depth")) {
@@ -300,8 +284,8 @@ static void change_setting(const Words& words) {
         PrintFormat("target_nps set to %.0f", static_cast<double>(engine.target_nps));
     } else if (is_word(name, "ss")) {
         set_selectivity(value);
-    } else {
-        set_personality_field(name, value);
+    } else if (const Option* option = find_console_option(name)) {
+        set_option_field(*option, name, value);
     }
 }
 

@@ -1,4 +1,7 @@
-// options.h: the one way to change a setting by name. Main thread only.
+// options.h: the one way to change a setting by name, and the listing of the settings.
+//
+// Main thread only. What can be set, and how, stands in base/option_table; values live in the two
+// personalities and in ShellState for the whole run.
 
 #pragma once
 
@@ -9,8 +12,8 @@
 // that search has ended.
 void SetOption(const char* name, const char* value);
 
-// Sets the endgame tables up and loads the network if SyzygyPath or NN_File has changed during a
-// search. Call it where a search has ended.
+// Sets the endgame tables up and loads the network if SyzygyPath or NN_File has changed since the
+// last call. Call it where a search has ended.
 void apply_deferred_options();
 
 // Reads the file named by ConfigFilePath: lines of "name = value", with at least one space in
