@@ -118,22 +118,33 @@ TEST_F(Driver, SingleMoveIsSearchedAndMarked) {
     EXPECT_EQ(engine.pv[1], make_plain_move(H1, G1));
 }
 
-TEST_F(Driver, RootValuesAreTold) {
-    // In quiescence the pawn takes the queen.
+TEST_F(Driver, TheRootHasAStaticValueOutOfCheck) {
     root_of("7k/p7/8/3q4/4P3/8/8/K7 w - -");
     set_limits({.depth = 1});
     search_root(0);
-    EXPECT_LT(engine.root_value, -300);
-    EXPECT_GT(engine.root_quiet_value, engine.root_value + 500);
-    EXPECT_EQ(engine.root_value, master().root_eval);
+    EXPECT_LT(master().root_eval, -300);
 
     root_of("7k/8/8/8/8/8/r7/4K2R w - -");
     search_root(0);
-    EXPECT_NE(engine.root_value, NO_EVAL);
+    EXPECT_NE(master().root_eval, NO_EVAL);
     root_of("7k/8/8/8/8/8/8/r3K2R w - -"); // in check
     search_root(0);
-    EXPECT_EQ(engine.root_value, NO_EVAL);
-    EXPECT_EQ(engine.root_quiet_value, NO_EVAL);
+    EXPECT_EQ(master().root_eval, NO_EVAL);
+}
+
+TEST_F(Driver, QuiescenceAtTheRootCountsAndAnswersForDepthZero) {
+    // The pawn takes the queen.
+    Position& pos = root_of("7k/p7/8/3q4/4P3/8/8/K7 w - -");
+    engine.max_depth = 0;
+    search_root(0);
+    EXPECT_EQ(engine.pv[1], find_move(game(), "e4d5"));
+    EXPECT_GT(nodes_of(pos), 0u);
+
+    root_of("7k/8/8/8/8/8/8/r3K2R w - -"); // in check there is none
+    engine.max_depth = 0;
+    search_root(0);
+    EXPECT_EQ(engine.pv[1], NULL_MOVE);
+    EXPECT_EQ(nodes_of(master().position), 0u);
 }
 
 TEST_F(Driver, CastlingThatOpensACheckIsNotARootMove) {

@@ -76,17 +76,13 @@ struct EngineState {
     std::atomic<int8_t> result_depth;                // think: depth of the best result so far
     std::atomic<int16_t> best_score;                 // think: score of the best result
     std::atomic<int16_t> iteration_score[PLY_SLOTS]; // think: -10001; best score by iteration
-    std::atomic<uint16_t> iteration_move[PLY_SLOTS]; // think: 0; best move by iteration
+    std::atomic<uint16_t> iteration_move[PLY_SLOTS]; // think: 0; best move by iteration, for debugging
     std::atomic<int8_t> best_move_depth;             // think: depth of the last best-move change
     std::atomic<uint8_t> single_move;                // think: 1 if one root move is legal
     std::atomic<int32_t> root_wdl;                   // table result: 0, 2, 4 or -1 for none
 
     // Written by thread 0, read by the main thread after STATE_OVER.
     uint16_t pv[PLY_SLOTS];    // best line: 1 the best move, 2 the ponder move; element 0 unused
-    int16_t root_value;        // static evaluation of the root
-    int16_t root_quiet_value;  // the same after quiescence
-    int32_t root_tb_score;     // expected score of a table result for the side to move
-    int32_t root_tb_opponent;  // and for the opponent
     float iteration_time;      // seconds at the end of the last finished iteration
     int8_t iteration_finished; // depth of that iteration
 

@@ -11,7 +11,8 @@ constexpr int UNDO_GAME = 900; // records for the moves of a game
 constexpr int UNDO_LINE = 100; // room behind them for the deepest line of the search
 
 struct Line {
-    UndoRecord undo_stack[UNDO_GAME + UNDO_LINE]; // the game's moves, then the line's
+    UndoRecord undo_stack[UNDO_GAME + UNDO_LINE]; // the game's moves, then the line's; behind
+                                                  // undo_index moves that the game took back
     int16_t undo_index;                           // used records of undo_stack
     int16_t ply;    // of the current node; stepped together with undo_index; 1 is the root
     Move last_move; // led to the current node; 0 after a null move

@@ -64,6 +64,16 @@ static void finish_pawn_move(Position& pos, int side, int from, int to, UndoReco
     }
 }
 
+// Ends the rights whose king or rook has been touched.
+static void drop_touched_rights(Position& pos) {
+    const int before = pos.castling;
+    if (before == 0) return;
+    for (int right = 0; right < CASTLING_RIGHTS; right++)
+        if (pos.touched & pos.castle_mask[right])
+            pos.castling = static_cast<uint8_t>(pos.castling & ~(1 << right));
+    if (pos.castling != before) pos.key ^= zobrist[before] ^ zobrist[pos.castling];
+}
+
 void make_move(Position& pos, Move move) {
     if (trace_move) trace_move(pos, move);
 
@@ -94,13 +104,8 @@ void make_move(Position& pos, Move move) {
 
     pos.ep_square = NO_SQUARE;
     pos.touched |= bit(from) | bit(to);
-    if (pos.castling) {
-        for (int right = 0; right < CASTLING_RIGHTS; right++)
-            if (pos.touched & pos.castle_mask[right])
-                pos.castling = static_cast<uint8_t>(pos.castling & ~(1 << right));
-        if (pos.castling != rec.castling) pos.key ^= zobrist[rec.castling] ^ zobrist[pos.castling];
-    }
-    if (pos.halfmoves < 255) pos.halfmoves++;
+    drop_touched_rights(pos);
+    if (pos.halfmoves < MAX_HALFMOVES) pos.halfmoves++;
     pos.side ^= 1;
     if (rec.ep_square != NO_SQUARE) pos.key ^= zobrist[rec.ep_square];
 

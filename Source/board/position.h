@@ -1,7 +1,8 @@
 // position.h: the board record, its undo record, FEN text and the two hash keys.
 //
 // A Position never lives alone: the record that it is part of holds the line of moves that led to
-// it, see line.h. It is changed only by the thread that owns it.
+// it, see line.h. It lives as long as that record and is changed only by the thread that owns it:
+// by the functions here, which set it up, and by those of make.h.
 
 #pragma once
 
@@ -13,16 +14,19 @@
 
 struct Line;
 
+constexpr int MAX_HALFMOVES = 255; // where Position::halfmoves stops
+
 // The start position: four fields, no counters.
 constexpr char START_FEN[] = "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq -";
 
 struct Position {
-    Line* owner; // the moves that led here, the head of the record that holds this position
+    Line* owner; // the moves that led here, the head of the record that holds this position; set
+                 // when that record is made, and kept when a position is copied into it
 
     uint8_t board[65]; // piece code on each square; entry NO_SQUARE always reads as empty
 
-    // Bitboards by colour and type, [colour][0] being all pieces of the colour. The same words
-    // by piece code: code = colour * 8 + type.
+    // Squares of the pieces by colour and type, [colour][0] being all pieces of the colour. The
+    // same words by piece code: code = colour * 8 + type.
     union {
         Bitboard pieces[2][8];
         Bitboard by_code[16];
@@ -44,8 +48,8 @@ struct Position {
     // Restored together by unmake_move as one 32-bit word.
     alignas(4) uint8_t side; // to move
     uint8_t ep_square;       // the square that a pawn just skipped, or NO_SQUARE
-    uint8_t castling;        // living rights
-    uint8_t halfmoves;       // plies since the last capture, pawn move or castling; stops at 255
+    uint8_t castling;        // living rights, a bit for each, see castling.h
+    uint8_t halfmoves; // plies since the last capture, pawn move or castling; to MAX_HALFMOVES
 };
 static_assert(offsetof(Position, pawn_key) == offsetof(Position, key) + 8, "one 16-byte block");
 static_assert(offsetof(Position, ep_square) == offsetof(Position, side) + 1
@@ -54,17 +58,18 @@ static_assert(offsetof(Position, ep_square) == offsetof(Position, side) + 1
                   && offsetof(Position, side) % 4 == 0,
               "one aligned 32-bit word");
 
-// What unmake_move needs of one move.
+// What unmake_move needs of one move, written by the make functions. Keys, squares, counters and
+// rights are those of the position before the move.
 struct UndoRecord {
-    uint64_t key; // before the move, as all of these
-    uint64_t pawn_key;
-    Move move;        // the move made; 0 for a null move
-    uint8_t captured; // type of the piece taken on the to-square; 0 for none and for en passant
-    uint8_t ep_square;
-    uint8_t ep_taken; // 1 if an en passant capture took a pawn
-    uint64_t touched;
-    uint8_t halfmoves;
-    uint8_t castling;
+    uint64_t key;
+    uint64_t pawn_key; // not of a null move, which keeps it, as `touched` and `castling`
+    Move move;         // the move made; 0 for a null move, and at the end of a game's record
+    uint8_t captured;  // type of the piece taken on the to-square; 0 for none and for en passant
+    uint8_t ep_square; // or NO_SQUARE
+    uint8_t ep_taken;  // 1 if an en passant capture took a pawn
+    uint64_t touched;  // squares
+    uint8_t halfmoves; // plies
+    uint8_t castling;  // rights
 };
 static_assert(sizeof(UndoRecord) == 40, "one record a move");
 
@@ -119,7 +124,8 @@ void clear_position(Position& pos);
 // record is emptied.
 void set_position(Position& pos, const char* fen);
 
-// Computes key and pawn_key from scratch.
+// Computes key and pawn_key from the board, the side to move, the rights and the en passant
+// square.
 void compute_keys(Position& pos);
 
 // Room for any text that write_fen makes.

@@ -21,8 +21,6 @@
 #include "search/thread.h"
 #include "syzygy/tbprobe.h"
 
-static bool stopped() { return relaxed(engine.stop) != 0; }
-
 void publish_result(SearchThread& thread) {
     int depth = relaxed(thread.completed_depth), score = relaxed(thread.score);
     if (thread.pv[1] != engine.pv[1]) set_relaxed(engine.best_move_depth, depth);
@@ -60,7 +58,8 @@ static void reset_root_stack(SearchThread& thread) {
     root.tb_result = -1;
 }
 
-// The static value of the root, for all threads.
+// The static value of the root. Each thread asks for its own: it fills the caches that the search
+// goes on with.
 static void evaluate_root(SearchThread& thread) {
     look_for_check(thread);
     SearchStackEntry& root = thread.stack[1];
@@ -71,16 +70,28 @@ static void evaluate_root(SearchThread& thread) {
     set_relaxed(thread.score, eval);
 }
 
-// What thread 0 prepares for all.
-static void prepare_master(SearchThread& thread) {
+// What each thread prepares for itself.
+static void prepare_thread(SearchThread& thread) {
+    reset_root_stack(thread);
+    reset_ordering(thread);
+    thread.seed = static_cast<uint32_t>(rand());
+    evaluate_root(thread);
+}
+
+// Looks at the captures and checks of the root. Nobody reads the value, but the line is the answer
+// of a search to depth 0, and the nodes count and fill the hash table: the node total of every
+// search depends on it.
+static void search_quiet_root(SearchThread& thread) {
+    if (thread.stack[1].in_check) return;
+    Position& pos = thread.position;
+    quiesce(pos, pos.side, 1, 0, -INFINITE_SCORE, INFINITE_SCORE, NODE_PV, thread.pv);
+}
+
+// What thread 0 prepares for all, before the helpers begin.
+static void prepare_search_for_all(SearchThread& thread) {
     build_search_tables();
     set_relaxed(engine.best_score, thread.root_eval);
-    engine.root_value = engine.root_quiet_value = thread.root_eval;
-    if (!thread.stack[1].in_check) {
-        Position& pos = thread.position;
-        engine.root_quiet_value = static_cast<int16_t>(
-            quiesce(pos, pos.side, 1, 0, -INFINITE_SCORE, INFINITE_SCORE, NODE_PV, thread.pv));
-    }
+    search_quiet_root(thread);
     set_relaxed(engine.root_wdl, -1);
 }
 
@@ -101,7 +112,8 @@ static int build_root_moves(SearchThread& thread) {
 
 static void score_root_moves(SearchThread& thread) {
     constexpr int HASH_MOVE = 255, KILLER_1 = 60, KILLER_2 = 50, PROMOTION = 60;
-    constexpr int LOSING = -50, LOSING_BASE = 4;
+    constexpr int LOSING = -50;    // an exchange that gives less is a losing capture
+    constexpr int LOSING_BASE = 4; // places it among the quiet moves
 
     const Position& pos = thread.position;
     const SearchStackEntry& root = thread.stack[1];
@@ -154,7 +166,9 @@ static void keep_table_moves(SearchThread& thread) {
 // Asks the endgame tables about the root. Returns true if they name the move to play and the
 // fifty-move counter leaves no time to search for a better one.
 static bool tables_play(SearchThread& thread) {
-    constexpr int TB_DEPTH = 70, TB_RESULT_DEPTH = 99, PATIENCE = 9;
+    constexpr int TB_DEPTH = 70;        // as if a whole search stood above the probe
+    constexpr int TB_RESULT_DEPTH = 99; // told as the depth of a result without a search
+    constexpr int PATIENCE = 9;         // plies of the counter that leave time to search
 
     Position& pos = thread.position;
     unsigned root_class = 0, dtz = 0;
@@ -162,8 +176,6 @@ static bool tables_play(SearchThread& thread) {
     int probed = tb_probe_root(pos, &root_class, &dtz, &move);
     int result = probed == -1 ? tb_probe(pos, TB_DEPTH) : probed;
     set_relaxed(engine.root_wdl, result);
-    engine.root_tb_score = result == 4 ? TB_WIN - 1 : result == 0 ? -TB_WIN : 0;
-    engine.root_tb_opponent = -engine.root_tb_score;
 
     if (probed == -1) return false;
     keep_table_moves(thread);
@@ -171,63 +183,66 @@ static bool tables_play(SearchThread& thread) {
     thread.pv[1] = move;
     thread.pv[2] = NULL_MOVE;
     count(thread.tb_hits);
-    finish_at_root(thread, engine.root_tb_score, TB_RESULT_DEPTH);
+    finish_at_root(thread, result == 4 ? TB_WIN - 1 : result == 0 ? -TB_WIN : 0, TB_RESULT_DEPTH);
     return true;
+}
+
+// Tells whether thread 0 has a root to search. If not, the result is published and `stop` set.
+static bool master_has_a_search(SearchThread& thread, int moves) {
+    const bool in_check = thread.stack[1].in_check;
+    if (moves == 0) {
+        thread.pv[1] = NULL_MOVE;
+        finish_at_root(thread, in_check ? NO_EVAL : 0, 1);
+        return false;
+    }
+    if (engine.max_depth < 1) {
+        if (engine.max_depth == 0 && !in_check) memcpy(engine.pv, thread.pv, sizeof engine.pv);
+        set_relaxed(engine.stop, 1);
+        return false;
+    }
+    if (moves == 1) set_relaxed(engine.single_move, 1);
+    return !tables_play(thread);
+}
+
+// Tells whether a helper has a root to search: not one that the tables decide.
+static bool helper_has_a_search(int moves) {
+    return moves > 0 && engine.max_depth >= 1 && relaxed(engine.root_wdl) == -1;
 }
 
 // Prepares the root. Returns false if there is nothing to search.
 static bool prepare_root(SearchThread& thread) {
     const bool master = thread.thread_index == 0;
-    reset_root_stack(thread);
-    reset_ordering(thread);
-    thread.seed = static_cast<uint32_t>(rand());
-    evaluate_root(thread);
-    if (master) prepare_master(thread);
+    prepare_thread(thread);
+    if (master) prepare_search_for_all(thread);
+    const int moves = build_root_moves(thread);
+    if (!(master ? master_has_a_search(thread, moves) : helper_has_a_search(moves))) return false;
 
-    int moves = build_root_moves(thread);
-    if (moves == 0) {
-        thread.pv[1] = NULL_MOVE;
-        if (master) finish_at_root(thread, thread.stack[1].in_check ? NO_EVAL : 0, 1);
-        return false;
-    }
-    if (engine.max_depth < 1) {
-        if (!master) return false;
-        if (engine.max_depth == 0 && !thread.stack[1].in_check)
-            memcpy(engine.pv, thread.pv, sizeof engine.pv);
-        set_relaxed(engine.stop, 1);
-        return false;
-    }
     score_root_moves(thread);
-    if (master) {
-        if (moves == 1) set_relaxed(engine.single_move, 1);
-        if (tables_play(thread)) return false;
-    } else if (relaxed(engine.root_wdl) != -1) {
-        return false; // helpers search only what the tables don't decide
-    }
     thread.stack[1].tb_result = relaxed(engine.root_wdl);
     set_relaxed(thread.completed_depth, 0);
     thread.seldepth = 0;
     return true;
 }
 
-// The depth of a helper's next iteration: up to two plies ahead when many threads are at `depth`
-// already, but never behind the master's.
+// Lazy SMP: the depth of a helper's next iteration, up to two plies ahead when many threads are at
+// `depth` already, but never behind the master's.
 static int helper_depth(int depth) {
-    constexpr int LEAST_DEPTH = 6;
-    if (depth >= LEAST_DEPTH && depth < engine.max_depth && engine.multipv == 1) {
+    constexpr int SPREAD_FROM = 6; // plies; shallower iterations are over at once
+    if (depth >= SPREAD_FROM && depth < engine.max_depth && engine.multipv == 1) {
         int there = 0;
         for (auto& slot : search_threads) {
             const SearchThread* peer = slot.load(std::memory_order_acquire);
             if (peer && relaxed(peer->current_depth) >= depth) there++;
         }
-        int many = (engine.num_threads + 14) >> 2;
+        int many = (engine.num_threads + 14) >> 2; // a quarter of them, and three and a half
         depth += (there >= many) + (there >= 3 * many);
     }
     depth = std::max<int>(depth, relaxed(engine.iteration_depth));
     return std::min<int>(depth, engine.max_depth);
 }
 
-// Takes up to 15 points off each root move but the first, so that helpers go different ways.
+// Lazy SMP: takes up to 15 points off each root move but the first, so that helpers go different
+// ways.
 static void perturb_root(SearchThread& thread) {
     MoveEntry* entry = thread.stack[1].move_list + 1;
     for (; entry->move != LIST_END; entry++) {
@@ -244,12 +259,13 @@ static void select_root_move(MoveEntry* from) {
     std::swap(*from, *best);
 }
 
-// One ply less for late quiet moves of thread 0 as long as the best move holds its score.
+// Late move reductions at the root: one ply less for late quiet moves of thread 0 as long as the
+// best move holds its score.
 static int root_reduction(const SearchThread& thread, int depth, int best) {
-    constexpr int LEAST_DEPTH = 6, LATE_MOVE = 5, MARGIN = 50, LOST = -9800;
+    constexpr int FROM_DEPTH = 6, LATE_MOVE = 5, MARGIN = 50, LOST = -9800;
     const SearchStackEntry& root = thread.stack[1];
     const Position& pos = thread.position;
-    if (thread.thread_index != 0 || depth < LEAST_DEPTH || root.move_count < LATE_MOVE
+    if (thread.thread_index != 0 || depth < FROM_DEPTH || root.move_count < LATE_MOVE
         || root.in_check || (root.move_class & CLASS_SPECIAL))
         return 0;
     int threshold = std::max(LOST, relaxed(engine.iteration_score[depth - 1]) - MARGIN);
@@ -271,7 +287,7 @@ struct RootWindow {
 // exact score or a bound above alpha, to be kept for the order.
 static int search_root_move(SearchThread& thread, const RootWindow& window, int running_alpha,
                             int depth, Move* child_pv, bool& proven) {
-    constexpr float FULL_SPEED = 1000.0f;
+    constexpr float SLOW = 1000.0f; // nodes a second; so slow, full windows cost too much
     constexpr int PLY = 2;
 
     Position& pos = thread.position;
@@ -279,7 +295,7 @@ static int search_root_move(SearchThread& thread, const RootWindow& window, int 
     int side = pos.side; // of the opponent: the move is made
     child_pv[PLY] = NULL_MOVE;
 
-    if (root.move_count == 0 || (depth < 2 && engine.target_nps > FULL_SPEED)) {
+    if (root.move_count == 0 || (depth < 2 && engine.target_nps > SLOW)) {
         proven = true;
         return -search_node(pos, side, PLY, depth - 1, -window.beta, -window.alpha, NODE_PV,
                             child_pv);
@@ -307,7 +323,7 @@ static void take_root_move(SearchThread& thread, const MoveEntry& entry, int val
 // Runs over the root moves from `first` on. Returns the end of those that were searched.
 static MoveEntry* search_root_moves(SearchThread& thread, MoveEntry* first, int line, int depth,
                                     RootWindow& window) {
-    constexpr int SEARCHED_SCORE = -11000;
+    constexpr int SEARCHED_SCORE = -11000; // below all scores, less one for each move before
 
     Position& pos = thread.position;
     SearchStackEntry& root = thread.stack[1];
@@ -353,17 +369,20 @@ static MoveEntry* search_root_moves(SearchThread& thread, MoveEntry* first, int 
 // Orders a line's moves for its next attempt: what was searched by its scores, then the rest as
 // it stands.
 static void order_root_moves(MoveEntry* first, MoveEntry* searched_end) {
-    constexpr int UNSEARCHED_SCORE = -11500;
+    constexpr int UNSEARCHED_SCORE = -11500; // below all that was searched
     int count = 0;
     for (MoveEntry* entry = searched_end; entry->move != LIST_END; entry++)
         entry->score = static_cast<int16_t>(UNSEARCHED_SCORE - count++);
     for (MoveEntry* entry = first; entry->move != LIST_END; entry++) select_root_move(entry);
 }
 
-// Searches one line of MultiPV, widening the window until the best value lies inside it.
+// Searches one line of MultiPV with an aspiration window around the last score, which is widened
+// until the best value lies inside it.
 static void search_line(SearchThread& thread, MoveEntry* first, int line, int depth) {
     constexpr int WIDE_OPEN = 5001; // bounds beyond are opened fully
-    constexpr int BASE_WIDTH = 25, EARLY_DEPTH = 6, EARLY_STEP = 10;
+    constexpr int BASE_WIDTH = 25;  // and a sixteenth of the score: large scores jump further
+    constexpr int EARLY_DEPTH = 6;  // plies; before, scores still change
+    constexpr int EARLY_STEP = 10;  // wider for each ply less
 
     SearchStackEntry& root = thread.stack[1];
     int score = relaxed(thread.score);

@@ -184,9 +184,9 @@ void hash_store(const Position& pos, int ply, int depth, Move move, int score, i
     if (chosen >= 0) store_entry(bucket[chosen], record);
 }
 
-float sample_hash_fill(uint64_t least) {
+float sample_hash_fill(uint64_t min_entries) {
     constexpr uint64_t SAMPLE = 1000;
-    if (hash_entries < least || hash_entries < SAMPLE) return 0.0f;
+    if (hash_entries < min_entries || hash_entries < SAMPLE) return 0.0f;
     int current = 0;
     for (uint64_t i = 0; i < SAMPLE; i++) {
         HashRecord record = load_entry(hash_table[hash_entries / 2 - SAMPLE / 2 + i]);

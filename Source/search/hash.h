@@ -22,16 +22,16 @@ constexpr int8_t HASH_MISS = -10; // preset by the caller
 constexpr int8_t HASH_BAD_CHECK = -98;
 constexpr int8_t HASH_BAD_MOVE = -99;
 
-// An entry's contents.
+// An entry's contents, written by hash_store.
 struct HashRecord {
     uint32_t lock;  // high half of the position's key
     uint32_t check; // (move << 16) ^ low half of the key ^ (score + 15000)
     Move move;      // best move, 0 if none
-    int16_t score;  // mates and table results count from the node, not from the root
-    int8_t depth;   // remaining plies
+    int16_t score;  // from the side to move's view; mates and table results count from the node
+    int8_t depth;   // remaining plies, 0 or more; from hash_probe also the values above
     uint8_t type;   // BOUND_...
-    uint8_t age;    // low byte of hash_age at the store
-    uint8_t fifty;  // halfmoves at the store
+    uint8_t age;    // low byte of hash_age at the store: 1 to 31, 0 in an empty entry
+    uint8_t fifty;  // Position::halfmoves at the store, in plies
 };
 static_assert(sizeof(HashRecord) == 16, "four entries a cache line");
 
@@ -47,8 +47,9 @@ constexpr int HASH_SPARE = 16; // entries behind the last index, for the last bu
 extern HashEntry* hash_table; // null without a table
 extern uint64_t hash_entries; // indexes; 65,536 a megabyte
 
-// Allocates the table for engine.hash_mb megabytes and clears it; the old table is freed. The first
-// call also makes the position keys. Returns 1, or 0 if memory ran out; then there is no table.
+// Allocates the table for engine.hash_mb megabytes and clears it; the old table is freed. The
+// first call also makes the position keys. Returns 1, or 0 if memory ran out; then there is no
+// table.
 int hash_alloc();
 
 // Frees the table, if there is one.
@@ -72,9 +73,11 @@ void hash_store(const Position& pos, int ply, int depth, Move move, int score, i
 // Asks for the bucket's memory ahead of a probe.
 void hash_prefetch(uint64_t key);
 
+constexpr uint64_t MIN_SAMPLED_ENTRIES = 3000; // a smaller table is not worth a figure
+
 // Share of current entries among 1,000 in the middle of the table; 0 if it has fewer than
-// `least` entries.
-float sample_hash_fill(uint64_t least);
+// `min_entries`, or than the sample.
+float sample_hash_fill(uint64_t min_entries);
 
 // Extends `line`, indexed by ply, from the table: the move at `index` and what follows, each
 // entry written only if its move is legal; ends with 0. The position is restored.

@@ -13,31 +13,33 @@ constexpr size_t LINE_TEXT = 1200; // 66 moves, line breaks and the figures
 
 constexpr int MATE_PRINTED = 9900; // from here on a score is told as moves to mate
 
+// Values of EngineState::root_wdl.
+constexpr int TB_ROOT_LOST = 0, TB_ROOT_DRAWN = 2, TB_ROOT_WON = 4;
+
 void sample_hash_fill_for(int depth) {
-    constexpr int LEAST_DEPTH = 6;
-    constexpr uint64_t LEAST_ENTRIES = 3000;
-    engine.hash_fill = depth > LEAST_DEPTH ? sample_hash_fill(LEAST_ENTRIES) : 0.0f;
+    constexpr int SHALLOW = 6; // plies; up to it the table has hardly begun to fill
+    engine.hash_fill = depth > SHALLOW ? sample_hash_fill(MIN_SAMPLED_ENTRIES) : 0.0f;
 }
 
 static bool search_over() { return relaxed(engine.game_state) & STATE_OVER; }
 
-// The score with the root's table result, if there is one.
+// The score with the root's table result, if there is one. A mate that is found is worth telling.
 static int agree_with_tables(int score) {
     int wdl = relaxed(engine.root_wdl);
-    if (wdl == 4 && score < 9899) return 9800;
-    if (wdl == 0 && score > -9900) return -9800;
-    return wdl == 2 ? 0 : score;
+    if (wdl == TB_ROOT_WON && score < MATE_PRINTED - 1) return TB_WIN;
+    if (wdl == TB_ROOT_LOST && score > -MATE_PRINTED) return -TB_WIN;
+    return wdl == TB_ROOT_DRAWN ? 0 : score;
 }
 
-// Writes up to `most` moves of a line, `in_row` of them to a row.
-static void write_line(char* text, const Move* pv, int most, int in_row) {
+// Writes up to `count` moves of a line, `in_row` of them to a row.
+static void write_line(char* text, const Move* pv, int count, int in_row) {
     // While the search runs, the game's own position may already be another one.
     const SearchThread* master = search_over() ? nullptr : search_threads[0].load();
     const Position& root = master ? master->position : main_thread->position;
     int side = engine.root_side;
     char* out = text;
     *out = 0;
-    for (int i = 1; i <= most && pv[i] != NULL_MOVE; i++) {
+    for (int i = 1; i <= count && pv[i] != NULL_MOVE; i++) {
         char move[MOVE_TEXT_LENGTH];
         move_to_text(root, side, pv[i], move);
         const char* gap = "";
@@ -48,9 +50,9 @@ static void write_line(char* text, const Move* pv, int most, int in_row) {
 }
 
 static double speed(double elapsed) {
-    constexpr double LEAST_TIME = 0.001;
+    constexpr double MIN_TIME = 0.001; // seconds; a shorter time tells nothing
     double nodes = static_cast<double>(engine.search_totals[TOTAL_NODES]);
-    return elapsed > LEAST_TIME ? nodes / elapsed : 0.0;
+    return elapsed > MIN_TIME ? nodes / elapsed : 0.0;
 }
 
 static void print_uci_line(int line, int depth, int score, const Move* pv) {
@@ -64,9 +66,9 @@ static void print_uci_line(int line, int depth, int score, const Move* pv) {
     else snprintf(value, sizeof value, "cp %d", score);
 
     double elapsed = relaxed(engine.elapsed);
-    PrintFormat("info %s%sdepth %d seldepth %d score %s time %.0f nodes %.0f nps %.0f "
+    PrintFormat("info %sdepth %d seldepth %d score %s time %.0f nodes %.0f nps %.0f "
                 "tbhits %.0f hashfull %.0f pv %s",
-                multipv, "", depth, engine.sel_depth - 1, value, elapsed * 1000,
+                multipv, depth, engine.sel_depth - 1, value, elapsed * 1000,
                 static_cast<double>(engine.search_totals[TOTAL_NODES]), speed(elapsed),
                 static_cast<double>(engine.search_totals[TOTAL_TB_HITS]),
                 static_cast<double>(engine.hash_fill) * 1000, moves);
@@ -87,7 +89,7 @@ void print_search_line(int thread_number, int line, int depth, int score, const 
     score = agree_with_tables(score);
     if (relaxed(shell.uci_mode)) print_uci_line(line, depth, score, pv);
     else print_console_line(thread_number, line, depth, score, pv);
-    unlock(report_lock);
+    unlock(report_lock); // taken by the caller, who has summed the counters under it
 }
 
 void report_line(int thread_number, int line, int depth, int score, const Move* pv) {
@@ -100,15 +102,14 @@ void report_line(int thread_number, int line, int depth, int score, const Move* 
 }
 
 void report_root_move(Move move, int number) {
-    constexpr float LEAST_TIME = 3.5f;
-    constexpr uint64_t LEAST_ENTRIES = 3000;
+    constexpr float LONG_THINK = 3.5f; // seconds
     float elapsed = relaxed(engine.elapsed);
-    if (!relaxed(shell.uci_mode) || elapsed <= LEAST_TIME || elapsed <= shell.noise) return;
+    if (!relaxed(shell.uci_mode) || elapsed <= LONG_THINK || elapsed <= shell.noise) return;
 
     lock(report_lock);
     sum_thread_counters();
     if (number == 1) {
-        engine.hash_fill = sample_hash_fill(LEAST_ENTRIES);
+        engine.hash_fill = sample_hash_fill(MIN_SAMPLED_ENTRIES);
         PrintFormat("info depth %d time %.0f nodes %.0f nps %.0f hashfull %.0f",
                     relaxed(engine.iteration_depth), static_cast<double>(elapsed) * 1000,
                     static_cast<double>(engine.search_totals[TOTAL_NODES]), speed(elapsed),

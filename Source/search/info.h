@@ -9,10 +9,10 @@
 void report_line(int thread_number, int line, int depth, int score, const Move* pv);
 
 // The same without the conditions. The caller holds report_lock and has summed the counters and
-// sampled hash_fill; the function releases the lock.
+// sampled hash_fill; the function releases the lock once the line is out.
 void print_search_line(int thread_number, int line, int depth, int score, const Move* pv);
 
-// Long thinks under UCI: the state before the first root move of an attempt, and the root move
+// For long thinks under UCI: the state before the first root move of an attempt, and the root move
 // before each (`number` from 1). Nothing before 3.5 seconds or `noise` have passed. Thread 0.
 void report_root_move(Move move, int number);
 

@@ -29,7 +29,8 @@ static int optimistic_gain(const Position& pos, int side, const MoveEntry& move)
 int quiesce(Position& pos, int side, int ply, int depth, int alpha, int beta, int node_type,
             Move* pv) {
     constexpr int RECAPTURE_DEPTH = -3; // deeper, only recaptures are looked at
-    constexpr int MARGIN_ABOVE = 450, MARGIN = 150;
+    constexpr int MARGIN_ABOVE = 450;   // units that a move may gain beside the piece it takes: in
+    constexpr int MARGIN = 150;         // place of a search, and at the horizon
 
     SearchThread& thread = thread_of(pos);
     SearchStackEntry& entry = thread.stack[ply];
@@ -63,7 +64,7 @@ int quiesce(Position& pos, int side, int ply, int depth, int alpha, int beta, in
         int value =
             -search_node(pos, side ^ 1, ply + 1, depth - 1, -beta, -best, -node_type, child_pv);
         unmake_move(pos);
-        if (relaxed(engine.stop)) return 0;
+        if (stopped()) return 0;
         entry.move_count++;
 
         if (value <= best) continue;

@@ -11,28 +11,41 @@ int16_t FP_depth, SEP_depth, LMP_depth, NMP_depth, LMR_depth;
 int16_t fp_margins[MARGIN_DEPTHS], sep_margins[MARGIN_DEPTHS], lmp_counts[MARGIN_DEPTHS];
 int8_t lmr_table[LMR_SIZE][LMR_SIZE], lmr_table_nonpv[LMR_SIZE][LMR_SIZE];
 
-constexpr int LMR_FIRST_DEPTH = 3;
+constexpr int LMR_FIRST_DEPTH = 3; // of the rows that are not 0
 
-// The two reduction tables at `percent` of their strength, at most 200.
+constexpr int MAX_SELECTIVITY = 200; // per cent
+constexpr int FULL_SELECTIVITY = 100;
+constexpr int BASE_BP_MARGIN = 15; // units, at full selectivity
+
+// Depths and margins that no node reaches: they switch a rule off.
+constexpr int NEVER_FROM = 100, NEVER_UP_TO = 0, NEVER_ABOVE = 5000;
+
+// The two tables of late move reductions at `percent` of their strength, at most MAX_SELECTIVITY.
+// The product of logarithms grows slowly with depth and number; the figures are tuned.
 static void build_reductions(int percent) {
+    constexpr double SLOPE = 0.44, OFFSET = -0.5;
+    constexpr float MAX_REDUCTION = 3.0f; // plies
+    constexpr double BEYOND_PV = 1.2;     // more at nodes off the line
+
     for (int depth = 0; depth < LMR_SIZE; depth++)
         for (int column = 0; column < LMR_SIZE; column++) {
             lmr_table[depth][column] = lmr_table_nonpv[depth][column] = 0;
             if (column == 0 || depth < LMR_FIRST_DEPTH) continue;
-            auto x = static_cast<float>(std::log(depth) * std::log(column) * 0.44 - 0.5);
+            auto x = static_cast<float>(std::log(depth) * std::log(column) * SLOPE + OFFSET);
             x = static_cast<float>(x * (percent * 0.01));
-            x = std::clamp(x, 0.0f, 3.0f);
+            x = std::clamp(x, 0.0f, MAX_REDUCTION);
             lmr_table[depth][column] = static_cast<int8_t>(std::lround(x));
-            lmr_table_nonpv[depth][column] = static_cast<int8_t>(std::lround(x + 1.2));
+            lmr_table_nonpv[depth][column] = static_cast<int8_t>(std::lround(x + BEYOND_PV));
         }
 }
 
 void build_search_tables() {
-    static int built_for = -1; // Selectivity of the reduction tables
+    constexpr float SPEED_TOLERANCE = 20.0f; // nodes a second by which no speed is held down
+    static int built_for = -1;               // Selectivity of the reduction tables
 
     const Personality& settings = active_personality;
-    BP_margin = 15;
-    engine.nps_throttle = engine.calibration_nps - 20.0f > engine.target_nps;
+    BP_margin = BASE_BP_MARGIN;
+    engine.nps_throttle = engine.calibration_nps - SPEED_TOLERANCE > engine.target_nps;
     FP_depth = settings.FP_depth;
     SEP_depth = settings.SEP_depth;
     NMP_depth = settings.NMP_depth;
@@ -45,12 +58,13 @@ void build_search_tables() {
     }
 
     int selectivity = load_shared(settings.Selectivity);
-    int percent = std::min(selectivity, 200);
-    if (selectivity <= 99) BP_margin = static_cast<int16_t>(((100 - percent) >> 1) + 15);
+    int percent = std::min(selectivity, MAX_SELECTIVITY);
+    if (selectivity < FULL_SELECTIVITY)
+        BP_margin = static_cast<int16_t>(((FULL_SELECTIVITY - percent) >> 1) + BASE_BP_MARGIN);
     if (selectivity == 0) {
-        LMR_depth = NMP_depth = 100;
-        LMP_depth = SEP_depth = FP_depth = 0;
-        BP_margin = 5000;
+        LMR_depth = NMP_depth = NEVER_FROM;
+        LMP_depth = SEP_depth = FP_depth = NEVER_UP_TO;
+        BP_margin = NEVER_ABOVE;
     }
     if (selectivity == built_for) return;
     built_for = selectivity;

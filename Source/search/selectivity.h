@@ -1,10 +1,10 @@
 // selectivity.h: the numbers by which the search prunes and reduces.
 //
 // Built by thread 0 at the start of each search, before the helpers begin, from the settings of
-// the active personality; read without locks afterwards. FP drops into quiescence far below
-// alpha, SEP cuts on the static value, NMP is the null move, LMP prunes late moves, LMR reduces
-// them; BP_margin is how far above beta SEP and NMP come into play. All depths are in plies, all
-// margins in evaluation units.
+// the active personality; read without locks afterwards. FP, futility pruning, drops into
+// quiescence far below alpha; SEP, static evaluation pruning, cuts on the static value above beta;
+// NMP is null move pruning, LMP late move pruning, LMR late move reductions; BP_margin is how far
+// above beta SEP and NMP come into play. All depths are in plies, all margins in evaluation units.
 
 #pragma once
 
@@ -14,9 +14,9 @@ constexpr int MARGIN_DEPTHS = 12; // depths 0 to 11; deeper ones read the last e
 constexpr int LMR_SIZE = 32;
 
 extern int16_t BP_margin;
-extern int16_t FP_depth, SEP_depth; // greatest depth of the rule
-extern int16_t LMP_depth;
-extern int16_t NMP_depth, LMR_depth; // least depth of the rule
+extern int16_t FP_depth, SEP_depth;  // largest depth of the rule
+extern int16_t LMP_depth;            // likewise
+extern int16_t NMP_depth, LMR_depth; // smallest depth of the rule
 
 extern int16_t fp_margins[MARGIN_DEPTHS];
 extern int16_t sep_margins[MARGIN_DEPTHS];

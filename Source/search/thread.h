@@ -1,8 +1,10 @@
 // thread.h: SearchThread, the one record that a search thread works on.
 //
-// It holds the thread's Position, undo stack, per-ply stack, move lists, ordering tables, the state
-// of its evaluation, and counters. The main thread has one for the game; each search thread has
-// its own, copied from the game's. Other threads look only at the fields marked as atomics.
+// It holds the thread's line and Position, per-ply stack, move lists, ordering tables, the state of
+// its evaluation, and counters. The main thread has one for the game, from start-up to the end;
+// each search thread has its own, copied from the game's for one search. The master's is kept for
+// the next search as long as there are few threads. A record is written by its own thread alone;
+// others look only at the atomics, and at the master's `seldepth`.
 
 #pragma once
 
@@ -42,29 +44,30 @@ constexpr int HISTORY_SIZE = PIECE_CODES * 64;
 // Index of the ordering tables: coloured piece and the square that it went to.
 inline int history_index(int mover, int to) { return mover * 64 + to; }
 
-// What the search keeps for one ply.
+// What the search keeps for one ply, of the node that is open there. Written by search_node at the
+// node's start, but for what says otherwise; scores are from the view of the side to move.
 struct SearchStackEntry {
-    int16_t node_type;
-    int16_t depth;       // remaining, after the node's extensions
-    int16_t static_eval; // NO_EVAL in check
-    int16_t alpha;       // the window after mate distance pruning
-    int16_t beta;
+    int16_t node_type;          // NODE_PV, NODE_CUT or NODE_ALL
+    int16_t depth;              // plies that remain, after the node's extensions
+    int16_t static_eval;        // NO_EVAL in check
+    int16_t alpha;              // the window after mate distance pruning
+    int16_t beta;               // and after a result of the endgame tables
     uint16_t in_check;          // 1 if the side to move is in check
-    int8_t reduction;           // of the move being searched, or of the null search
-    uint8_t in_iid;             // 1 while the node runs its internal deepening
+    int8_t reduction;           // plies, of the move being searched, or of the null search
+    uint8_t in_iid;             // 1 while internal iterative deepening runs
     uint16_t move_class;        // class of the move being searched, see classify_move
-    uint16_t from_futility;     // 1 when the node fell into quiescence far below alpha
-    int16_t threat_pressure[2]; // by side, written by HceEval
-    int16_t move_count;         // moves searched so far here
-    int32_t tb_result;          // 0 to 4, or -1 for none
-    Move hash_move;
-    Move killer1;
+    uint16_t from_futility;     // 1 when the node fell into quiescence; for debugging, not read
+    int16_t threat_pressure[2]; // by side, in evaluation units; written by HceEval
+    int16_t move_count;         // moves searched so far here; written by the move loops
+    int32_t tb_result;          // of the endgame tables: 0 lost to 4 won, or -1 for none
+    Move hash_move;             // from the table or internal iterative deepening, 0 if none
+    Move killer1;               // quiet moves that were best at this ply; by learn_quiet_move
     Move killer2;
     Move evasion_killer;     // in place of the killers at a node in check
     uint8_t checker_square;  // one checking piece, or NO_SQUARE
-    uint16_t stage;          // state of next_move
+    uint16_t stage;          // options and stage of next_move; by the move loops, then by it
     MoveEntry* move_list;    // start of this ply's entries; next_move sets those below
-    MoveEntry* current_move; // the entry being searched; move 0 is a null move
+    MoveEntry* current_move; // the entry being searched; move 0 is a null move; by the move loops
 };
 
 struct alignas(64) SearchThread {
@@ -72,28 +75,29 @@ struct alignas(64) SearchThread {
     SearchStackEntry stack[PLY_SLOTS];     // by ply; 0 is a sentinel, 1 the root
     MoveEntry move_store[MOVE_STORE_SIZE]; // 0 and 1: empty lists of plies 0 and 1
 
-    int16_t history[HISTORY_SIZE]; // 0 to 16384
-    Move counter1[HISTORY_SIZE];   // the two latest replies to a move
-    Move counter2[HISTORY_SIZE];
-    Move followup[HISTORY_SIZE]; // the latest move that worked two plies after a move
+    // What moves have done in this search, by history_index; see ordering.h.
+    int16_t history[HISTORY_SIZE]; // success of quiet moves, 0 to 16384
+    Move counter1[HISTORY_SIZE];   // counter moves: the latest reply that worked
+    Move counter2[HISTORY_SIZE];   // and the one before
+    Move followup[HISTORY_SIZE];   // the latest move that worked two plies after a move
 
     EvalState eval; // caches of the evaluation, buffers of the network
 
     Position position;
-    int16_t game_moves; // undo_index of the game when it was copied
+    int16_t game_moves; // plies of the game when it was copied; see NnHasNoise
 
-    Move pv[PLY_SLOTS]; // best line at the root: pv[1] is the best move, 0 ends it
-    uint8_t thread_index;
+    Move pv[PLY_SLOTS];   // best line at the root: pv[1] is the best move, 0 ends it
+    uint8_t thread_index; // 0 is the master; set when the game is copied
 
-    std::atomic<int8_t> current_depth;   // iteration that the thread works at; this thread
-    std::atomic<uint8_t> root_fail;      // 0, 1 after a fail low, 2 after a fail high; this thread
-    std::atomic<int8_t> completed_depth; // iteration of `score` and `pv`; this thread
-    int8_t seldepth;                     // highest ply reached
-    uint32_t seed;                       // state of the root-order noise
-    std::atomic<int16_t> score;          // of the current best line; this thread
+    std::atomic<int8_t> current_depth;   // iteration that the thread works at
+    std::atomic<uint8_t> root_fail;      // 0, 1 after a fail low, 2 after a fail high
+    std::atomic<int8_t> completed_depth; // iteration of `score` and `pv`
+    int8_t seldepth;                     // highest ply reached; the master's is read by reports
+    uint32_t seed;                       // state of the root-order noise of helpers
+    std::atomic<int16_t> score;          // of the current best line, from the root's view
     int16_t root_eval;                   // static evaluation of the root
     uint64_t perft_nodes;                // leaves counted by perft
-    uint64_t node_limit;                 // nodes at which the search must stop
+    uint64_t node_limit;                 // nodes of this thread beyond which the search stops
 
     // Counters. Written by this thread, summed by others.
     std::atomic<uint64_t> nodes;

@@ -23,11 +23,12 @@ static float extra_time(int root_fail, int best_score, int tolerance, float rema
     constexpr float FAIL_LOW_SHARE = 0.25f, FAIL_HIGH_SHARE = 0.1f;
     constexpr float DROP_SHARE = 0.03f, CHANGE_SHARE = 0.02f, STABLE_SHARE = 0.25f;
     constexpr int FRESH_MOVE = 2, STABLE_MOVE = 5; // iterations since the best move changed
+    constexpr int SETTLED_DEPTH = 4;               // plies; before, scores and moves still jump
 
     int depth = relaxed(engine.iteration_depth);
     if (root_fail == 1) return FAIL_LOW_SHARE * remain;
     if (root_fail == 2) return FAIL_HIGH_SHARE * remain;
-    if (depth < 4) return 0.0f;
+    if (depth < SETTLED_DEPTH) return 0.0f;
 
     float extra = 0.0f;
     for (int back : {1, 2})
@@ -53,13 +54,15 @@ static bool helper_sees_more(int best_score, int tolerance) {
 
 // The decision, with the thread records held in place.
 static bool time_is_up(const SearchThread& master, float elapsed) {
-    constexpr float MOST_SAFETY = 0.025f, HELPER_SHARE = 0.08f;
-    constexpr int SINGLE_MOVE_DEPTH = 5;
+    constexpr float MAX_SAFETY = 0.025f;  // seconds
+    constexpr float SAFETY_MARGIN = 5.0f; // times the safety are never used up
+    constexpr float HELPER_SHARE = 0.08f; // of what remains
+    constexpr int SINGLE_MOVE_DEPTH = 5;  // plies; enough for a score beside the only move
 
     float remain = std::max(engine.clock[engine.root_side] - elapsed, 0.0f);
     float limit = engine.target_time, safety = 0.0f;
     if (engine.moves_per_control != 1) {
-        safety = std::min(engine.move_overhead, MOST_SAFETY);
+        safety = std::min(engine.move_overhead, MAX_SAFETY);
         int best_score = relaxed(engine.best_score), tolerance = score_tolerance(best_score);
         float extra = extra_time(relaxed(master.root_fail), best_score, tolerance, remain);
         if (HELPER_SHARE * remain > extra && helper_sees_more(best_score, tolerance))
@@ -68,16 +71,17 @@ static bool time_is_up(const SearchThread& master, float elapsed) {
     }
     if (relaxed(engine.single_move) && relaxed(engine.iteration_depth) > SINGLE_MOVE_DEPTH)
         return true;
-    return 5.0f * safety > remain || elapsed >= limit;
+    return SAFETY_MARGIN * safety > remain || elapsed >= limit;
 }
 
 void check_time() {
-    constexpr float LEAST_TIME = 0.015f; // seconds that every think gets
+    constexpr float MIN_TIME = 0.015f; // seconds that every think gets
+    constexpr int FIRST_STOP = 2;      // iteration; the first is always finished
 
     update_elapsed();
     float elapsed = relaxed(engine.elapsed);
     if (relaxed(engine.stop) || relaxed(engine.game_state) != STATE_THINKING
-        || relaxed(engine.iteration_depth) < 2 || elapsed < LEAST_TIME)
+        || relaxed(engine.iteration_depth) < FIRST_STOP || elapsed < MIN_TIME)
         return;
 
     lock(record_lock);
@@ -86,44 +90,53 @@ void check_time() {
     unlock(record_lock);
 }
 
-// Seconds of one share of the clock. `long_horizon` tells whether more moves are to come.
-static float clock_share(float clock, int undo_index, bool& long_horizon) {
+// Counts the moves that the clock has to last for, into moves_to_go. A period's moves come with
+// the protocol; the console counts them itself.
+static void count_moves_to_go(int undo_index) {
     constexpr int OPENING_PLIES = 20, OPENING_MOVES = 32, LATER_MOVES = 23;
 
     if (engine.moves_per_control == 0) {
         engine.moves_to_go = static_cast<int16_t>(
             undo_index < OPENING_PLIES ? OPENING_MOVES - undo_index / 2 : LATER_MOVES);
-        long_horizon = true;
-        return clock / static_cast<float>(engine.moves_to_go + 1);
-    }
-    if (!relaxed(shell.uci_mode)) {
+    } else if (!relaxed(shell.uci_mode)) {
         int period = engine.moves_per_control;
         engine.moves_to_go = static_cast<int16_t>(period - undo_index / 2 % period);
     }
-    long_horizon = engine.moves_to_go > 2;
-    // A protocol line may claim fewer moves than none.
-    return clock / static_cast<float>(std::max(engine.moves_to_go + 1, 1));
 }
 
-void plan_time(int undo_index) {
+// Tells whether the clock has to last for more than the next few moves.
+static bool has_long_horizon() {
+    constexpr int FEW_MOVES = 2;
+    return engine.moves_per_control == 0 || engine.moves_to_go > FEW_MOVES;
+}
+
+// Seconds that a think aims at by itself, without regard to what the clock can bear.
+static float wanted_time(float clock) {
     constexpr float PONDER_FACTOR = 1.3f, WEAK_FACTOR = 0.85f;
     constexpr int STRONG_ELO = 2400;
-    constexpr float LARGEST_SHARE = 0.65f; // of the clock
-    constexpr float LEAST_TARGET = 0.002f;
 
-    float& clock = engine.clock[engine.root_side];
-    if (engine.moves_per_control == 1) {
-        engine.target_time = clock = engine.time_base;
-        return;
-    }
-    bool long_horizon = false;
-    float time = clock_share(clock, undo_index, long_horizon);
-    if (engine.ponder_enabled && long_horizon) time *= PONDER_FACTOR;
+    // A protocol line may claim fewer moves than none.
+    float time = clock / static_cast<float>(std::max(engine.moves_to_go + 1, 1));
+    if (engine.ponder_enabled && has_long_horizon()) time *= PONDER_FACTOR;
     if (active_personality.UCI_Elo < STRONG_ELO) time *= WEAK_FACTOR;
     if (engine.time_increment > 0)
         time += engine.time_increment * (clock / (2 * engine.time_increment + clock));
+    return time;
+}
 
-    engine.target_time = clock * LARGEST_SHARE - engine.move_overhead * 5.0f;
-    if (time <= engine.target_time) engine.target_time = time;
-    engine.target_time = std::max(engine.target_time, LEAST_TARGET);
+void plan_time(int undo_index) {
+    constexpr float MAX_SHARE = 0.65f; // of the clock
+    constexpr float OVERHEADS = 5.0f;  // times the move overhead are kept back
+    constexpr float MIN_TARGET = 0.002f;
+
+    float& clock = engine.clock[engine.root_side];
+    if (engine.moves_per_control == 1) {
+        // No clock runs. It is wound up for each move anew, since time_is_up and the reports read
+        // it as what remains.
+        engine.target_time = clock = engine.time_base;
+        return;
+    }
+    count_moves_to_go(undo_index);
+    const float bearable = clock * MAX_SHARE - engine.move_overhead * OVERHEADS;
+    engine.target_time = std::max(std::min(bearable, wanted_time(clock)), MIN_TARGET);
 }

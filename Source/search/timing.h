@@ -11,6 +11,7 @@ void update_elapsed();
 // by the main thread's loop, and by search threads that hold themselves to a speed.
 void check_time();
 
-// Computes EngineState::target_time from the clocks, and for a fixed time per move sets the
-// mover's clock to it as well. Main thread, from prepare_search.
+// Computes EngineState::target_time and moves_to_go from the clocks; a game of `undo_index` plies
+// has been played. For a fixed time per move, where no clock runs, the mover's clock is set to
+// that time too. Main thread, from prepare_search.
 void plan_time(int undo_index);

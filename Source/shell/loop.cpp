@@ -72,8 +72,7 @@ static double hit_rate(TotalIndex hits, TotalIndex probes) {
 }
 
 static void print_console_summary(const char* best) {
-    constexpr uint64_t LEAST_ENTRIES = 3000;
-    engine.hash_fill = sample_hash_fill(LEAST_ENTRIES);
+    engine.hash_fill = sample_hash_fill(MIN_SAMPLED_ENTRIES);
     double elapsed = relaxed(engine.elapsed);
     double nodes = static_cast<double>(engine.search_totals[TOTAL_NODES]);
     PrintFormat("move= %s, time= %0.3f, score= %d, nodes= %0.0f, nps= %0.0fK ebf= %0.2f", best,
