@@ -429,7 +429,6 @@ static void finish_iteration(SearchThread& thread, int depth) {
     engine.iteration_nodes[depth] += relaxed(thread.nodes);
     unlock(root_lock);
     if (thread.thread_index == 0 && !stopped()) {
-        engine.iteration_time = relaxed(engine.elapsed);
         engine.iteration_finished = static_cast<int8_t>(depth);
     }
 }

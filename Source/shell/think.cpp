@@ -55,7 +55,6 @@ static void reset_think(const Position& pos) {
     set_relaxed(engine.single_move, 0);
     set_relaxed(engine.root_wdl, -1);
     engine.iteration_finished = 0;
-    engine.iteration_time = 0.0f;
     for (int depth = 0; depth < PLY_SLOTS; depth++) {
         set_relaxed(engine.iteration_score[depth], NO_ITERATION);
         set_relaxed(engine.iteration_move[depth], 0);
