@@ -1,6 +1,6 @@
-// lock.h: the spin locks that threads share. Any thread may take them.
+// lock.h: the spin locks that threads share, for the whole run.
 //
-// Where two of them are held, report_lock comes first.
+// Any thread may take them. Where two of them are held, report_lock comes first.
 
 #pragma once
 

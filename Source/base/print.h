@@ -1,4 +1,7 @@
-// print.h: the one way to standard output and the log. Print may be called from any thread.
+// print.h: the one way to standard output and the log.
+//
+// Print and PrintFormat may be called from any thread, the log's own functions from the main
+// thread. The log is opened once and stays open to the end of the run.
 
 #pragma once
 

@@ -1,8 +1,8 @@
 // state.h: the three process-wide records: EngineState, ShellState, Personality.
 //
-// They depend on nothing, so that every subsystem may read them. The main thread writes them
-// between searches; what changes while a search runs is an atomic with its writers named, or, in
-// a Personality, is read and written through load_shared and store_shared.
+// They depend on nothing, so that every subsystem may read them, and live for the whole run. The
+// main thread writes them between searches; what changes while a search runs is an atomic with its
+// writers named, or, in a Personality, is read and written through load_shared and store_shared.
 
 #pragma once
 
@@ -129,6 +129,9 @@ constexpr float ANALYSIS_SECONDS = 90000.0f;  // from this target time on no con
 
 constexpr size_t FILE_NAME_LENGTH = 150; // with the ending NUL
 constexpr size_t PATH_LENGTH = 144;      // with the ending NUL
+
+// Where endgame tables usually lay, for those who give no path: -tbx and the tuning data.
+constexpr char USUAL_TABLE_PATH[] = "C:\\Chess\\Syzygy;C:\\Chess\\Syzygy\\6-Piece";
 
 // Flags of the run. Written by the main thread: the atomics also while a search runs, the rest
 // between searches, by the command line or by whom a line names.

@@ -1,4 +1,6 @@
-// text.h: copying text and reading numbers from it. Any thread.
+// text.h: copying text and reading numbers from it.
+//
+// Works on the caller's memory and keeps nothing; any thread.
 
 #pragma once
 

@@ -10,8 +10,6 @@
 #include "shell/start.h"
 #include "shell/strength.h"
 
-constexpr char EXAMPLE_TABLE_PATH[] = "C:\\Chess\\Syzygy;C:\\Chess\\Syzygy\\6-Piece";
-
 namespace {
 
 // The arguments and the one that is looked at.
@@ -61,6 +59,8 @@ static void parse_limits(Cursor& cursor) {
 }
 
 static void parse_resources(Cursor& cursor) {
+    constexpr size_t OUT_NAME_LENGTH = 140; // with the ending NUL; shorter than the field
+
     Personality& p = default_personality;
     if (is(cursor, "-hash")) p.Hash = std::clamp(read_integer(take_value(cursor)), 0, MAX_HASH_MB);
     if (is(cursor, "-threads"))
@@ -68,10 +68,10 @@ static void parse_resources(Cursor& cursor) {
             static_cast<int16_t>(std::clamp(read_integer(take_value(cursor)), 1, MAX_THREADS));
     take_text(cursor, "-book", p.OwnBook_File, sizeof p.OwnBook_File);
     take_text(cursor, "-tbpath", p.SyzygyPath, sizeof p.SyzygyPath);
-    if (is(cursor, "-tbx")) copy_text(p.SyzygyPath, EXAMPLE_TABLE_PATH, sizeof p.SyzygyPath);
+    if (is(cursor, "-tbx")) copy_text(p.SyzygyPath, USUAL_TABLE_PATH, sizeof p.SyzygyPath);
     if (is(cursor, "-use_hce")) set_relaxed(shell.use_nn, 0);
     if (is(cursor, "-use_nn")) set_relaxed(shell.use_nn, 1);
-    if (is(cursor, "-o")) copy_text(shell.out_name, take_value(cursor), 140);
+    if (is(cursor, "-o")) copy_text(shell.out_name, take_value(cursor), OUT_NAME_LENGTH);
 }
 
 static void parse_scan(Cursor& cursor, CommandLine& line) {
@@ -87,7 +87,9 @@ static void parse_scan(Cursor& cursor, CommandLine& line) {
 // The tuning options. They are refused later, whatever else is asked for; bad arguments end the
 // process at once.
 static void parse_tuning(Cursor& cursor, CommandLine& line) {
-    constexpr double MOST_RATE = 0.008, LEAST_COUNT = 1000000.0;
+    constexpr double MAX_RATE = 0.008;    // learning rate
+    constexpr double MILLION = 1000000.0; // positions are counted in millions
+    constexpr double MIN_POSITIONS = MILLION;
     constexpr const char* NAMES[4] = {"-tune", "-tune2", "-tune3", "-tune4"};
     if (is(cursor, "-mktraindata")) {
         line.refused = true;
@@ -105,13 +107,13 @@ static void parse_tuning(Cursor& cursor, CommandLine& line) {
         copy_text(shell.epd_in_name, take_value(cursor), sizeof shell.epd_in_name);
         double rate = atof(take_value(cursor));
         double count = read_integer(take_value(cursor));
-        if (rate > MOST_RATE || count * 1000000.0 < LEAST_COUNT) line.exit_status = 1;
+        if (rate > MAX_RATE || count * MILLION < MIN_POSITIONS) line.exit_status = 1;
         if (cursor.at + 1 < cursor.count) {
             char first = cursor.texts[cursor.at + 1][0];
             if (first == '0' || first == '1') cursor.at++;
         }
         default_personality.Hash = 0;
-        copy_text(default_personality.SyzygyPath, EXAMPLE_TABLE_PATH, PATH_LENGTH);
+        copy_text(default_personality.SyzygyPath, USUAL_TABLE_PATH, PATH_LENGTH);
     }
 }
 

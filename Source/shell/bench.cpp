@@ -1,5 +1,7 @@
 #include "shell/bench.h"
 
+#include <iterator>
+
 #include "base/print.h"
 #include "base/state.h"
 #include "search/hash.h"
@@ -9,7 +11,7 @@
 #include "shell/loop.h"
 #include "shell/think.h"
 
-static constexpr const char* POSITIONS[20] = {
+static constexpr const char* POSITIONS[] = {
     "r1bqkb1r/pp1ppppp/2n2n2/8/3NP3/2N5/PPP2PPP/R1BQKB1R b KQkq -",
     "1n5k/3q3p/pp1p2pB/5r2/1PP1Qp2/P6P/6P1/2R3K1 w - -",
     "1r1qbr1k/4bp1p/p3p2Q/3pP3/2pP4/P1N1PN2/1PR2RP1/6K1 b - -",
@@ -43,10 +45,11 @@ void run_benchmark(bool on_main_thread) {
     if (engine.max_depth > MAX_BENCH_DEPTH) set_limits({.depth = DEFAULT_DEPTH});
     PrintFormat("%s running benchmark using %d threads", PROGRAM_NAME, engine.num_threads);
 
+    // In single precision, as the totals have always been; the time never divides by 0.
     float total_nodes = 0.0f, total_time = 0.01f;
-    for (int i = 0; i < 20 && !shell.quit; i++) {
+    for (int i = 0; i < static_cast<int>(std::size(POSITIONS)) && !shell.quit; i++) {
         set_position(main_thread->position, POSITIONS[i]);
-        hash_clear();
+        hash_clear(); // so that the total does not depend on the order of the positions
         if (on_main_thread) {
             search_here();
             sum_thread_counters();

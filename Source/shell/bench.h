@@ -1,4 +1,6 @@
-// bench.h: the benchmark. Main thread only.
+// bench.h: the benchmark, whose node total is the fingerprint of search and evaluation.
+//
+// A batch job on the main thread, once in a process: it leaves `quit` set.
 
 #pragma once
 

@@ -230,9 +230,11 @@ static void show_exchanges() {
 
 // Seconds of "300" or "5:00".
 static float read_level_time(const char* text) {
+    constexpr float MINUTE = 60.0f; // seconds
+
     const char* colon = strchr(text, ':');
     if (!colon) return read_number(text);
-    return static_cast<float>(read_integer(text)) * 60.0f + read_number(colon + 1);
+    return static_cast<float>(read_integer(text)) * MINUTE + read_number(colon + 1);
 }
 
 static void set_level(const Words& words) {
@@ -245,13 +247,15 @@ static void set_level(const Words& words) {
 }
 
 static void set_selectivity(int value) {
+    constexpr int16_t ABOVE_ALL_DEPTHS = 99, BELOW_ALL_DEPTHS = 0; // plies
+
     if (value == 1) {
         active_personality = default_personality;
         Print("set default personality");
         return;
     }
-    active_personality.NMP_depth = active_personality.LMR_depth = 99;
-    active_personality.SEP_depth = active_personality.LMP_depth = 0;
+    active_personality.NMP_depth = active_personality.LMR_depth = ABOVE_ALL_DEPTHS;
+    active_personality.SEP_depth = active_personality.LMP_depth = BELOW_ALL_DEPTHS;
     Print("selectivity set to OFF");
 }
 
@@ -320,8 +324,8 @@ static void start_new_game() {
     reset_clocks();
 }
 
-// The commands that need an idle engine, in their order; the first that fits is obeyed.
-static void obey(const char* command, const Words& words, const char* line) {
+// The commands that need an idle engine, in their order; the first that fits is run.
+static void run_command(const char* command, const Words& words, const char* line) {
     const char* argument = words.word[1];
     auto is = [command](const char* name) { return is_word(command, name); };
 
@@ -366,7 +370,7 @@ void handle_console(char* line) {
     }
     if (relaxed(engine.game_state) != STATE_IDLE) return;
 
-    obey(command, words, line);
+    run_command(command, words, line);
 }
 
 void console_after_think() {

@@ -1,4 +1,7 @@
-// console.h: the engine's own language for a person at a keyboard. Main thread only.
+// console.h: the engine's own language for a person at a keyboard.
+//
+// Main thread only; the loop hands the lines over. Between lines only the wish for the engine's
+// own moves is kept, which `mv` and `self` express.
 
 #pragma once
 

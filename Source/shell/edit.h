@@ -1,4 +1,6 @@
-// edit.h: the console's board-edit mode. Main thread only, between searches.
+// edit.h: the console's board-edit mode.
+//
+// Main thread only, between searches. Works on the game's position and keeps nothing.
 
 #pragma once
 

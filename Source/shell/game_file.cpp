@@ -13,11 +13,14 @@
 #include "shell/game_record.h"
 
 constexpr size_t MOVE_WORD_LENGTH = 32; // characters of a word that may be a move
+constexpr size_t LINE_LENGTH = 1024;    // room for 1,023 characters of a line of a game
+constexpr size_t FEN_TAG_LENGTH = LINE_LENGTH;
 
 void find_test_position(Position& pos, const char* id) {
-    constexpr size_t LINE_LENGTH = 255, SHORTEST = 8;
+    constexpr size_t EPD_LENGTH = 255; // room for 254 characters of a line
+    constexpr size_t MIN_LENGTH = 9;   // of a line that may hold a position
 
-    char wanted[LINE_LENGTH], line[LINE_LENGTH] = "get";
+    char wanted[EPD_LENGTH], line[EPD_LENGTH] = "get";
     snprintf(wanted, sizeof wanted, "id \"%s\"", id);
     if (FILE* file = open_plain_file("test.epd", "r")) {
         bool found = false;
@@ -28,7 +31,7 @@ void find_test_position(Position& pos, const char* id) {
     }
     line[strcspn(line, "\r\n")] = 0;
     Print(line);
-    if (strlen(line) > SHORTEST) set_position(pos, line);
+    if (strlen(line) >= MIN_LENGTH) set_position(pos, line);
 }
 
 namespace {
@@ -51,7 +54,7 @@ static void set_tag_position(Position& pos, const char* line) {
     const char* start = strchr(line, '"');
     const char* end = start ? strchr(start + 1, '"') : nullptr;
     if (!end) return;
-    char fen[1024] = "";
+    char fen[FEN_TAG_LENGTH] = "";
     copy_text(fen, start + 1, static_cast<size_t>(end - start));
     set_position(pos, fen);
 }
@@ -114,8 +117,7 @@ static void unify_line_end(char* line) {
 }
 
 bool load_game(Position& pos, const char* file_name, const char* tag) {
-    constexpr size_t LINE_LENGTH = 1024;
-    constexpr int MOST_GAMES = 100000;
+    constexpr int MAX_GAMES = 100000; // looked through for a tag
 
     FILE* file = open_plain_file(file_name, "r");
     if (!file) return false;
@@ -124,7 +126,7 @@ bool load_game(Position& pos, const char* file_name, const char* tag) {
     static GameReader reader;
     reader = {};
     reader.tag = tag;
-    reader.wanted = tag[0] ? MOST_GAMES : 1;
+    reader.wanted = tag[0] ? MAX_GAMES : 1;
     char line[LINE_LENGTH];
     bool reading = true;
     while (reading && fgets(line, sizeof line, file)) {

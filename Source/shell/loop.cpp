@@ -61,7 +61,7 @@ static void hear_and_wait() {
 }
 
 static void print_best_move(const char* best, const char* ponder) {
-    char second[MOVE_TEXT_LENGTH + 10] = "";
+    char second[MOVE_TEXT_LENGTH + sizeof " ponder "] = "";
     if (engine.pv[2] != NULL_MOVE) snprintf(second, sizeof second, " ponder %s", ponder);
     PrintFormat("bestmove %s%s", best, second);
 }

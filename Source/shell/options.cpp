@@ -100,7 +100,7 @@ static bool split_setting(char* line, char*& name, char*& value) {
 }
 
 void LoadConfig() {
-    constexpr size_t NAME_LENGTH = 101, VALUE_LENGTH = 201;
+    constexpr size_t LINE_LENGTH = 255, NAME_LENGTH = 101, VALUE_LENGTH = 201;
     constexpr int MAX_NESTED = 10; // a file that names itself is not read for ever
     static int nested;
 
@@ -110,7 +110,7 @@ void LoadConfig() {
     nested++;
     PrintFormat("info string loading parameters from %s", active_personality.ConfigFilePath);
 
-    char line[255];
+    char line[LINE_LENGTH];
     while (fgets(line, sizeof line, file)) {
         char *name_start, *value_start;
         if (!split_setting(line, name_start, value_start)) continue;

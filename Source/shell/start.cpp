@@ -61,14 +61,18 @@ static bool init_records() {
 
 // Runs of fixed depth or nodes need no more than these tables.
 static void size_hash_for_limits() {
+    constexpr int ONE_MB_BELOW = 8, SIZED_BELOW = 13; // plies; each one more doubles the table
+    constexpr uint64_t NODES_OF_ONE_MB = 32000;
+    constexpr int MAX_MB = 64; // however many nodes
+
     int32_t& megabytes = default_personality.Hash;
-    if (engine.max_depth < 8) megabytes = 1;
-    else if (engine.max_depth < 13) megabytes = 1 << (engine.max_depth - 7);
+    if (engine.max_depth < ONE_MB_BELOW) megabytes = 1;
+    else if (engine.max_depth < SIZED_BELOW) megabytes = 2 << (engine.max_depth - ONE_MB_BELOW);
 
     if (engine.max_nodes == UNLIMITED_NODES) return;
-    uint64_t limit = 32000;
+    uint64_t limit = NODES_OF_ONE_MB;
     megabytes = 1;
-    while (engine.max_nodes > limit && megabytes < 64) {
+    while (engine.max_nodes > limit && megabytes < MAX_MB) {
         limit *= 2;
         megabytes *= 2;
     }

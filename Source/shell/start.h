@@ -1,4 +1,7 @@
 // start.h: start-up, the command line, and the choice of the run mode.
+//
+// Main thread only. All that is built here lives until shut_down_engine, which the one run mode of
+// a process comes before.
 
 #pragma once
 

@@ -4,14 +4,20 @@
 
 #include "base/state.h"
 
-double elo_of_speed(double nps) { return 150.0 * std::log(nps) + 1128.0; }
+double elo_of_speed(double nps) {
+    constexpr double ELO_A_LOGARITHM = 150.0; // so that twice the speed is worth 104
+    constexpr double ELO_OF_ONE_NODE = 1128.0;
+    return ELO_A_LOGARITHM * std::log(nps) + ELO_OF_ONE_NODE;
+}
 
 // The speed whose Elo lies within half a point of `elo`, by bisection in single precision.
 static float speed_of_elo(float elo) {
     constexpr float TOLERANCE = 0.5f;
     constexpr int MAX_STEPS = 100; // far more than the interval can be halved
 
-    float low = 10.0f, high = 10000000.0f, middle = (low + high) / 2;
+    constexpr float MIN_NPS = 10.0f, MAX_NPS = 10000000.0f;
+
+    float low = MIN_NPS, high = MAX_NPS, middle = (low + high) / 2;
     for (int i = 0; i < MAX_STEPS; i++) {
         auto found = static_cast<float>(elo_of_speed(middle));
         float difference = found - elo;

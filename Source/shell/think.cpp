@@ -32,7 +32,8 @@ void rebuild_evaluation() {
 
 // Resets the think fields of EngineState.
 static void reset_think(const Position& pos) {
-    constexpr int LAST_AGE = 31, NO_SCORE = -10000, NO_ITERATION = -10001;
+    constexpr int LAST_AGE = 31; // of a hash entry; 1 follows, since 0 is that of a new game
+    constexpr int NO_SCORE = -10000, NO_ITERATION = -10001;
 
     set_relaxed(engine.best_score, pos.halfmoves > FIFTY_MOVES ? 0 : NO_SCORE);
     engine.pv[1] = NULL_MOVE;

@@ -47,6 +47,7 @@ static void identify() {
 
 static void set_option(char* arguments) {
     constexpr size_t NAME_LENGTH = 101, VALUE_LENGTH = 201;
+    constexpr size_t NAME_WORD = sizeof "name", VALUE_WORD = sizeof "value"; // with the space
 
     char name[NAME_LENGTH] = "", value[VALUE_LENGTH] = "";
     char* name_word = strstr(arguments, "name");
@@ -54,9 +55,9 @@ static void set_option(char* arguments) {
     if (name_word && value_word && name_word < value_word) {
         char* end = value_word;
         while (end > name_word && end[-1] == ' ') end--;
-        copy_text(value, skip_spaces(advance(value_word, 6)), sizeof value);
+        copy_text(value, skip_spaces(advance(value_word, VALUE_WORD)), sizeof value);
         *end = 0;
-        copy_text(name, skip_spaces(advance(name_word, 5)), sizeof name);
+        copy_text(name, skip_spaces(advance(name_word, NAME_WORD)), sizeof name);
     }
     // Without a value nothing is set, not even by a button.
     SetOption(name, value);
@@ -144,9 +145,10 @@ static void set_up_position(char* arguments) {
         else arguments = none;
     }
     if (strstr(arguments, "startpos")) set_position(main_thread->position, START_FEN);
-    else if (strstr(arguments, "fen")) set_position(main_thread->position, advance(arguments, 4));
+    else if (strstr(arguments, "fen"))
+        set_position(main_thread->position, advance(arguments, sizeof "fen"));
     else return;
-    if (moves) play_moves(advance(moves, 6));
+    if (moves) play_moves(advance(moves, sizeof "moves"));
 }
 
 // Finds a keyword of `go` and copies the number behind it. Returns false without the keyword.

@@ -1,4 +1,7 @@
-// uci.h: the protocol engine. Main thread only.
+// uci.h: the protocol engine: what the lines of a GUI mean.
+//
+// Main thread only; the loop hands the lines over, also while a search runs. Limits and options
+// that a line sets stand in the process-wide records and hold until another line sets them.
 
 #pragma once
 

@@ -1,6 +1,7 @@
 // scan_pgn.h: games with engine comments become annotated listings or EPD lines.
 //
-// A batch job on the main thread: it replays the games on the game's record and searches nothing.
+// A batch job on the main thread, once in a process: it replays the games on the game's record and
+// searches nothing.
 
 #pragma once
 

@@ -110,7 +110,7 @@ static void analyse_line(const char* line, FILE* out, Totals& totals) {
         PrintFormat("info string position %d can't be searched: %s", totals.positions, reason);
         return;
     }
-    hash_clear();
+    hash_clear(); // an answer must not depend on the positions before it
     search_with_input(0.0f);
     totals.nodes += static_cast<double>(engine.search_totals[TOTAL_NODES]);
     totals.time += static_cast<double>(relaxed(engine.elapsed));
@@ -124,7 +124,7 @@ static void analyse_line(const char* line, FILE* out, Totals& totals) {
 }
 
 static void print_totals(const Totals& totals) {
-    constexpr double LEAST_TIME = 0.001;
+    constexpr double TINY_TIME = 0.001; // seconds: a rate of nothing is 0
 
     const double count = std::max(totals.positions, 1); // all averages of nothing are 0
     PrintFormat("%d / %d correct best moves", totals.best_moves, totals.positions);
@@ -132,7 +132,7 @@ static void print_totals(const Totals& totals) {
     PrintFormat("total time= %0.2f seconds", totals.time);
     PrintFormat("avg depth= %0.1f", totals.depth / count);
     PrintFormat("avg nodes= %0.1f", totals.nodes / count);
-    PrintFormat("node_rate= %0.0f", totals.nodes / (totals.time + LEAST_TIME));
+    PrintFormat("node_rate= %0.0f", totals.nodes / (totals.time + TINY_TIME));
     PrintFormat("avg bf= %0.2f", totals.branching / count);
     PrintFormat("score= %lld / %lld", static_cast<long long>(totals.points),
                 static_cast<long long>(totals.points_possible));
@@ -140,14 +140,14 @@ static void print_totals(const Totals& totals) {
 }
 
 void run_test_suite() {
-    constexpr int LEAST_HASH_DEPTH = 4; // plies: below, clearing the table costs more than it gives
+    constexpr int HASH_DEPTH = 4; // plies: below, clearing the table costs more than it gives
 
     if (shell.out_name[0] == 0) copy_text(shell.out_name, "analysis.epd", sizeof shell.out_name);
     FILE* in = fopen(shell.epd_in_name, "r");
     FILE* out = in ? fopen(shell.out_name, "w") : nullptr;
     if (in && out) {
         PrintFormat("Analyzing %s...", shell.epd_in_name);
-        if (engine.max_depth < LEAST_HASH_DEPTH) engine.hash_enabled = 0;
+        if (engine.max_depth < HASH_DEPTH) engine.hash_enabled = 0;
         Totals totals = {};
         char line[EPD_LINE_LENGTH];
         while (!shell.quit && read_epd_line(in, line)) analyse_line(line, out, totals);

@@ -1,4 +1,6 @@
-// test_suite.h: analysis of an EPD file, position by position. Main thread only.
+// test_suite.h: analysis of an EPD file, position by position.
+//
+// A batch job on the main thread, which starts a search for each position; once in a process.
 
 #pragma once
 

@@ -49,23 +49,31 @@ void read_tuning_line(const char* text, TuningLine& line) {
     line.score = 0;
 }
 
-// The expected result of a score, 0 to 1.
-static double expected_result(int score) { return 1.0 / (exp(-0.006 * score) + 1.0); }
+// Expected results that a win, a loss and a draw are believed with; the score of a search is held
+// to the wider bounds of a draw.
+constexpr double WIN_FROM = 0.3, LOSS_UP_TO = 0.7;
+constexpr double DRAW_FROM = 0.15, DRAW_UP_TO = 0.85;
+
+// The expected result of a score in hundredths of a pawn, 0 to 1.
+static double expected_result(int score) {
+    constexpr double STEEPNESS = 0.006; // three pawns are expected to win 86 in a hundred
+    return 1.0 / (exp(-STEEPNESS * score) + 1.0);
+}
 
 bool value_disagrees(const TuningLine& line) {
     if (!line.has_value || !line.has_result) return false;
     const double expected = expected_result(line.value);
-    if (line.result == 1.0f) return expected < 0.3;
-    if (line.result == 0.0f) return expected > 0.7;
-    if (line.result == 0.5f) return expected < 0.15 || expected > 0.85;
+    if (line.result == 1.0f) return expected < WIN_FROM;
+    if (line.result == 0.0f) return expected > LOSS_UP_TO;
+    if (line.result == 0.5f) return expected < DRAW_FROM || expected > DRAW_UP_TO;
     return false;
 }
 
 bool score_disagrees(const TuningLine& line) {
     if (!line.has_result) return false;
     const double expected = expected_result(line.score);
-    if (line.result >= 0.5f && expected < 0.15) return true;
-    return line.result <= 0.5f && expected > 0.85;
+    if (line.result >= 0.5f && expected < DRAW_FROM) return true;
+    return line.result <= 0.5f && expected > DRAW_UP_TO;
 }
 
 // Reads a line without its newline; what it has behind its 254th character is dropped. Zero bytes
@@ -96,8 +104,9 @@ static bool search_position() {
     return !shell.quit;
 }
 
-// What was asked for in between does not become a think of this run.
-static void hear_commands() {
+// Searches that take less than their input delay are deaf throughout, so that a run of short ones
+// would never hear "quit". What was asked for in between does not become a think of this run.
+static void poll_commands() {
     check_time();
     PollInput();
     set_relaxed(engine.game_state, STATE_IDLE);
@@ -161,7 +170,7 @@ static void use_line(Run& run, const char* text) {
     if (king_in_check(pos)) return;
 
     if (!search_position()) return;
-    if ((run.searched++ & POLL_MASK) == POLL_MASK) hear_commands();
+    if ((run.searched++ & POLL_MASK) == POLL_MASK) poll_commands();
     line.score = corrected_score();
     if (score_disagrees(line)) return;
 
@@ -186,8 +195,7 @@ static void show_progress(Run& run) {
 }
 
 static void prepare_run(Run& run) {
-    constexpr char TABLE_PATH[] = "C:\\Chess\\Syzygy;C:\\Chess\\Syzygy\\6-Piece";
-    constexpr int LEAST_HASH_DEPTH = 3; // plies: below, a table is of no use
+    constexpr int HASH_DEPTH = 3; // plies: below, a table is of no use
 
     run.show_progress = is_terminal(stderr);
     fseek(run.in, 0, SEEK_END);
@@ -197,10 +205,10 @@ static void prepare_run(Run& run) {
     shell.noise = NOISE_CALIBRATION;
     if (relaxed(shell.use_nn)) eval_epoch.fetch_add(1, std::memory_order_relaxed);
     set_relaxed(shell.use_nn, 0);
-    if (engine.max_depth < LEAST_HASH_DEPTH) engine.hash_enabled = 0;
+    if (engine.max_depth < HASH_DEPTH) engine.hash_enabled = 0;
     if (run.mode != TUNING_INPUT) return;
     char* path = active_personality.SyzygyPath;
-    if (path[0] == 0) copy_text(path, TABLE_PATH, PATH_LENGTH);
+    if (path[0] == 0) copy_text(path, USUAL_TABLE_PATH, PATH_LENGTH);
     tb_init(path);
 }
 

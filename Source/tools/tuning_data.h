@@ -1,6 +1,6 @@
 // tuning_data.h: EPD files rewritten with search values, to tune the evaluation with.
 //
-// A batch job on the main thread, which starts a search for each position.
+// A batch job on the main thread, which starts a search for each position; once in a process.
 
 #pragma once
 
