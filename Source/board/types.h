@@ -35,6 +35,7 @@ constexpr int piece_code(int side, int type) { return side * 8 + type; }
 
 constexpr int file_of(int square) { return square & 7; }
 constexpr int rank_of(int square) { return square >> 3; }
+constexpr bool on_queen_side(int square) { return file_of(square) < 4; } // files a-d
 constexpr Bitboard bit(int square) { return 1ULL << square; }
 
 constexpr int CASTLING_RIGHTS = 4; // two wings for each colour, numbered in castling.h

@@ -74,7 +74,7 @@ static int king_and_pawn(const Position& pos, int strong) {
         enemy = 63 - enemy;
         pawn = 63 - pawn;
     }
-    if (file_of(pawn) >= 4) {
+    if (!on_queen_side(pawn)) {
         king ^= 7;
         enemy ^= 7;
         pawn ^= 7;

@@ -19,7 +19,6 @@
 constexpr int MAX_ROWS = 2 * SQUARES + NN_MATERIAL_KINDS;
 
 constexpr int MIN_HIDDEN2 = 4;   // units; with fewer there is no second layer
-constexpr int FIVE_KINDS = 536;  // first version with five material inputs
 constexpr size_t ALIGNMENT = 64; // bytes, a cache line
 
 // One block holds the accumulators of both sides to move, the activated values and the second
@@ -61,14 +60,14 @@ static void collect_old_material(int16_t* material, const Position& pos) {
 
 // Number of material inputs that are active in every position.
 static int material_inputs() {
-    if (nn_header.version >= FIVE_KINDS) return NN_MATERIAL_KINDS;
+    if (nn_header.version >= NN_FIVE_KINDS_VERSION) return NN_MATERIAL_KINDS;
     return nn_header.material_inputs >= NN_MATERIAL_INPUTS ? 1 : 0;
 }
 
 // The active inputs, for older networks in their own form.
 static void collect_inputs(NnInputs& inputs, const Position& pos) {
     collect_nn_inputs(inputs, pos);
-    if (nn_header.version < FIVE_KINDS) collect_old_material(inputs.material, pos);
+    if (nn_header.version < NN_FIVE_KINDS_VERSION) collect_old_material(inputs.material, pos);
     if (nn_header.board_inputs < NN_BOARD_INPUTS) inputs.set = 0;
 }
 

@@ -9,11 +9,9 @@
 
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 
-#include "eval/state.h"
-
+struct EvalState;
 struct SearchThread;
 
 constexpr int NN_MAX_INPUTS = 1840; // of both kinds
@@ -21,10 +19,13 @@ constexpr int NN_MAX_INPUTS = 1840; // of both kinds
 // Scores end where the winning chance is within 0.00001 of certainty.
 constexpr int NN_MIN_SCORE = -1919, NN_MAX_SCORE = 1919;
 
+// First version with NN_MATERIAL_KINDS active material inputs; older ones have one or none.
+constexpr uint16_t NN_FIVE_KINDS_VERSION = 536;
+
 // The network in use. Counts are in floats.
 struct NnHeader {
     uint16_t format;       // kept for NnSave; nothing depends on it
-    uint16_t version;      // of the training; below 536: one material input in place of five
+    uint16_t version;      // of the training; see NN_FIVE_KINDS_VERSION
     uint16_t board_inputs; // 896 for each weight set
     uint16_t material_inputs;
     int inputs;       // both kinds

@@ -25,7 +25,6 @@ constexpr size_t WEIGHT_BYTES = 2; // in a file
 constexpr int64_t EXTRAS = 8;
 constexpr double WEIGHT_STEP = 0.0002;     // value of a stored 1
 constexpr double STEPS_OF_ONE = 5000.0;    // the same, for writing
-constexpr uint16_t FIVE_KINDS = 536;       // first version with five material features
 constexpr uint16_t FIVE_KINDS_INPUTS = 31; // the last kind ends at input 28 + 2
 
 static unsigned read_u16(const unsigned char* bytes) { return bytes[0] | bytes[1] << 8; }
@@ -65,7 +64,7 @@ static bool sizes_make_sense(const NnHeader& net) {
     if (net.hidden1 == 0 || net.outputs < NN_ROWS) return false;
     if (net.hidden2 != 0 && net.hidden2 < NN_ROWS) return false;
     if (net.board_inputs < NN_SET_INPUTS || net.inputs > NN_MAX_INPUTS) return false;
-    return net.version < FIVE_KINDS || net.material_inputs >= FIVE_KINDS_INPUTS;
+    return net.version < NN_FIVE_KINDS_VERSION || net.material_inputs >= FIVE_KINDS_INPUTS;
 }
 
 // Bytes of the weight array. Rounded up to whole huge pages, so that all of it can be on such.

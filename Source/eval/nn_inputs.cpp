@@ -29,8 +29,6 @@ static uint64_t fill_down(uint64_t set) {
     return set | set >> 32;
 }
 
-static bool on_queen_side(int square) { return file_of(square) < 4; }
-
 static void collect_planes(uint64_t* planes, const Position& pos) {
     constexpr int OTHER = NN_PLANES; // first plane of the other side
 

@@ -9,37 +9,25 @@
 #include <cstdint>
 
 #include "board/position.h"
+#include "eval/state.h"
 
-// Board inputs: a side's units are of seven kinds, each a plane of 64 squares. Plane 0 holds the
-// king, planes PAWN to QUEEN what they are called after, the last one passed pawns, which stand in
-// plane PAWN as well. The planes of the side to move come first.
-constexpr int NN_PLANES = 7;
-constexpr int NN_PASSED_PLANE = 6;
+// Board inputs, NN_PLANES for each side; see state.h for the record of the active ones.
 constexpr int NN_SET_INPUTS = 2 * NN_PLANES * SQUARES; // of one weight set
 constexpr int NN_BOARD_INPUTS = 2 * NN_SET_INPUTS;     // set 0, then set 1
 
-// Material inputs: one for each difference in number of pawns, knights, bishops, rooks, queens.
-constexpr int NN_MATERIAL_KINDS = 5;
+// Material inputs of all kinds.
 constexpr int NN_MATERIAL_INPUTS = 32;
 constexpr int NN_INPUTS = NN_BOARD_INPUTS + NN_MATERIAL_INPUTS;
 
 // Active inputs of a position with at most 32 units, 16 of them pawns: all pawns may be passed.
 constexpr int NN_MAX_ACTIVE = 32 + 16 + NN_MATERIAL_KINDS;
 
-// The active inputs of a position. Squares are seen by the side to move: its own men move up the
-// board, and the men of each side are mirrored so that their king stands on files e-h.
-struct NnInputs {
-    uint64_t planes[2 * NN_PLANES];
-    int16_t material[NN_MATERIAL_KINDS]; // the active input of each kind, counted from 0
-    int16_t set; // weight set: 1 when exactly one king stands on files a-d, else 0
-};
-
 // Collects the active inputs. Each side must have its king.
 void collect_nn_inputs(NnInputs& inputs, const Position& pos);
 
 // What a square of the side's men is exclusive-ored with to be seen as in NnInputs.
 inline int nn_square_mask(const Position& pos, int side) {
-    return rank_flip[pos.side] ^ (file_of(pos.king_square[side]) < 4 ? 7 : 0);
+    return rank_flip[pos.side] ^ (on_queen_side(pos.king_square[side]) ? 7 : 0);
 }
 
 // Rows of the last layer that are read: for a full board and an empty one, which are mixed by the

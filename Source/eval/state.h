@@ -11,7 +11,6 @@
 
 #include "board/position.h"
 #include "board/types.h"
-#include "eval/nn_inputs.h"
 
 struct NnHeader;
 
@@ -80,6 +79,23 @@ struct EvalContext {
 
     int32_t group[EVAL_GROUPS][2]; // packed difference of each group, when `report` is set
     int32_t group_start[2];        // totals at the last checkpoint
+};
+
+// Board inputs: a side's units are of seven kinds, each a plane of 64 squares. Plane 0 holds the
+// king, planes PAWN to QUEEN what they are called after, the last one passed pawns, which stand in
+// plane PAWN as well. The planes of the side to move come first.
+constexpr int NN_PLANES = 7;
+constexpr int NN_PASSED_PLANE = 6;
+
+// Material inputs: one for each difference in number of pawns, knights, bishops, rooks, queens.
+constexpr int NN_MATERIAL_KINDS = 5;
+
+// The active inputs of a position. Squares are seen by the side to move: its own men move up the
+// board, and the men of each side are mirrored so that their king stands on files e-h.
+struct NnInputs {
+    uint64_t planes[2 * NN_PLANES];
+    int16_t material[NN_MATERIAL_KINDS]; // the active input of each kind, counted from 0
+    int16_t set; // weight set: 1 when exactly one king stands on files a-d, else 0
 };
 
 // The network's accumulator of the last position evaluated with one side to move.

@@ -55,10 +55,6 @@ inline void add_row_scaled(EvalContext& context, int side, int row, float factor
     context.packed[side] = packed_add(context.packed[side], pack_score(mg, eg));
 }
 
-// Tells whether a square lies on files a-d. Piece-square tables are written for a king on e-h and
-// are mirrored for one here.
-constexpr bool on_queen_side(int square) { return file_of(square) < 4; }
-
 // Outposts and rammed pawns on the files of the edge don't count.
 constexpr Bitboard FILES_B_TO_G = 0x7E7E7E7E7E7E7E7EULL;
 
