@@ -6,6 +6,7 @@
 
 #include "Training/game_check.h"
 #include "Training/ply_file.h"
+#include "Training/ply_filter.h"
 #include "Training/ply_record.h"
 #include "Training/selfplay_game.h"
 
@@ -172,13 +173,13 @@ TEST_F(TrainingRecord, WhatIsNoPositionIsRefused) {
     EXPECT_FALSE(refused([](PlyRecord&) {}));
 }
 
-TEST_F(TrainingRecord, DefaultFilterKeepsQuietPositions) {
+TEST_F(TrainingRecord, FilterKeepsQuietPositions) {
     auto kept = [](int score, int place, int halfmoves) {
         PlyRecord record = {};
         record.score = static_cast<int16_t>(score);
         record.place = static_cast<uint16_t>(place);
         record.halfmoves = static_cast<uint8_t>(halfmoves);
-        return kept_by_default(record);
+        return judge_ply(record, PLY_FOR_ANY) == PLY_KEPT;
     };
     EXPECT_TRUE(kept(0, 16, 0));
     EXPECT_TRUE(kept(1500, 399, 60));

@@ -4,14 +4,8 @@
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
-#include <memory>
 
 #include "base/random.h"
-#include "eval/endgame.h"
-#include "search/thread.h"
-
-const char* const PLY_VERDICT_NAMES[PLY_VERDICTS] = {"kept",    "in check",    "noisy", "opening",
-                                                     "decided", "fifty moves", "known"};
 
 double score_probability(double score) { return 1.0 / (1.0 + std::exp(-0.006 * score)); }
 
@@ -41,50 +35,6 @@ bool is_validation_game(uint32_t seed, uint64_t game) {
     constexpr uint64_t ONE_IN = 50;
     Random random = {static_cast<uint64_t>(seed) << 32 ^ game};
     return next_random(random) % ONE_IN == 0;
-}
-
-// Tells whether Evaluate leaves the material to the hand-crafted evaluation: one side far ahead of
-// a side that is short of pieces, or next to nothing on the board.
-static bool is_hand_crafted(const PlyRecord& record) {
-    int pawns[2] = {}, material[2] = {};
-    int units = pop_count(record.occupied);
-    for (int n = 0; n < units; n++) {
-        int code = ply_unit(record, n), side = colour_of(code);
-        pawns[side] += type_of(code) == PAWN;
-        material[side] += material_step[type_of(code)];
-    }
-    for (int side : {WHITE, BLACK}) {
-        int them = side ^ 1;
-        if (material[side] + pawns[side] >= material[them] + 2 * pawns[them] + 4
-            && material[them] <= 10)
-            return true;
-    }
-    int all_pawns = pawns[WHITE] + pawns[BLACK], all_material = material[WHITE] + material[BLACK];
-    return (all_pawns == 0 && all_material <= 6) || (all_pawns == 1 && all_material == 0);
-}
-
-// Tells whether endgame knowledge answers the position, whatever the tables say.
-static bool is_known_ending(const PlyRecord& record) {
-    static thread_local std::unique_ptr<SearchThread, void (*)(SearchThread*)> scratch(
-        allocate_search_thread(), free_search_thread);
-    constexpr int FEWEST_UNITS = 3; // the side to move has a king and something else
-
-    if (pop_count(record.occupied) < FEWEST_UNITS) return true;
-    if (!unpack_ply(scratch->position, record)) return true;
-    int score = 0;
-    return endgame_score(scratch->position, record_side(record), score);
-}
-
-PlyVerdict judge_ply(const PlyRecord& record, PlyUse use) {
-    constexpr int OPENING_PLIES = 16, DECIDED_SCORE = 1500, MOST_HALFMOVES = 60;
-
-    if (record.place & RECORD_CHECK) return PLY_IN_CHECK;
-    if (record.place & RECORD_TACTICAL) return PLY_NOISY;
-    if (record_ply(record) < OPENING_PLIES) return PLY_OPENING;
-    if (record.score > DECIDED_SCORE || record.score < -DECIDED_SCORE) return PLY_DECIDED;
-    if (record.halfmoves > MOST_HALFMOVES) return PLY_FIFTY;
-    bool known = use == PLY_FOR_NETWORK ? is_hand_crafted(record) : is_known_ending(record);
-    return known ? PLY_KNOWN : PLY_KEPT;
 }
 
 // Sorts the records of one file into the sets.

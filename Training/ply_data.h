@@ -1,4 +1,4 @@
-// ply_data.h: reading self-play data for the trainers: files, filters, order.
+// ply_data.h: self-play data for the trainers: reading files into sets, order, targets.
 //
 // Everything here works on plain memory and may be called from any thread.
 
@@ -8,25 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "Training/ply_filter.h"
 #include "Training/ply_record.h"
-
-// What becomes of a record. The order is that of the tests: the first that fits counts.
-enum PlyVerdict {
-    PLY_KEPT,
-    PLY_IN_CHECK, // no static evaluation exists
-    PLY_NOISY,    // the best move captures or promotes
-    PLY_OPENING,  // first 16 plies of the game, random moves among them
-    PLY_DECIDED,  // score beyond 1,500
-    PLY_FIFTY,    // more than 60 plies without capture or pawn move
-    PLY_KNOWN,    // belongs to the hand-crafted evaluation, or for its tuning to endgame knowledge
-    PLY_VERDICTS
-};
-extern const char* const PLY_VERDICT_NAMES[PLY_VERDICTS];
-
-enum PlyUse {
-    PLY_FOR_NETWORK, // drops what Evaluate leaves to the hand-crafted evaluation
-    PLY_FOR_TABLES   // drops what endgame knowledge answers
-};
 
 struct PlySets {
     std::vector<PlyRecord> training;
@@ -51,15 +34,8 @@ void print_ply_sets(const PlySets& sets);
 // for validation.
 bool is_validation_game(uint32_t seed, uint64_t game);
 
-PlyVerdict judge_ply(const PlyRecord& record, PlyUse use);
-
 // Puts records in an order that depends only on their number and the seed.
 void shuffle_plies(std::vector<PlyRecord>& records, uint64_t seed);
-
-// Piece code of the nth unit of a record, counted from square a1 on.
-inline int ply_unit(const PlyRecord& record, int n) {
-    return record.units[n / 2] >> n % 2 * 4 & 15;
-}
 
 // Code of records whose game's result says nothing about them.
 constexpr int NO_RESULT_KNOWN = 3;

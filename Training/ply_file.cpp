@@ -7,13 +7,14 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "Training/ply_filter.h"
 #include "Training/ply_record.h"
 #include "Training/selfplay_game.h"
 
 static void count_record(GameCounts& counts, const PlyRecord& record) {
     if (record.place & RECORD_FIRST) counts.games++;
     counts.positions++;
-    if (kept_by_default(record)) counts.kept++;
+    if (judge_ply(record, PLY_FOR_ANY) == PLY_KEPT) counts.kept++;
 }
 
 // Counts the whole games of a file and tells how many bytes they take, header included. Returns

@@ -14,7 +14,7 @@ struct PlyRecord;
 struct GameCounts {
     uint64_t games;
     uint64_t positions;
-    uint64_t kept; // positions that the default filter lets pass
+    uint64_t kept; // positions that PLY_FOR_ANY keeps
 };
 
 struct PlyFile {

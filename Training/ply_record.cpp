@@ -1,7 +1,6 @@
 #include "Training/ply_record.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <cstring>
 
 #include "board/attack.h"
@@ -94,12 +93,6 @@ bool unpack_ply(Position& pos, const PlyRecord& record) {
     pos.halfmoves = record.halfmoves;
     compute_keys(pos);
     return true;
-}
-
-bool kept_by_default(const PlyRecord& record) {
-    constexpr int FIRST_PLY = 16, DECIDED = 1500, LONG_WAIT = 60;
-    return !(record.place & (RECORD_CHECK | RECORD_TACTICAL)) && record_ply(record) >= FIRST_PLY
-        && std::abs(record.score) <= DECIDED && record.halfmoves <= LONG_WAIT;
 }
 
 // Number of records in front of the last game.

@@ -79,10 +79,6 @@ Position bare_board(const PlyRecord& record);
 // is not sound. The owner's game record is emptied.
 bool unpack_ply(Position& pos, const PlyRecord& record);
 
-// Tells whether training would use the position as it comes: not in check, a quiet best move, out
-// of the opening, a score that is not decided, and no drag towards the fifty-move rule.
-bool kept_by_default(const PlyRecord& record);
-
 // A data file that is open for reading, at its first record.
 struct DataFile {
     FILE* file;

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "Training/game_check.h"
+#include "Training/ply_filter.h"
 #include "Training/ply_record.h"
 #include "shell/start.h"
 
@@ -37,7 +38,7 @@ static void count_record(Totals& totals, const PlyRecord& record) {
     totals.checks += (record.place & RECORD_CHECK) != 0;
     totals.tactical += (record.place & RECORD_TACTICAL) != 0;
     step.positions++;
-    if (!kept_by_default(record)) return;
+    if (judge_ply(record, PLY_FOR_ANY) != PLY_KEPT) return;
     int result = record_result(record);
     totals.kept++;
     step.kept++;

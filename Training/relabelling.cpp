@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include "Training/ply_data.h"
+#include "Training/ply_filter.h"
 #include "Training/random_start.h"
 #include "Training/selfplay_game.h"
 #include "board/attack.h"
@@ -119,7 +120,7 @@ constexpr size_t CHUNK_RECORDS = 256; // records that a worker takes at a time
 // Results of one record: `neighbours` of them, or one. A result that isn't there has no units.
 static void work_at(const PlyRecord& record, PlyRecord* out, const RelabelSettings& settings,
                     Random random) {
-    bool used = judge_ply(record, PLY_FOR_NETWORK) == PLY_KEPT;
+    bool used = is_sound(record) && judge_ply(record, PLY_FOR_NETWORK) == PLY_KEPT;
     if (settings.neighbours == 0) {
         *out = record;
         if (used) relabel_record(*out, settings);

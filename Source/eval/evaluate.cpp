@@ -40,12 +40,9 @@ static bool is_lopsided(const Position& pos, int ahead, int behind) {
                >= pos.material[behind] + 2 * pawn_count(pos, behind) + LEAD;
 }
 
-// Tells which evaluator a position goes to. Of the position only its material counts, so that one
-// position always goes to the same.
-static bool goes_to_network(const Position& pos) {
+bool has_network_material(const Position& pos) {
     constexpr int TWO_MINORS = 6; // phase units; without pawns so little seldom wins
-    if (!nn_header.weights || is_lopsided(pos, WHITE, BLACK) || is_lopsided(pos, BLACK, WHITE))
-        return false;
+    if (is_lopsided(pos, WHITE, BLACK) || is_lopsided(pos, BLACK, WHITE)) return false;
     int pieces = pos.material[WHITE] + pos.material[BLACK];
     int pawns = pawn_count(pos, WHITE) + pawn_count(pos, BLACK);
     // King and pawn against king is known exactly.
@@ -81,7 +78,7 @@ int Evaluate(SearchThread& thread, int side, int ply, int in_check) {
     if (in_check) return NO_EVAL;
 
     const Position& pos = thread.position;
-    bool network = take_up_switch(thread.eval) && goes_to_network(pos);
+    bool network = take_up_switch(thread.eval) && nn_header.weights && has_network_material(pos);
     int score = network ? NnEval(thread) : HceEval(thread, side, ply, 0);
     if (engine.target_time < ANALYSIS_SECONDS)
         score += side == engine.root_side ? contempt(pos) : -contempt(pos);

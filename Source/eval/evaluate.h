@@ -8,6 +8,7 @@
 #include <atomic>
 #include <cstdint>
 
+struct Position;
 struct SearchThread;
 
 // Static evaluations end here, so that none is taken for a mate; no position of a real game comes
@@ -22,6 +23,10 @@ constexpr int FIFTY_SCALE = 256;
 // it is NO_EVAL. `ply` selects the stack entry that the threat pressures go to; at ply 0 and 1
 // the eval hash is not read.
 int Evaluate(SearchThread& thread, int side, int ply, int in_check);
+
+// Tells which evaluator a position goes to where there is a network in use: true for the network.
+// Only the material counts, so that one position always goes to the same. Any thread.
+bool has_network_material(const Position& pos);
 
 // Asks for the memory of the position's entry of the eval hash ahead of Evaluate.
 void prefetch_eval(SearchThread& thread);
