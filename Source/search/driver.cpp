@@ -428,9 +428,8 @@ static void finish_iteration(SearchThread& thread, int depth) {
     lock(root_lock);
     engine.iteration_nodes[depth] += relaxed(thread.nodes);
     unlock(root_lock);
-    if (thread.thread_index == 0 && !stopped()) {
+    if (thread.thread_index == 0 && !stopped())
         engine.iteration_finished = static_cast<int8_t>(depth);
-    }
 }
 
 void search_root(int thread_number) {

@@ -137,12 +137,12 @@ static void list_move(GameWriter& game, const Position& pos, int index, int firs
 
 static void write_training_line(GameWriter& game, const Position& pos, int index) {
     constexpr int OPENING = 20, LAST_INDEX = 279, LEFT_OUT_AT_END = 4;
-    constexpr int MAX_HALFMOVES = 25, MAX_SCORE = 20000;
+    constexpr int MAX_QUIET_PLIES = 25, MAX_SCORE = 20000;
 
     const int score = game.moves[index].score;
     if (index >= game.count - LEFT_OUT_AT_END || index > LAST_INDEX) return;
     if ((index < OPENING && score == 0) || std::abs(score) > MAX_SCORE) return;
-    if (pos.halfmoves > MAX_HALFMOVES || king_in_check(pos)) return;
+    if (pos.halfmoves > MAX_QUIET_PLIES || king_in_check(pos)) return;
 
     // Sides go by the index, whoever began: a game that Black began counts turned round.
     double value = game.result == WHITE ? 1.0 : game.result == BLACK ? 0.0 : 0.5;
