@@ -201,6 +201,6 @@ TEST(HasLegalMove, OfMateStalemateAndOneWayOut) {
     EXPECT_TRUE(has_legal_move(set_up(START_FEN)));
     EXPECT_FALSE(has_legal_move(set_up("7k/6Q1/6K1/8/8/8/8/8 b - -"))) << "mate";
     EXPECT_FALSE(has_legal_move(set_up("7k/5Q2/6K1/8/8/8/8/8 b - -"))) << "stalemate";
-    EXPECT_TRUE(has_legal_move(set_up("7k/5Q2/8/6K1/8/8/8/8 b - -")));
+    EXPECT_TRUE(has_legal_move(set_up("7k/8/5Q2/6K1/8/8/8/8 b - -")));
     EXPECT_FALSE(has_legal_move(set_up("8/8/8/8/8/8/8/8 w - -"))) << "nobody to move";
 }

@@ -258,7 +258,7 @@ TEST(GenList, OfWhateverATextSetsUpHasRoom) {
         }
         longest = std::max(longest, all_moves(set_up(fen.c_str())).size());
     }
-    EXPECT_GT(longest, 300u);
+    EXPECT_GT(longest, 200u);
     EXPECT_LT(longest, static_cast<size_t>(LONGEST_ODD_LIST));
     set_up(START_FEN);
 }
