@@ -59,7 +59,10 @@ extern Bitboard king_attacks[64];
 extern Bitboard pawn_attacks[2][64];    // what a pawn of that colour on that square attacks
 extern Bitboard pawn_front_span[2][64]; // own and adjacent files, all ranks ahead
 
-extern int log2_table[256];                // integer part of log2; entries 0 and 1 are 0
+// The integer part of log2; entries 0 and 1 are 0. Nothing reads it at present; it is one of
+// the documented tables.
+extern int log2_table[256];
+
 extern uint64_t zobrist[PIECE_CODES * 64]; // piece code * 64 + square; row 0: en passant, rights
 
 // One line through a square, split at the square.

@@ -1,6 +1,7 @@
 // see.h: static exchange evaluation and the attacker finders below it.
 //
-// Nothing here changes the position; exchanges work on a copy of the occupancy.
+// Nothing here changes the position; exchanges work on a copy of the occupancy. Any thread may ask
+// about its own position. The exchange values are shared: set between searches, read in them.
 
 #pragma once
 

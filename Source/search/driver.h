@@ -1,4 +1,7 @@
 // driver.h: iterative deepening over the root moves; what one search thread runs.
+//
+// The record of the thread must be a copy of the game (see pool.h). Thread 0 alone writes to
+// EngineState; it and the helpers run at the same time, each on its own record.
 
 #pragma once
 

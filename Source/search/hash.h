@@ -56,9 +56,9 @@ int hash_alloc();
 void hash_free();
 
 // Zeroes the table with one thread per search thread, each an equal share, and resets hash_fill.
-// Does nothing without a table or while the hash is not enabled.
-// What the division leaves over and the spare entries stay as they are: a stale entry is a correct
-// one. Main thread only. A thread that can't be started or joined ends the program with -1.
+// Does nothing without a table or while the hash is not enabled. What the division leaves over and
+// the spare entries stay as they are: a stale entry is a correct one. Main thread only. A thread
+// that can't be started or joined ends the program with -1.
 void hash_clear();
 
 // Looks the position up. The caller presets the record's depth to HASH_MISS; a depth that is not

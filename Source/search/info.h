@@ -1,4 +1,7 @@
 // info.h: what the search says while it runs: info lines.
+//
+// Lines go out through Print, from thread 0, and at the end of a think from the main thread.
+// report_lock keeps the sums that a line shows as they are until it is out.
 
 #pragma once
 
@@ -16,5 +19,6 @@ void print_search_line(int thread_number, int line, int depth, int score, const 
 // before each (`number` from 1). Nothing before 3.5 seconds or `noise` have passed. Thread 0.
 void report_root_move(Move move, int number);
 
-// Samples hash_fill for a report of an iteration.
+// Samples hash_fill for a report of an iteration to `depth` plies. The caller holds report_lock,
+// or no search runs.
 void sample_hash_fill_for(int depth);

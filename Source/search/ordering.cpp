@@ -12,11 +12,12 @@ int32_t history_decay[PLY_SLOTS];
 
 void init_history_rates() {
     constexpr int FULL_RATE_DEPTH = 16; // deeper, the rates stay as they are
+    constexpr int GAIN = 16, DECAY = 8; // parts of HISTORY_SHIFT at depth 1
 
     for (int depth = 1; depth < PLY_SLOTS; depth++) {
         double root = std::sqrt(std::min(depth, FULL_RATE_DEPTH));
-        history_gain[depth] = static_cast<int32_t>(std::lround(16 * root));
-        history_decay[depth] = static_cast<int32_t>(std::lround(8 * root));
+        history_gain[depth] = static_cast<int32_t>(std::lround(GAIN * root));
+        history_decay[depth] = static_cast<int32_t>(std::lround(DECAY * root));
     }
 }
 

@@ -1,4 +1,7 @@
 // perft.h: counts the leaves of the legal move tree through the search's own picker.
+//
+// Works on the record that it is given, whose position is as it was at the end. Main thread,
+// between searches.
 
 #pragma once
 

@@ -23,7 +23,7 @@ static std::atomic<int> copies_left;
 // The master's record is kept from search to search up to this many threads.
 constexpr int KEEP_RECORD_THREADS = 8;
 
-constexpr uint64_t NO_NODE_LIMIT = 1ULL << 62;
+constexpr uint64_t NO_NODE_LIMIT = 1ULL << 62; // more than any search can reach
 
 SearchThread* allocate_search_thread() {
     // Fresh pages are zero, and a zeroed record is a valid record.
@@ -55,6 +55,7 @@ void reset_search_stack(SearchThread& thread) {
 
 // Makes a thread's record a copy of the game. Returns false when memory ran out.
 static bool setup_record(int index) {
+    constexpr uint32_t SEED_STEP = 123; // any number will do
     SearchThread* thread = search_threads[index].load(std::memory_order_relaxed);
     if (!thread) {
         thread = allocate_search_thread();
@@ -63,7 +64,7 @@ static bool setup_record(int index) {
     const SearchThread& game = *main_thread;
 
     thread->thread_index = static_cast<uint8_t>(index);
-    thread->seed = static_cast<uint32_t>(index) * 123;
+    thread->seed = static_cast<uint32_t>(index) * SEED_STEP;
     thread->position = game.position;
     thread->position.owner = &thread->line;
 
