@@ -124,9 +124,9 @@ static bool count_move(Position& pos, GamesReader& reader, char* text) {
     return true;
 }
 
-// Takes in one word, brace or parenthesis. The text needs room for one character more. Returns
+// Parses one word, brace or parenthesis. The text needs room for one character more. Returns
 // false without memory.
-static bool take_word(Position& pos, GamesReader& reader, char* word) {
+static bool parse_word(Position& pos, GamesReader& reader, char* word) {
     if (reader.stopped || reader.moves >= MAX_MOVES) return true;
     switch (word[0]) {
     case ';':
@@ -147,7 +147,7 @@ static bool take_word(Position& pos, GamesReader& reader, char* word) {
 
 // Cuts a line into words, which blanks and brackets end. Control characters are dropped. Returns
 // false without memory.
-static bool take_words(Position& pos, GamesReader& reader, const char* line) {
+static bool parse_words(Position& pos, GamesReader& reader, const char* line) {
     char word[LINE_LENGTH + 1];
     size_t length = 0;
     for (const char* c = line;; c++) {
@@ -157,25 +157,25 @@ static bool take_words(Position& pos, GamesReader& reader, const char* line) {
             continue;
         }
         word[length] = 0;
-        if (length > 0 && !take_word(pos, reader, word)) return false;
+        if (length > 0 && !parse_word(pos, reader, word)) return false;
         length = 0;
         if (bracket) {
             char single[2] = {*c, 0};
-            take_word(pos, reader, single);
+            parse_word(pos, reader, single);
         }
         if (*c == 0) return true;
     }
 }
 
-// Takes in a line, or a piece of a long one. Returns false without memory.
-static bool take_line(Position& pos, GamesReader& reader, const char* line) {
+// Parses a line, or a piece of a long one. Returns false without memory.
+static bool parse_line(Position& pos, GamesReader& reader, const char* line) {
     if (strstr(line, "[Result")) {
         start_game(pos, reader, line);
         return true;
     }
     if (reader.comment_depth == 0 && (line[0] == ';' || line[0] == '[')) return true;
     if (reader.result == UNKNOWN || reader.moves >= MAX_MOVES) return true;
-    return take_words(pos, reader, line);
+    return parse_words(pos, reader, line);
 }
 
 // The dots are all that standard output gets; where nobody sees them, a person at the terminal is
@@ -201,7 +201,7 @@ static bool read_games(FILE* file, GamesReader& reader) {
     int dots = 0;
     bool going = true;
     while (going && fgets(line, sizeof line, file)) {
-        going = take_line(main_thread->position, reader, line);
+        going = parse_line(main_thread->position, reader, line);
         if (reader.games / GAMES_A_DOT > dots) {
             dots++;
             show_progress(reader, file, bytes, watched);

@@ -50,8 +50,8 @@ bool has_network_material(const Position& pos) {
 }
 
 // Use_NN_eval may change while a search runs. An entry holds the score of one evaluator only, so
-// the other must not find it.
-static uint8_t take_up_switch(EvalState& eval) {
+// the other must not find it. Returns the option's value.
+static uint8_t flush_on_switch(EvalState& eval) {
     uint8_t use_nn = relaxed(shell.use_nn);
     if (eval.eval_use_nn != use_nn) {
         memset(eval.eval_hash, 0, sizeof eval.eval_hash);
@@ -78,7 +78,7 @@ int Evaluate(SearchThread& thread, int side, int ply, int in_check) {
     if (in_check) return NO_EVAL;
 
     const Position& pos = thread.position;
-    bool network = take_up_switch(thread.eval) && nn_header.weights && has_network_material(pos);
+    bool network = flush_on_switch(thread.eval) && nn_header.weights && has_network_material(pos);
     int score = network ? NnEval(thread) : HceEval(thread, side, ply, 0);
     if (engine.target_time < ANALYSIS_SECONDS)
         score += side == engine.root_side ? contempt(pos) : -contempt(pos);

@@ -152,7 +152,7 @@ static bool load_file(NnHeader& net, const char* name) {
 static void create_network(NnHeader& net) {
     constexpr float EXTRA = 2.0f;      // among them the biases of both layers
     constexpr int DRAWN_STEPS = 20000; // from -1 to below 1
-    constexpr double DRAWN_STEP = 0.0001, LEAST_DRAWN = -1.0;
+    constexpr double DRAWN_STEP = 0.0001, MIN_DRAWN = -1.0;
     net.version = 540;
     net.format = 1;
     net.board_inputs = NN_BOARD_INPUTS;
@@ -166,7 +166,7 @@ static void create_network(NnHeader& net) {
     srand(static_cast<unsigned>(time(nullptr)));
     int64_t drawn = net.total - EXTRAS;
     for (int64_t i = 0; i < drawn; i++)
-        net.weights[i] = static_cast<float>(rand() % DRAWN_STEPS * DRAWN_STEP + LEAST_DRAWN);
+        net.weights[i] = static_cast<float>(rand() % DRAWN_STEPS * DRAWN_STEP + MIN_DRAWN);
     for (int64_t i = drawn; i < net.total; i++) net.weights[i] = EXTRA;
 }
 
@@ -178,7 +178,7 @@ void NnUnload() {
 }
 
 // Puts a network in the old one's place. What threads keep of the old one is known by its number.
-static void take_up(NnHeader& net) {
+static void replace_network(NnHeader& net) {
     NnUnload();
     net.generation = nn_header.generation + 1;
     nn_header = net;
@@ -224,7 +224,7 @@ void NnLoad() {
         Print("info string using embedded network");
     } else if (strcmp(name, "new") == 0) {
         create_network(net);
-        take_up(net);
+        replace_network(net);
         NnSave("nn.bin");
         Print("info string created new NN");
         return;
@@ -233,5 +233,5 @@ void NnLoad() {
         net = {};
         if (nn_header.weights || !load_embedded(net)) return;
     }
-    take_up(net);
+    replace_network(net);
 }
