@@ -3,8 +3,10 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <string>
 #include <vector>
 
+#include "Training/command_line.h"
 #include "Training/game_check.h"
 #include "Training/ply_filter.h"
 #include "Training/ply_record.h"
@@ -119,13 +121,13 @@ static void print_totals(const Totals& totals) {
 }
 
 int main(int argc, char** argv) {
-    if (argc < 2) {
-        fprintf(stderr, "usage: plyinfo FILE...\n");
-        return 2;
-    }
+    constexpr int USAGE_STATUS = 2;
+    std::vector<std::string> files;
+    if (!read_arguments({"plyinfo FILE...", 1, ANY_NUMBER, {}}, argc, argv, files))
+        return USAGE_STATUS;
     if (!init_engine()) return 1;
     static Totals totals;
-    for (int i = 1; i < argc; i++) count_file(totals, argv[i]);
+    for (const std::string& file : files) count_file(totals, file.c_str());
     print_totals(totals);
     shut_down_engine();
     return totals.bad_games || totals.bad_files ? 1 : 0;

@@ -3,7 +3,8 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
-#include <thread>
+#include <string>
+#include <vector>
 
 #include "Training/command_line.h"
 #include "Training/relabelling.h"
@@ -35,32 +36,25 @@ static bool write_records(const DataHeader& header, const std::vector<PlyRecord>
 }
 
 int main(int argc, char** argv) {
+    constexpr int MAX_WORKERS = 64;
     RelabelSettings settings;
+    settings.workers = machine_threads();
     std::string network = "embedded";
-    double nodes = settings.nodes, neighbours = 0, steps = settings.most_steps, seed = 1;
-    double threads = std::max(1u, std::thread::hardware_concurrency());
-    auto number = [](const char* name, double* place, const char* help) {
-        return Option{name, place, nullptr, nullptr, help};
-    };
-    const std::vector<Option> options = {
-        {"--network", nullptr, &network, nullptr, "network file, \"embedded\", or \"hce\""},
-        number("--nodes", &nodes, "nodes of a search, 0: quiescence"),
-        number("--neighbours", &neighbours, "positions made from each record"),
-        number("--steps", &steps, "most random moves to a neighbour"),
-        number("--threads", &threads, "processes"),
-        number("--seed", &seed, "of the random moves"),
-    };
+    const Usage usage = {
+        "relabel [options] IN.ply OUT.ply",
+        2,
+        2,
+        {
+            {"--network", "FILE", &network, "network file, \"embedded\", or \"hce\""},
+            {"--nodes", "N", &settings.nodes, "nodes of a search, 0: quiescence"},
+            {"--neighbours", "N", &settings.neighbours, "positions made from each record"},
+            {"--steps", "N", &settings.most_steps, "most random moves to a neighbour", 1},
+            {"--threads", "N", &settings.workers, "processes"},
+            {"--seed", "N", &settings.seed, "of the random moves"},
+        }};
     std::vector<std::string> names;
-    if (!read_arguments(argc, argv, options, names) || names.size() != 2 || nodes < 0
-        || neighbours < 0 || steps < 1) {
-        print_usage("relabel [options] IN.ply OUT.ply", options);
-        return 1;
-    }
-    settings.nodes = static_cast<int>(nodes);
-    settings.neighbours = static_cast<int>(neighbours);
-    settings.most_steps = static_cast<int>(steps);
-    settings.workers = std::clamp(static_cast<int>(threads), 1, 64);
-    settings.seed = static_cast<uint64_t>(seed);
+    if (!read_arguments(usage, argc, argv, names)) return 1;
+    settings.workers = std::clamp(settings.workers, 1, MAX_WORKERS);
 
     DataHeader header;
     std::vector<PlyRecord> records;

@@ -14,9 +14,9 @@
 #include "Training/ply_record.h"
 
 struct GameSettings {
-    int nodes;          // of a move, at least 1: the iteration that reaches them is the last
-    int chess960_share; // per cent of the games
-    int openings_share; // per cent of the games, if there are openings
+    int nodes = 2000;        // of a move, at least 1: the iteration that reaches them is the last
+    int chess960_share = 10; // per cent of the games
+    int openings_share = 15; // per cent of the games, if there are openings
     std::vector<std::string> openings; // FEN texts
 };
 

@@ -6,7 +6,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
-#include <thread>
 
 #include "Training/command_line.h"
 #include "Training/kernels.h"
@@ -40,50 +39,41 @@ double seconds_now() {
 } // namespace
 
 static bool read_options(TrainOptions& options, int argc, char** argv) {
+    constexpr int MAX_TEAM = 64; // threads
     TrainSettings& settings = options.settings;
-    double hidden = settings.hidden, epochs = settings.epochs, batch = settings.batch, seed = 1;
-    double threads = std::max(1u, std::thread::hardware_concurrency());
-    auto number = [](const char* name, double* place, const char* help) {
-        return Option{name, place, nullptr, nullptr, help};
-    };
-    const std::vector<Option> list = {
-        {"--out", nullptr, &options.out, nullptr, "network file; also OUT.csv, .svg, .state"},
-        {"--resume", nullptr, nullptr, &options.resume, "go on from OUT.state"},
-        number("--epochs", &epochs, "passes over the positions"),
-        number("--seed", &seed, "of weights and order"),
-        number("--hidden", &hidden, "hidden units, a multiple of 64"),
-        number("--batch", &batch, "positions of a step"),
-        number("--threads", &threads, "threads"),
-        number("--rate", &settings.rate, "highest step size"),
-        number("--last-rate", &settings.last_rate, "share of it at the end"),
-        number("--warm-up", &settings.warm_up, "share of the steps in which it rises"),
-        number("--lambda", &settings.lambda_first, "weight of the score, first epoch"),
-        number("--last-lambda", &settings.lambda_last, "weight of the score, last epoch"),
-        number("--pawn-weight", &settings.pawn_weight, "weight of pawn endings"),
-        number("--decay", &settings.decay, "of weights"),
-        number("--delta-decay", &settings.delta_decay, "of the second set's difference"),
-        number("--spread", &settings.spread, "deviation of the first input weights"),
-        number("--row-spread", &settings.row_spread, "deviation of the first output rows"),
-        number("--bias", &settings.bias, "first shared bias"),
-        {"--from", nullptr, &options.from, nullptr, "network file to begin with"},
-        {"--check", nullptr, &options.check, nullptr, "compare a network file with the engine"},
-        number("--positions", &options.check_positions, "positions for --check"),
-    };
-    if (!read_arguments(argc, argv, list, options.paths) || options.paths.empty()) {
-        print_usage("train [options] FILE|FOLDER...", list);
-        return false;
-    }
-    settings.hidden = static_cast<int>(hidden);
-    settings.epochs = static_cast<int>(epochs);
-    settings.batch = static_cast<int>(batch);
-    settings.seed = static_cast<uint64_t>(seed);
-    settings.threads = std::clamp(static_cast<int>(threads), 1, 64);
-    if (settings.hidden < BLOCK || settings.hidden % BLOCK != 0 || settings.batch < 1
-        || settings.epochs < 1) {
-        fprintf(stderr, "a size is out of range\n");
-        return false;
-    }
-    return true;
+    settings.threads = machine_threads();
+    const Usage usage = {
+        "train [options] FILE|FOLDER...",
+        1,
+        ANY_NUMBER,
+        {
+            {"--out", "FILE", &options.out, "network file; also OUT.csv, .svg, .state"},
+            {"--resume", "", &options.resume, "go on from OUT.state"},
+            {"--epochs", "N", &settings.epochs, "passes over the positions", 1},
+            {"--seed", "N", &settings.seed, "of weights and order"},
+            {"--hidden", "N", &settings.hidden, "hidden units, a multiple of 64", BLOCK},
+            {"--batch", "N", &settings.batch, "positions of a step", 1},
+            {"--threads", "N", &settings.threads, "threads"},
+            {"--rate", "X", &settings.rate, "highest step size"},
+            {"--last-rate", "X", &settings.last_rate, "share of it at the end"},
+            {"--warm-up", "X", &settings.warm_up, "share of the steps in which it rises"},
+            {"--lambda", "X", &settings.lambda_first, "weight of the score, first epoch"},
+            {"--last-lambda", "X", &settings.lambda_last, "weight of the score, last epoch"},
+            {"--pawn-weight", "X", &settings.pawn_weight, "weight of pawn endings"},
+            {"--decay", "X", &settings.decay, "of weights"},
+            {"--delta-decay", "X", &settings.delta_decay, "of the second set's difference"},
+            {"--spread", "X", &settings.spread, "deviation of the first input weights"},
+            {"--row-spread", "X", &settings.row_spread, "deviation of the first output rows"},
+            {"--bias", "X", &settings.bias, "first shared bias"},
+            {"--from", "FILE", &options.from, "network file to begin with"},
+            {"--check", "FILE", &options.check, "compare a network file with the engine"},
+            {"--positions", "N", &options.check_positions, "positions for --check"},
+        }};
+    if (!read_arguments(usage, argc, argv, options.paths)) return false;
+    settings.threads = std::clamp(settings.threads, 1, MAX_TEAM);
+    if (settings.hidden % BLOCK == 0) return true;
+    fprintf(stderr, "a size is out of range\n");
+    return false;
 }
 
 static bool read_data(PlySets& sets, const std::vector<std::string>& paths) {

@@ -4,7 +4,8 @@
 #include <cmath>
 #include <cstdio>
 #include <memory>
-#include <thread>
+#include <string>
+#include <vector>
 
 #include "Training/command_line.h"
 #include "Training/ply_data.h"
@@ -35,38 +36,56 @@ static void print_summary(const PstChange& change) {
     }
 }
 
-int main(int argc, char** argv) {
+namespace {
+
+struct TuneOptions {
     PstSettings settings;
-    double positions = 4e6, threads = std::max(1u, std::thread::hardware_concurrency());
-    double epochs = settings.epochs, seed = 1, k = 0;
     std::string out = "pst.cpp";
-    const std::vector<Option> options = {
-        {"--out", nullptr, &out, nullptr, "source file to write"},
-        {"--positions", &positions, nullptr, nullptr, "most positions for training"},
-        {"--lambda", &settings.lambda, nullptr, nullptr, "weight of the score in the target"},
-        {"--epochs", &epochs, nullptr, nullptr, "passes over the positions"},
-        {"--rate", &settings.rate, nullptr, nullptr, "first step size, units"},
-        {"--smooth", &settings.smooth, nullptr, nullptr, "expected change between neighbours"},
-        {"--pull", &settings.pull, nullptr, nullptr, "expected change of a square"},
-        {"--worth", &settings.worth, nullptr, nullptr, "weight of a position against these"},
-        {"--k", &k, nullptr, nullptr, "factor of the score, 0: fitted"},
-        {"--threads", &threads, nullptr, nullptr, "threads"},
-        {"--seed", &seed, nullptr, nullptr, "of the choice of positions"},
-    };
+    double positions = 4e6; // at most so many for training
+    double k = 0;           // factor of the score; 0: the one that fits best
+    uint64_t seed = 1;      // of the choice of positions
     std::vector<std::string> paths;
-    if (!read_arguments(argc, argv, options, paths) || paths.empty()) {
-        print_usage("tune_pst [options] FILE|FOLDER...", options);
-        return 1;
-    }
-    settings.epochs = static_cast<int>(epochs);
-    settings.threads = std::clamp(static_cast<int>(threads), 1, 64);
+};
+
+} // namespace
+
+static bool read_options(TuneOptions& options, int argc, char** argv) {
+    constexpr int MAX_TEAM = 64; // threads
+    PstSettings& settings = options.settings;
+    settings.threads = machine_threads();
+    const Usage usage = {
+        "tune_pst [options] FILE|FOLDER...",
+        1,
+        ANY_NUMBER,
+        {
+            {"--out", "FILE", &options.out, "source file to write"},
+            {"--positions", "N", &options.positions, "most positions for training"},
+            {"--lambda", "X", &settings.lambda, "weight of the score in the target"},
+            {"--epochs", "N", &settings.epochs, "passes over the positions"},
+            {"--rate", "X", &settings.rate, "first step size, units"},
+            {"--smooth", "X", &settings.smooth, "expected change between neighbours"},
+            {"--pull", "X", &settings.pull, "expected change of a square"},
+            {"--worth", "X", &settings.worth, "weight of a position against these"},
+            {"--k", "X", &options.k, "factor of the score, 0: fitted"},
+            {"--threads", "N", &settings.threads, "threads"},
+            {"--seed", "N", &options.seed, "of the choice of positions"},
+        }};
+    if (!read_arguments(usage, argc, argv, options.paths)) return false;
+    settings.threads = std::clamp(settings.threads, 1, MAX_TEAM);
+    return true;
+}
+
+int main(int argc, char** argv) {
+    TuneOptions options;
+    PstSettings& settings = options.settings;
+    if (!read_options(options, argc, argv)) return 1;
     if (!init_engine()) return 1;
 
     auto sets = std::make_unique<PlySets>();
-    for (const std::string& file : list_ply_files(paths))
+    for (const std::string& file : list_ply_files(options.paths))
         if (!read_ply_file(*sets, file, PLY_FOR_TABLES)) return 1;
     print_ply_sets(*sets);
-    thin_out(sets->training, positions, static_cast<uint64_t>(seed));
+    thin_out(sets->training, options.positions, options.seed);
     if (sets->training.empty() || sets->validation.empty()) {
         fprintf(stderr, "too few positions\n");
         return 1;
@@ -77,20 +96,20 @@ int main(int argc, char** argv) {
 
     double fitted = fit_score_factor(training, settings.threads);
     printf("factor of the score that fits best: %.3f\n", fitted);
-    if (k <= 0) k = fitted;
+    const double k = options.k > 0 ? options.k : fitted;
     const PstChange none = {};
     printf("%zu positions in use; before: training %.6f  validation %.6f\n",
            training.positions.size(), pst_loss(training, none, k, settings.threads),
            pst_loss(validation, none, k, settings.threads));
     PstChange change = fit_tables(training, validation, settings, k);
     print_summary(change);
-    if (!write_pst_source(out.c_str(), change)) {
-        fprintf(stderr, "can't write %s\n", out.c_str());
+    if (!write_pst_source(options.out.c_str(), change)) {
+        fprintf(stderr, "can't write %s\n", options.out.c_str());
         return 1;
     }
     printf("after: training %.6f  validation %.6f, written to %s\n",
            pst_loss(training, change, k, settings.threads),
-           pst_loss(validation, change, k, settings.threads), out.c_str());
+           pst_loss(validation, change, k, settings.threads), options.out.c_str());
     shut_down_engine();
     return 0;
 }

@@ -13,14 +13,14 @@
 
 struct SelfplaySettings {
     GameSettings game;
-    std::string out;    // directory of the files; made if it is missing
-    uint64_t seed;      // of the whole run
-    int workers;        // at least 1
-    int hash_mb;        // of each worker, at least 1
-    uint64_t games;     // goals for all workers together, what is in the files counted;
-    uint64_t positions; // 0: none
-    double minutes;     // of this run; 0: no limit
-    bool report;        // progress lines on standard error
+    std::string out;        // directory of the files; made if it is missing
+    uint64_t seed = 1;      // of the whole run
+    int workers = 1;        // at least 1
+    int hash_mb = 8;        // of each worker, at least 1
+    uint64_t games = 0;     // goals for all workers together, what is in the files counted;
+    uint64_t positions = 0; // 0: none
+    double minutes = 0;     // of this run; 0: no limit
+    bool report = false;    // progress lines on standard error
 };
 
 // Name of a worker's file: games-SEED-WORKER.ply in the directory.
