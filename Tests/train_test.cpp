@@ -513,7 +513,7 @@ TEST_F(Relabelling, SearchSeesWhatTheStaticScoreDoesNot) {
 
 TEST_F(Relabelling, NeighboursAreFitForTrainingAndHaveNoResult) {
     prepare(0, 6);
-    settings.most_steps = 3;
+    settings.max_steps = 3;
     settings.workers = 2;
     std::vector<PlyRecord> games;
     for (int n = 0; n < 6; n++) {

@@ -49,7 +49,7 @@ const char* check_game(const PlyRecord* records, int count, int& bad) {
     Position& pos = main_thread->position;
     bad = 0;
     if (!(records[0].place & RECORD_FIRST)) return "the game has no first record";
-    if (count > MOST_PLIES) return "the game is too long";
+    if (count > MAX_GAME_PLIES) return "the game is too long";
     if (!unpack_ply(pos, records[0]) || unsearchable_reason(pos)) return "it is no position";
     for (int i = 0; i < count; i++) {
         const PlyRecord& record = records[i];

@@ -2,7 +2,7 @@
 //
 // They are compiled for several instruction sets, and the best that the processor has is chosen at
 // run time. Sums of floats are the same in all builds of one compiler up to rounding. All pointers
-// are aligned to 64 bytes.
+// are aligned to 64 bytes. Any thread, each on memory of its own.
 
 #pragma once
 

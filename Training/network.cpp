@@ -6,6 +6,7 @@
 #include <cstdio>
 
 #include "Training/kernels.h"
+#include "eval/nn.h"
 
 namespace {
 
@@ -23,6 +24,7 @@ constexpr int FILE_VERSION = 537, FILE_FORMAT = 1, FILE_OUTPUTS = 5, FILE_EXTRAS
 constexpr int BIAS_EXTRA = 1;     // extras count from 0: the first layer's bias
 constexpr float UNUSED_EXTRA = 2; // value of the others
 constexpr float STEPS = 5000;     // integers per unit of weight
+constexpr double STEP = 0.0002;   // and the weight of one
 
 static size_t tail_length(int hidden) {
     return static_cast<size_t>(FILE_OUTPUTS - NN_ROWS) * static_cast<size_t>(hidden) + FILE_OUTPUTS;
@@ -64,7 +66,7 @@ bool read_network(Network& network, const std::string& path) {
     FILE* file = fopen(path.c_str(), "rb");
     if (!file) return false;
     FileHead head = {};
-    bool fits = fread(&head, sizeof head, 1, file) == 1 && head.version >= 536
+    bool fits = fread(&head, sizeof head, 1, file) == 1 && head.version >= NN_FIVE_KINDS_VERSION
              && head.board_inputs == NN_BOARD_INPUTS && head.material_inputs == NN_MATERIAL_INPUTS
              && head.hidden2 == 0 && head.outputs == FILE_OUTPUTS && head.hidden1 > 0;
     const size_t hidden = head.hidden1;
@@ -75,7 +77,7 @@ bool read_network(Network& network, const std::string& path) {
     fclose(file);
     if (!fits) return false;
 
-    auto value = [&](size_t i) { return static_cast<float>(numbers[i] * 0.0002); };
+    auto value = [&](size_t i) { return static_cast<float>(numbers[i] * STEP); };
     network.hidden = head.hidden1;
     network.weights.resize(first);
     network.rows.resize(second);
@@ -100,9 +102,9 @@ double network_output(const Network& network, const NetworkInput& input) {
 }
 
 int output_score(double output) {
-    constexpr int LARGEST = 1919;
+    constexpr double SURE = 0.99999, HOPELESS = 1e-05; // scores end there
     double p = static_cast<float>(1.0 / (1.0 + std::exp(-output)));
-    if (p < 1e-05) return -LARGEST;
-    if (p > 0.99999) return LARGEST;
+    if (p < HOPELESS) return NN_MIN_SCORE;
+    if (p > SURE) return NN_MAX_SCORE;
     return static_cast<int>(std::log(1.0 / p - 1.0) * -SCORE_PER_OUTPUT);
 }

@@ -2,6 +2,7 @@
 //
 // One hidden layer of leaky rectifiers with one shared bias, and three output rows without bias,
 // of which the first two are blended by the pieces left and the third serves pawn endings.
+// Pure work on the caller's memory and files; any thread.
 
 #pragma once
 

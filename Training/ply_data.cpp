@@ -7,7 +7,7 @@
 
 #include "base/random.h"
 
-double score_probability(double score) { return 1.0 / (1.0 + std::exp(-0.006 * score)); }
+double score_probability(double score) { return 1.0 / (1.0 + std::exp(-SCORE_SLOPE * score)); }
 
 double ply_target(const PlyRecord& record, double lambda) {
     double score = score_probability(record.score);

@@ -51,5 +51,9 @@ inline float ply_result(const PlyRecord& record) {
 // 1 - lambda parts of the result; the score alone where there is no result.
 double ply_target(const PlyRecord& record, double lambda);
 
-// Probability of winning for a score in evaluation units.
+// Slope of the probability's exponent for one evaluation unit: about 1 / SCORE_PER_OUTPUT of the
+// network's output.
+constexpr double SCORE_SLOPE = 0.006;
+
+// Probability of winning for a score in evaluation units: 1 / (1 + exp(-SCORE_SLOPE * score)).
 double score_probability(double score);

@@ -1,7 +1,8 @@
 // ply_file.h: the growing data file of one worker.
 //
 // A game is appended in one call of the system, so that an interruption leaves whole games, or at
-// worst one torn game at the end, which the next opening cuts off.
+// worst one torn game at the end, which the next opening cuts off. A worker's process opens its
+// file once and holds a lock on it until the end; one thread.
 
 #pragma once
 

@@ -39,8 +39,8 @@ static int unit_code(const PlyRecord& record, int index) {
 }
 
 bool is_sound(const PlyRecord& record) {
-    constexpr int MOST_UNITS = 32;
-    if (pop_count(record.occupied) > MOST_UNITS) return false;
+    constexpr int MAX_UNITS = 32;
+    if (pop_count(record.occupied) > MAX_UNITS) return false;
     int kings[2] = {};
     int index = 0;
     for (Bitboard set = record.occupied; set; index++) {

@@ -44,7 +44,7 @@ constexpr int RESULT_LOST = 0;
 constexpr int RESULT_DRAWN = 1;
 constexpr int RESULT_WON = 2;
 
-constexpr int MOST_PLIES = 400; // of a game; a longer one is drawn
+constexpr int MAX_GAME_PLIES = 400; // random ones counted; a longer game is drawn
 
 struct DataHeader {
     char magic[8];        // DATA_MAGIC
@@ -65,8 +65,8 @@ inline int record_result(const PlyRecord& record) {
 // record and for Chess960 are not set and the result is RESULT_LOST: they are the caller's.
 void pack_ply(PlyRecord& record, const Position& pos, Move move, int score, int ply);
 
-// Tells whether a record holds a position: at most 32 units, all of them pieces, no pawn on the first
-// or last rank, and one king a side.
+// Tells whether a record holds a position: at most 32 units, no codes of no piece, no
+// pawn on an outer rank, one king a side.
 bool is_sound(const PlyRecord& record);
 
 // The board of a sound record by itself: units, their counts, kings and the side to move, which are
@@ -75,8 +75,8 @@ bool is_sound(const PlyRecord& record);
 Position bare_board(const PlyRecord& record);
 
 // Sets up the whole position of a record. A castling right belongs to the outermost rook of its
-// wing; one without a rook is dropped. Returns false, with the position unchanged, for a record that
-// is not sound. The owner's game record is emptied.
+// wing; one without a rook is dropped. Returns false, with the position unchanged, for a record
+// that is not sound. The owner's game record is emptied.
 bool unpack_ply(Position& pos, const PlyRecord& record);
 
 // A data file that is open for reading, at its first record.

@@ -12,8 +12,6 @@
 #include "eval/params.h"
 #include "search/thread.h"
 
-constexpr double SCORE_SLOPE = 0.006; // of the probability's exponent, per evaluation unit
-
 // Numbers of the tables in table order.
 enum PstNumber {
     TABLE_P1,

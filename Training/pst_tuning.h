@@ -3,7 +3,8 @@
 // The hand-crafted score is linear in the tables: one unit of a row's midgame value adds
 // (1 - phase) * scale to the score of the side whose unit stands there, one of its endgame value
 // phase * scale. So a position is reduced to its score with the present tables, two factors and a
-// list of rows, and the fit finds changes of the rows.
+// list of rows, and the fit finds changes of the rows. Called from one thread, which shares the
+// work out among as many as the settings say; nothing outlives a call.
 
 #pragma once
 
@@ -19,20 +20,18 @@ constexpr int PST_ROWS = PST_TABLES * 64; // table * 64 + square
 
 // A term is a row number, with this bit set for a black unit, whose value counts against White.
 constexpr uint16_t PST_BLACK = 0x8000;
-// 30 pieces, and each of 16 pawns thrice.
-constexpr int PST_MOST_TERMS = 32 + 2 * 16;
 
 struct PstPosition {
-    float score;  // for White, with the present tables and the fifty-move scaling
-    float mg, eg; // change of the score for one unit of a white term
-    float target; // probability of winning for White
-    uint32_t first_term;
-    uint32_t terms;
+    float score;         // for White, with the present tables and the fifty-move scaling
+    float mg, eg;        // change of the score for one unit of a white term
+    float target;        // probability of winning for White
+    uint32_t first_term; // in PstData::terms
+    uint32_t terms;      // number of them, 64 at most: a pawn may count in three tables
 };
 
 struct PstData {
     std::vector<PstPosition> positions;
-    std::vector<uint16_t> terms;
+    std::vector<uint16_t> terms; // of all positions, one after the other
 };
 
 // Changes of all rows, in evaluation units: midgame values first, then endgame values.
@@ -46,8 +45,8 @@ struct PstSettings {
     double pull = 30;    // expected change of a square, units
     double worth = 1;    // what a position counts against these expectations
     double rate = 1.0;   // first step size, units
-    int epochs = 300;
-    int threads = 2;
+    int epochs = 300;    // passes over the positions
+    int threads = 2;     // at least 1
 };
 
 // Rows that are given or never looked up, and keep their values.

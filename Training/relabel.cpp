@@ -48,7 +48,7 @@ int main(int argc, char** argv) {
             {"--network", "FILE", &network, "network file, \"embedded\", or \"hce\""},
             {"--nodes", "N", &settings.nodes, "nodes of a search, 0: quiescence"},
             {"--neighbours", "N", &settings.neighbours, "positions made from each record"},
-            {"--steps", "N", &settings.most_steps, "most random moves to a neighbour", 1},
+            {"--steps", "N", &settings.max_steps, "most random moves to a neighbour", 1},
             {"--threads", "N", &settings.workers, "processes"},
             {"--seed", "N", &settings.seed, "of the random moves"},
         }};

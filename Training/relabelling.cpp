@@ -62,12 +62,13 @@ static Answer quiescence_answer(Position& pos) {
 
 // Searches the game's position, which has a legal move and is not in check.
 static Answer find_answer(Position& pos, const RelabelSettings& settings) {
-    constexpr uint64_t HARD_FACTOR = 8, FEWEST_NODES = 4000; // limit that breaks an iteration off
+    constexpr uint64_t HARD_FACTOR = 8, MIN_HARD_NODES = 4000; // limit that breaks an iteration off
     set_relaxed(engine.stop, 0);
     if (settings.nodes == 0) return quiescence_answer(pos);
 
     const auto nodes = static_cast<uint64_t>(settings.nodes);
-    const SearchAnswer answer = search_by_nodes(nodes, std::max(FEWEST_NODES, nodes * HARD_FACTOR));
+    const SearchAnswer answer =
+        search_by_nodes(nodes, std::max(MIN_HARD_NODES, nodes * HARD_FACTOR));
     return {answer.move, answer.score, true};
 }
 
@@ -83,7 +84,7 @@ bool make_neighbour(PlyRecord& neighbour, const PlyRecord& record, const Relabel
                     Random& random) {
     Position& pos = main_thread->position;
     if (!unpack_ply(pos, record)) return false;
-    uint64_t steps = 1 + next_random(random) % static_cast<uint64_t>(settings.most_steps);
+    uint64_t steps = 1 + next_random(random) % static_cast<uint64_t>(settings.max_steps);
     for (uint64_t i = 0; i < steps; i++) {
         std::vector<Move> moves = all_legal_moves(pos);
         if (moves.empty()) return false;
@@ -113,7 +114,8 @@ struct SharedState {
     std::atomic<uint64_t> done;
 };
 
-constexpr size_t CHUNK_RECORDS = 256; // records that a worker takes at a time
+constexpr size_t CHUNK_RECORDS = 256;      // records that a worker takes at a time
+constexpr uint64_t REPORT_RECORDS = 50000; // records from one message to the next
 
 } // namespace
 
@@ -140,7 +142,7 @@ static void run_worker(SharedState& shared, const std::vector<PlyRecord>& record
         for (size_t i = begin; i < end; i++)
             work_at(records[i], out + i * results, settings, {settings.seed << 40 ^ i});
         uint64_t done = shared.done.fetch_add(end - begin) + (end - begin);
-        if (done / 50000 != (done - (end - begin)) / 50000)
+        if (done / REPORT_RECORDS != (done - (end - begin)) / REPORT_RECORDS)
             fprintf(stderr, "%llu of %zu records\n", static_cast<unsigned long long>(done),
                     records.size());
     }

@@ -15,7 +15,7 @@
 struct RelabelSettings {
     int nodes = 400;    // of a search, after which no iteration begins; 0: quiescence alone
     int neighbours = 0; // positions made from each record, in place of the record itself
-    int most_steps = 2;  // random moves that lead to a neighbour: 1 to this number
+    int max_steps = 2;  // random moves that lead to a neighbour: 1 to this number
     int hash_mb = 8;    // of each worker
     int workers = 1;
     uint64_t seed = 1;

@@ -67,8 +67,8 @@ static void forget_searches() {
     eval_epoch.fetch_add(1, std::memory_order_relaxed);
 }
 
-SearchAnswer search_by_nodes(uint64_t nodes, uint64_t most_nodes) {
-    set_limits({.nodes = most_nodes, .soft_nodes = nodes});
+SearchAnswer search_by_nodes(uint64_t nodes, uint64_t max_nodes) {
+    set_limits({.nodes = max_nodes, .soft_nodes = nodes});
     search_here();
     return {engine.pv[1], relaxed(engine.best_score)};
 }
@@ -102,7 +102,7 @@ static int result_by_rules(Position& pos) {
         return pos.side == WHITE ? RESULT_LOST : RESULT_WON;
     }
     bool drawn = pos.halfmoves >= FIFTY_MOVES || mate_is_impossible(pos) || is_draw(pos, 0)
-              || pos.owner->undo_index >= MOST_PLIES;
+              || pos.owner->undo_index >= MAX_GAME_PLIES;
     return drawn ? RESULT_DRAWN : NO_RESULT;
 }
 
@@ -172,13 +172,13 @@ static void finish_records(Game& game, StartKind kind, int white_result) {
 }
 
 bool play_game(Game& game, const GameSettings& settings, uint64_t seed) {
-    constexpr int MOST_ATTEMPTS = 100; // at a start of one kind
+    constexpr int MAX_ATTEMPTS = 100; // at a start of one kind
 
     Position& pos = main_thread->position;
     Random random = {seed};
     StartKind kind = draw_kind(random, settings);
     for (int attempt = 0; !relaxed(selfplay_interrupted); attempt++) {
-        if (attempt == MOST_ATTEMPTS) kind = StartKind::STANDARD;
+        if (attempt == MAX_ATTEMPTS) kind = StartKind::STANDARD;
         if (!draw_start(pos, random, kind, settings.openings)) continue;
         forget_searches();
         int result = play_from_start(game, settings, pos);

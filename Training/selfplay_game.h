@@ -24,7 +24,7 @@ struct GameSettings {
 // ended it, with the one before.
 struct Game {
     int plies; // records in use
-    PlyRecord records[MOST_PLIES];
+    PlyRecord records[MAX_GAME_PLIES];
 };
 
 // 1 drops the game under way. Set by signal handlers.
@@ -45,9 +45,9 @@ struct SearchAnswer {
 };
 
 // Searches the game's position, which has a legal move: the iteration that reaches `nodes` is the
-// last, and it is broken off at `most_nodes`. Needs prepare_engine before. Ends the process when
+// last, and it is broken off at `max_nodes`. Needs prepare_engine before. Ends the process when
 // memory runs out.
-SearchAnswer search_by_nodes(uint64_t nodes, uint64_t most_nodes);
+SearchAnswer search_by_nodes(uint64_t nodes, uint64_t max_nodes);
 
 // Plays one game; needs prepare_engine before. Returns false, with the game unfinished, when it
 // was interrupted.

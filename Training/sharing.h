@@ -1,4 +1,7 @@
 // sharing.h: work shared out among threads.
+//
+// The calling thread works as well and returns when all is done; threads live for one call. What
+// the shares write must not overlap.
 
 #pragma once
 

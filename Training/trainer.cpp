@@ -36,8 +36,9 @@ static double normal_number(Random& random) {
 
 // First weights. Inputs that never occur stay at 0, and so does the second set's difference.
 static void draw_weights(Trainer& trainer) {
+    constexpr uint64_t WEIGHTS_SALT = 0x57E167; // other numbers than the order's
     const TrainSettings& settings = trainer.settings;
-    Random random = {settings.seed ^ 0x57E167};
+    Random random = {settings.seed ^ WEIGHTS_SALT};
     for (int block = 0; block < trainer.blocks; block++) {
         float* weights = floats(trainer.weights.value) + static_cast<size_t>(block) * INPUT_FLOATS;
         for (int feature = 0; feature < NN_INPUTS; feature++) {

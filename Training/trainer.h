@@ -6,6 +6,8 @@
 //
 // The second weight set is the first one plus a difference that decays faster: positions of one set
 // teach the other where they are alike.
+//
+// One thread calls; a Trainer lives for a whole run, and its threads for one step.
 
 #pragma once
 

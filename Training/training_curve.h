@@ -1,4 +1,6 @@
 // training_curve.h: the course of a training run as a table and as a picture.
+//
+// Written after each epoch and read when a run is resumed; one thread.
 
 #pragma once
 
@@ -8,10 +10,10 @@
 #include "Training/trainer.h"
 
 struct CurvePoint {
-    int epoch;   // from 1 on
-    double rate; // step size at its end
-    double training;
-    TrainLoss validation;
+    int epoch;            // from 1 on
+    double rate;          // step size at its end
+    double training;      // mean loss against the target
+    TrainLoss validation; // at the end of the epoch
 };
 
 // Writes a table with one line an epoch, with a head line. Returns false if it can't be written.

@@ -15,8 +15,8 @@ struct SearchThread;
 // near.
 constexpr int EVAL_LIMIT = 9700;
 
-// Half-moves that would bring a score to 0: Evaluate takes halfmoves / FIFTY_SCALE of it off. At the
-// hundred that draw, 61 per cent are left, so that progress is worth something long before.
+// Half-moves that would bring a score to 0: Evaluate takes halfmoves / FIFTY_SCALE of it off. At
+// the hundred that draw, 61 per cent are left, so that progress is worth something long before.
 constexpr int FIFTY_SCALE = 256;
 
 // Static score for `side`, the side to move, with contempt and the fifty-move scaling. In check
