@@ -173,6 +173,11 @@ TEST_F(TrainingRecord, WhatIsNoPositionIsRefused) {
     EXPECT_FALSE(refused([](PlyRecord&) {}));
 }
 
+TEST_F(TrainingRecord, SixteenPawnsAreTheMost) {
+    EXPECT_TRUE(is_sound(packed("4k3/8/8/8/8/PPPPPPPP/PPPPPPPP/4K3 w - -", "e1d1")));
+    EXPECT_FALSE(is_sound(packed("4k3/8/8/8/P7/PPPPPPPP/PPPPPPPP/4K3 w - -", "e1d1")));
+}
+
 TEST_F(TrainingRecord, FilterKeepsQuietPositions) {
     auto kept = [](int score, int place, int halfmoves) {
         PlyRecord record = {};

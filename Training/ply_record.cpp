@@ -39,17 +39,18 @@ static int unit_code(const PlyRecord& record, int index) {
 }
 
 bool is_sound(const PlyRecord& record) {
-    constexpr int MAX_UNITS = 32;
+    constexpr int MAX_UNITS = 32, MAX_PAWNS = 16;
     if (pop_count(record.occupied) > MAX_UNITS) return false;
-    int kings[2] = {};
+    int kings[2] = {}, pawns = 0;
     int index = 0;
     for (Bitboard set = record.occupied; set; index++) {
         int square = pop_lowest(set), code = unit_code(record, index), type = type_of(code);
         if (type < PAWN || type > KING) return false;
         if (type == PAWN && (rank_of(square) == 0 || rank_of(square) == 7)) return false;
         if (type == KING) kings[colour_of(code)]++;
+        pawns += type == PAWN;
     }
-    return kings[WHITE] == 1 && kings[BLACK] == 1;
+    return kings[WHITE] == 1 && kings[BLACK] == 1 && pawns <= MAX_PAWNS;
 }
 
 // Fills an empty board with the units of a sound record, and sets the side to move.

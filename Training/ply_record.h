@@ -65,8 +65,8 @@ inline int record_result(const PlyRecord& record) {
 // record and for Chess960 are not set and the result is RESULT_LOST: they are the caller's.
 void pack_ply(PlyRecord& record, const Position& pos, Move move, int score, int ply);
 
-// Tells whether a record holds a position: at most 32 units, no codes of no piece, no
-// pawn on an outer rank, one king a side.
+// Tells whether a record holds a position: at most 32 units, among them 16 pawns, which lists of
+// active inputs have room for; no codes of no piece, no pawn on an outer rank, one king a side.
 bool is_sound(const PlyRecord& record);
 
 // The board of a sound record by itself: units, their counts, kings and the side to move, which are
