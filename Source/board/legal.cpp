@@ -39,7 +39,9 @@ int castling_exposes_king(const Position& pos, int side, Move move) {
     return attacked_through(pos, to, side ^ 1, occ, ~Bitboard{0});
 }
 
-bool has_legal_move(const Position& pos) {
+// Never inlined: a search node asks it once in a blue moon, by way of is_draw, and would carry the
+// list on its stack.
+[[gnu::noinline]] bool has_legal_move(const Position& pos) {
     MoveEntry list[LONGEST_ODD_LIST];
     gen_list(pos, list);
     for (const MoveEntry* entry = list; entry->move != LIST_END; entry++)
