@@ -5,7 +5,6 @@
 #include <cstring>
 
 #include "base/lock.h"
-#include "base/print.h"
 #include "board/attack.h"
 #include "board/classify.h"
 #include "board/legal.h"

@@ -5,7 +5,6 @@
 
 #include "base/lock.h"
 #include "base/platform.h"
-#include "base/print.h"
 #include "base/state.h"
 #include "search/pool.h"
 #include "search/thread.h"
