@@ -14,6 +14,7 @@
 
 #include <gtest/gtest.h>
 
+#include "base/defaults.h"
 #include "base/print.h"
 #include "search/hash.h"
 #include "shell/think.h"

@@ -227,6 +227,3 @@ void set_relaxed(std::atomic<T>& value, V to) {
 
 extern double think_start; // monotonic seconds at the start of the current think
 extern char exe_dir[260];  // directory of the program, with forward slashes
-
-// Sets the three records to their defaults; both personalities become equal.
-void set_default_state();

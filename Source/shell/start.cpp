@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "base/defaults.h"
 #include "base/platform.h"
 #include "base/print.h"
 #include "base/state.h"
