@@ -1,10 +1,13 @@
 // The command line: options, their chain, table sizes, run modes and refusals.
+//
+// Pins internals: the fields of the process-wide records that options set.
 
 #include "shell/start.h"
 
 #include <filesystem>
 #include <fstream>
 
+#include "search/limits.h"
 #include "shell_fixture.h"
 
 namespace {
@@ -141,14 +144,14 @@ TEST_F(CommandLineOptions, DepthIsASignedByteWithACap) {
 }
 
 TEST_F(CommandLineOptions, TimeIsInSecondsForEachMove) {
-    engine.moves_per_control = 0;
+    set_limits({.control = SUDDEN_DEATH});
     parse({"-t", "2.5"});
     EXPECT_EQ(engine.moves_per_control, 1);
     EXPECT_EQ(engine.time_base, 2.5f);
 }
 
 TEST_F(CommandLineOptions, NodesSetALimitForEachMove) {
-    engine.moves_per_control = 0;
+    set_limits({.control = SUDDEN_DEATH});
     parse({"-n", "100000"});
     EXPECT_EQ(engine.max_nodes, 100000u);
     EXPECT_EQ(engine.moves_per_control, 1);

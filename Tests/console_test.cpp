@@ -96,7 +96,7 @@ std::string after_moves(const char* moves) {
 
 TEST_F(Console, NewSetsTheStartPositionAndTheClocks) {
     enter({"e4", "set level 0 300 0"});
-    engine.clock[0] = 3;
+    set_limits({.white_clock = 3.0f});
     expect_board("new");
     EXPECT_EQ(game_fen(), START_FEN);
     EXPECT_EQ(engine.clock[0], 300.0f);

@@ -1,4 +1,6 @@
 // The one way to set what ends a search: what is absent stays, and depths are cut.
+//
+// Pins internals: the fields of EngineState that hold the limits.
 
 #include "search/limits.h"
 

@@ -1,4 +1,7 @@
-// Every option by name: clamps, messages, where the value lands, and what a busy engine refuses.
+// Every option by name: clamps, messages, where the value lands, and what a busy engine refuses;
+// and the page of the guide beside the table.
+//
+// Pins internals: the field that each option lands in.
 
 #include "shell/options.h"
 

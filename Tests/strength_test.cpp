@@ -1,4 +1,6 @@
 // Strength by speed: the formula, the way back from Elo to a speed, and limiting in play.
+//
+// Pins internals: target_nps and the switch that a think leaves behind.
 
 #include "shell/strength.h"
 

@@ -181,3 +181,12 @@ TEST(TestSuite, EachPositionHasItsNodeLimit) {
     EXPECT_EQ(run.status, 0);
     EXPECT_EQ(run.result.size(), 1u);
 }
+
+TEST(TestSuite, ANetworkNamedInASearchIsLoadedBehindIt) {
+    const std::string start = "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - bm e4;\n";
+    SuiteRun run = run_suite(start, {}, "setoption name NN_File value embedded\nstop\n");
+    EXPECT_EQ(run.status, 0);
+    EXPECT_TRUE(has_line(run.lines, "info string NN_File set to 'embedded'")) << joined(run.lines);
+    EXPECT_EQ(count_lines(run.lines, "info string using embedded network"), 2)
+        << "at the start, and when the search has ended: " << joined(run.lines);
+}

@@ -1,10 +1,13 @@
-// One think from its preparation to its answer: the think fields, the time plan, and positions
-// that are not searched.
+// One think from its preparation to its answer: the think fields, the time plan, searches on the
+// calling thread, and positions that are not searched.
+//
+// Pins internals: the fields of EngineState that a think resets, and the seconds that it plans.
 
 #include "shell/think.h"
 
 #include <cmath>
 
+#include "search/limits.h"
 #include "shell_fixture.h"
 
 namespace {
@@ -17,7 +20,7 @@ protected:
     void SetUp() override {
         ShellTest::SetUp();
         engine.calibration_elo = 3000.0f;
-        engine.moves_per_control = 0;
+        set_limits({.control = SUDDEN_DEATH});
         active_personality.Ponder = 0;
     }
 
@@ -110,8 +113,7 @@ TEST_F(PrepareSearch, ADirtyEvaluationIsRebuilt) {
 TEST_F(PrepareSearch, InConsoleModeTheThinkIsPrinted) {
     uci("position startpos moves e2e4 e7e5 g1f3 g8f6");
     set_relaxed(shell.uci_mode, 0);
-    engine.moves_per_control = 1;
-    engine.time_base = 2.5f;
+    set_limits({.move_time = 2.5f});
     EXPECT_EQ(joined(printed_by([] { prepare_search(); })),
               "fen rnbqkb1r/pppp1ppp/5n2/4p3/4P3/5N2/PPPP1PPP/RNBQKB1R w KQkq - 2 4\n"
               "Ply= 4, cnt50= 2, Clock= 2.50s, Target time= 2.50s\n");
@@ -123,8 +125,7 @@ TEST_F(PrepareSearch, InConsoleModeTheThinkIsPrinted) {
 TEST_F(PrepareSearch, InUciModeTheThinkGoesToTheLogOnly) {
     MemoryLog log;
     active_personality.Log = 1;
-    engine.moves_per_control = 1;
-    engine.time_base = 2.5f;
+    set_limits({.move_time = 2.5f});
     EXPECT_EQ(joined(printed_by([] { prepare_search(); })), "");
     EXPECT_EQ(joined(log.lines()),
               "info string fen rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 0\n"
@@ -191,27 +192,26 @@ TEST_F(TimePlan, ALimitedEngineCountsAsWeak) {
 }
 
 TEST_F(TimePlan, AnIncrementIsAddedInPart) {
-    engine.time_increment = 1.0f;
+    set_limits({.time_increment = 1.0f});
     EXPECT_NEAR(plan(60), 60.0 / 33 + 60.0 / 62, 1e-5);
     active_personality.Ponder = 1;
     EXPECT_NEAR(plan(60), 60.0 / 33 * 1.3 + 60.0 / 62, 1e-5) << "behind the factors";
 }
 
 TEST_F(TimePlan, MovesToGoShareTheClock) {
-    engine.moves_per_control = 40;
+    set_limits({.control = 40});
     active_personality.Ponder = 1;
-    engine.moves_to_go = 39;
+    set_limits({.moves_to_go = 39});
     EXPECT_NEAR(plan(60, 100), 60.0 / 40 * 1.3, 1e-5) << "the moves played do not matter";
     EXPECT_EQ(engine.moves_to_go, 39);
-    engine.moves_to_go = 3;
+    set_limits({.moves_to_go = 3});
     EXPECT_NEAR(plan(60), 60.0 / 4 * 1.3, 1e-5);
-    engine.moves_to_go = 2;
+    set_limits({.moves_to_go = 2});
     EXPECT_NEAR(plan(60), 60.0 / 3, 1e-5) << "a short horizon gets no bonus";
 }
 
 TEST_F(TimePlan, TheTargetIsCapped) {
-    engine.moves_per_control = 40;
-    engine.moves_to_go = 0;
+    set_limits({.control = 40, .moves_to_go = 0});
     EXPECT_NEAR(plan(60), 60 * 0.65 - 0.05 * 5, 1e-4);
     active_personality.MoveOverhead = 1000;
     EXPECT_NEAR(plan(60), 60 * 0.65 - 5.0, 1e-4);
@@ -220,7 +220,7 @@ TEST_F(TimePlan, TheTargetIsCapped) {
 TEST_F(TimePlan, TheTargetIsNeverBelowTwoMilliseconds) {
     EXPECT_FLOAT_EQ(plan(0), 0.002f);
     EXPECT_FLOAT_EQ(plan(0.01f), 0.002f);
-    engine.time_increment = 1.0f;
+    set_limits({.time_increment = 1.0f});
     EXPECT_FLOAT_EQ(plan(0), 0.002f);
     active_personality.MoveOverhead = 5000;
     EXPECT_FLOAT_EQ(plan(10), 0.002f);
@@ -228,7 +228,7 @@ TEST_F(TimePlan, TheTargetIsNeverBelowTwoMilliseconds) {
 
 TEST_F(TimePlan, AConsolePeriodIsCountedFromTheMovesPlayed) {
     set_relaxed(shell.uci_mode, 0);
-    engine.moves_per_control = 40;
+    set_limits({.control = 40});
     EXPECT_FLOAT_EQ(plan(300, 0), 300.0f / 41);
     EXPECT_EQ(engine.moves_to_go, 40);
     EXPECT_FLOAT_EQ(plan(300, 10), 300.0f / 36);
@@ -238,9 +238,7 @@ TEST_F(TimePlan, AConsolePeriodIsCountedFromTheMovesPlayed) {
 }
 
 TEST_F(TimePlan, AFixedTimeIsTheTargetAndTheMoversClock) {
-    engine.moves_per_control = 1;
-    engine.time_base = 7.5f;
-    engine.clock[BLACK] = 3.0f;
+    set_limits({.move_time = 7.5f, .black_clock = 3.0f});
     EXPECT_EQ(plan(60), 7.5f);
     EXPECT_EQ(engine.clock[WHITE], 7.5f);
     EXPECT_EQ(engine.clock[BLACK], 3.0f);
@@ -248,8 +246,38 @@ TEST_F(TimePlan, AFixedTimeIsTheTargetAndTheMoversClock) {
 
 TEST_F(TimePlan, TheClockOfTheSideToMoveCounts) {
     uci("position startpos moves e2e4");
-    engine.clock[WHITE] = 1.0f;
+    set_limits({.white_clock = 1.0f});
     EXPECT_FLOAT_EQ(plan(60), 60.0f / 33);
+}
+
+namespace {
+
+class SearchHere : public ShellTest {};
+
+} // namespace
+
+TEST_F(SearchHere, LeavesTheResultAndAnIdleEngine) {
+    shell.noise = NOISE_QUIET;
+    set_limits({.depth = 3, .move_time = UNLIMITED_SECONDS});
+    int age = engine.hash_age;
+    search_here();
+    EXPECT_EQ(relaxed(engine.result_depth), 3);
+    EXPECT_NE(engine.pv[1], NULL_MOVE);
+    EXPECT_EQ(engine.hash_age, age + 1) << "the think was prepared";
+    EXPECT_GT(relaxed(engine.elapsed), 0.0f);
+    EXPECT_EQ(relaxed(engine.stop), 0);
+    EXPECT_EQ(relaxed(engine.game_state), STATE_IDLE);
+    hash_clear();
+}
+
+TEST_F(SearchHere, WithoutThreadsThereIsNoSearch) {
+    shell.noise = NOISE_QUIET;
+    set_limits({.depth = 3, .move_time = UNLIMITED_SECONDS});
+    engine.num_threads = 0;
+    search_here();
+    EXPECT_EQ(relaxed(engine.result_depth), 0);
+    EXPECT_EQ(engine.pv[1], NULL_MOVE);
+    EXPECT_EQ(relaxed(engine.game_state), STATE_IDLE);
 }
 
 TEST(ThinkEnd, BeyondTheFiftyMoveLimitThereIsNoSearch) {

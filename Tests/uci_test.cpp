@@ -1,4 +1,6 @@
 // Protocol lines handed straight to HandleUci: what they do to the game and to the limits.
+//
+// Pins internals: the fields of EngineState that lines set, since no answer shows them.
 
 #include "shell/uci.h"
 
@@ -139,11 +141,13 @@ TEST_F(UciCommand, QuitAfterASearchThatIsOverDropsItsMove) {
 
 TEST_F(UciCommand, NewGameResetsTheClocksAndKeepsTheLimits) {
     uci("position startpos moves e2e4 e7e5");
-    engine.moves_per_control = 40;
-    engine.time_base = 1.0f;
-    engine.time_increment = 2.0f;
-    engine.clock[WHITE] = engine.clock[BLACK] = 3.0f;
-    set_limits({.depth = 7, .nodes = 1234});
+    set_limits({.depth = 7,
+                .nodes = 1234,
+                .control = 40,
+                .time_base = 1.0f,
+                .time_increment = 2.0f,
+                .white_clock = 3.0f,
+                .black_clock = 3.0f});
     engine.hash_age = 9;
     std::string before = game_fen();
 
@@ -530,7 +534,7 @@ TEST_F(UciGo, NodesVaryByFourPerCent) {
 }
 
 TEST_F(UciGo, MovetimeIsAFixedTime) {
-    engine.time_increment = 1.0f;
+    set_limits({.time_increment = 1.0f});
     uci("go movetime 1500");
     EXPECT_EQ(engine.moves_per_control, 1);
     EXPECT_FLOAT_EQ(engine.time_base, 1.5f);
@@ -539,7 +543,7 @@ TEST_F(UciGo, MovetimeIsAFixedTime) {
 
 TEST_F(UciGo, InfiniteLiftsAllLimits) {
     set_limits({.depth = 5, .nodes = 1000});
-    engine.time_increment = 1.0f;
+    set_limits({.time_increment = 1.0f});
     uci("go infinite");
     EXPECT_EQ(engine.time_base, 10000000.0f);
     EXPECT_EQ(engine.time_increment, 0.0f);
