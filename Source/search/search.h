@@ -24,8 +24,9 @@ int search_node(Position& pos, int side, int ply, int depth, int alpha, int beta
 int search_moves(Position& pos, int side, int ply, int depth, int alpha, int beta, int in_check,
                  int node_type, Move* pv);
 
-// The same with captures and checks alone. Takes the static value from the ply's stack entry; the side to move is not in check. Called at
-// depth 0 and below, and at positive depth for a node far below alpha.
+// The same with captures and checks alone. Takes the static value from the ply's stack entry; the
+// side to move is not in check. Called at depth 0 and below, and at positive depth for a node far
+// below alpha.
 int quiesce(Position& pos, int side, int ply, int depth, int alpha, int beta, int node_type,
             Move* pv);
 
