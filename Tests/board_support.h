@@ -171,19 +171,3 @@ inline Position& set_up_random(Random& random, bool chess960) {
     }
     return pos;
 }
-
-// Keeps UCI_Chess960 and the output mode, and brings them back at the end of its life.
-class KeptModes {
-public:
-    KeptModes() : chess960(relaxed(shell.chess960)), uci_mode(relaxed(shell.uci_mode)) {}
-    ~KeptModes() {
-        set_relaxed(shell.chess960, chess960);
-        set_relaxed(shell.uci_mode, uci_mode);
-    }
-    KeptModes(const KeptModes&) = delete;
-    KeptModes& operator=(const KeptModes&) = delete;
-
-private:
-    uint8_t chess960;
-    int16_t uci_mode;
-};

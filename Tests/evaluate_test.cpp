@@ -15,28 +15,11 @@ namespace {
 class EvaluateEntry : public OwnParams {
 protected:
     void SetUp() override {
-        target_time = engine.target_time;
-        root_side = engine.root_side;
-        contempt = active_personality.Contempt;
-        taper = active_personality.contempt_taper;
-        use_nn = relaxed(shell.use_nn);
         zero_rows();
         set_relaxed(shell.use_nn, 0);
         engine.target_time = 1.0f;
         engine.root_side = WHITE;
     }
-    void TearDown() override {
-        engine.target_time = target_time;
-        engine.root_side = root_side;
-        set_relaxed(shell.use_nn, use_nn);
-        active_personality.Contempt = contempt;
-        active_personality.contempt_taper = taper;
-        OwnParams::TearDown();
-    }
-
-    float target_time = 0.0f;
-    uint8_t root_side = WHITE, use_nn = 0;
-    int16_t contempt = 0, taper = 0;
 };
 
 using ContemptTerm = EvaluateEntry;

@@ -16,18 +16,13 @@
 #include "eval/endgame.h"
 #include "eval/evaluate.h"
 #include "eval/params.h"
+#include "records.h"
 #include "search/thread.h"
 #include "shell/think.h"
 #include "support.h"
 
-// Base of all suites that change rows: puts the defaults back and forgets all cached scores.
-class OwnParams : public testing::Test {
-protected:
-    void TearDown() override {
-        rebuild_evaluation();
-        refresh_eval_tables(*main_thread);
-    }
-};
+// Base of all suites that change rows.
+class OwnParams : public EngineTest {};
 
 // The same with a table of cases.
 template <class Case>

@@ -9,6 +9,7 @@
 #include "board/movegen.h"
 #include "board/see.h"
 #include "board_support.h"
+#include "records.h"
 #include "search/movepick.h"
 
 TEST(GenAll, EndsTheListAndPublishesTheNextTwo) {
@@ -29,7 +30,7 @@ TEST(GenAll, EndsTheListAndPublishesTheNextTwo) {
 namespace {
 
 // A node of the search as next_move sees it, set up by hand at a ply of its own.
-class Picker : public testing::Test {
+class Picker : public EngineTest {
 protected:
     static constexpr int PLY = 3; // a move of two plies before exists
 
@@ -38,11 +39,6 @@ protected:
     MoveEntry previous = {}; // the move of ply - 1
 
     void SetUp() override { clear_tables(); }
-    void TearDown() override {
-        clear_tables();
-        set_exchange_values();
-        set_up(START_FEN);
-    }
 
     void clear_tables() {
         memset(thread.history, 0, sizeof thread.history);

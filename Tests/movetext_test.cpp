@@ -5,11 +5,11 @@
 
 #include "board/movetext.h"
 #include "board_support.h"
+#include "records.h"
 
 namespace {
 
-// The output modes of one test; the old ones come back at its end.
-class MoveText : public testing::Test {
+class MoveText : public EngineTest {
 protected:
     void SetUp() override {
         set_relaxed(shell.chess960, 0);
@@ -17,9 +17,6 @@ protected:
     }
     void chess960(int on) { set_relaxed(shell.chess960, on); }
     void uci_mode(int on) { set_relaxed(shell.uci_mode, on); }
-
-private:
-    KeptModes kept;
 };
 
 class MoveForms : public MoveText {};

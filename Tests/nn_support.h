@@ -102,7 +102,6 @@ inline std::vector<std::string> load_network(const std::string& name) {
     return printed_by([] { NnLoad(); });
 }
 
-// Settings and the embedded network are put back after each test.
 class NetworkTest : public ShellTest {
 protected:
     void SetUp() override {
@@ -110,11 +109,7 @@ protected:
         directory = fresh_directory();
         set_relaxed(shell.use_nn, 1);
     }
-    void TearDown() override {
-        NnSelectPath("");
-        load_network("embedded");
-        ShellTest::TearDown();
-    }
+    void TearDown() override { NnSelectPath(""); }
 
     std::vector<std::string> load(const NetworkFile& net) {
         return load_network(write_file(directory + "/test.nn", bytes_of(net)));

@@ -68,26 +68,14 @@ protected:
         before = std::filesystem::current_path();
         std::filesystem::current_path(fresh_directory());
     }
-    void TearDown() override {
-        std::filesystem::current_path(before);
-        OwnParams::TearDown();
-    }
+    void TearDown() override { std::filesystem::current_path(before); }
 
     std::filesystem::path before;
 };
 
 class ScaledParams : public OwnParams {
 protected:
-    void SetUp() override {
-        BuildEvalParams();
-        saved = active_personality;
-    }
-    void TearDown() override {
-        active_personality = saved;
-        OwnParams::TearDown();
-    }
-
-    Personality saved = {};
+    void SetUp() override { BuildEvalParams(); }
 };
 
 class Params : public OwnParams {
@@ -429,10 +417,11 @@ TEST_F(ScaledParams, EachSettingScalesItsRows) {
          "pinned_piece"},
     };
     ASSERT_EQ(settings.size(), std::size(active_personality.eval_scale));
+    const Personality unscaled = active_personality;
     for (size_t setting = 0; setting < settings.size(); setting++) {
         BuildEvalParams();
         auto defaults = all_rows();
-        active_personality = saved;
+        active_personality = unscaled;
         active_personality.eval_scale[setting][0] = 300;
         ApplyPersonality();
         for (int i = 0; i < PARAM_ROWS; i++) {

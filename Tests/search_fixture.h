@@ -1,6 +1,5 @@
-// search_fixture.h: what the tests of the search share: a fixture that puts the process-wide
-// records back, nodes to search from, a look at single moves of a node, and slots of the hash
-// table by number.
+// search_fixture.h: what the tests of the search share: their fixture, nodes to search from, a look
+// at single moves of a node, and slots of the hash table by number.
 
 #pragma once
 
@@ -14,6 +13,7 @@
 
 #include <gtest/gtest.h>
 
+#include "records.h"
 #include "support.h"
 
 #include "base/state.h"
@@ -33,26 +33,8 @@
 #include "search/thread.h"
 #include "shell/think.h"
 
-// Builds the search tables anew, also where Selectivity has not changed.
-inline void rebuild_search_tables() {
-    int16_t selectivity = active_personality.Selectivity;
-    active_personality.Selectivity = static_cast<int16_t>(selectivity == 1 ? 2 : 1);
-    build_search_tables();
-    active_personality.Selectivity = selectivity;
-    build_search_tables();
-}
-
-// Gives the hash table another size, without a word on standard output.
-inline void resize_hash(int megabytes) {
-    engine.hash_mb = megabytes;
-    testing::internal::CaptureStdout();
-    EXPECT_EQ(hash_alloc(), 1);
-    testing::internal::GetCapturedStdout();
-}
-
 // Every test begins with the records as the program starts with them: no clock, no messages.
-// What it changes is put back at its end.
-class SearchTest : public testing::Test {
+class SearchTest : public EngineTest {
 public:
     // A small table, as every new node clears it.
     static void SetUpTestSuite() {
@@ -63,13 +45,6 @@ public:
 
 protected:
     void SetUp() override {
-        memcpy(engine_bytes, &engine, sizeof engine);
-        memcpy(shell_bytes, static_cast<const void*>(&shell), sizeof shell);
-        active = active_personality;
-        defaults = default_personality;
-        start = think_start;
-        std::copy_n(see_value, 8, values);
-
         engine.num_threads = 1;
         set_limits({.depth = UNLIMITED_DEPTH,
                     .nodes = UNLIMITED_NODES,
@@ -81,29 +56,8 @@ protected:
         set_relaxed(shell.use_nn, 0); // the tests' values are those of the hand-crafted evaluation
     }
 
-    void TearDown() override {
-        for (int i = 1; i < MAX_THREADS; i++)
-            if (SearchThread* thread = search_threads[i].exchange(nullptr))
-                free_search_thread(thread);
-        int megabytes = engine.hash_mb;
-        memcpy(static_cast<void*>(&engine), engine_bytes, sizeof engine);
-        memcpy(static_cast<void*>(&shell), shell_bytes, sizeof shell);
-        active_personality = active;
-        default_personality = defaults;
-        think_start = start;
-        std::copy_n(values, 8, see_value);
-        if (engine.hash_mb != megabytes) resize_hash(engine.hash_mb);
-        rebuild_search_tables();
-        set_up(START_FEN);
-    }
-
 private:
     inline static int usual_megabytes;
-    unsigned char engine_bytes[sizeof(EngineState)];
-    unsigned char shell_bytes[sizeof(ShellState)];
-    Personality active, defaults;
-    double start;
-    int16_t values[8];
 };
 
 // The game's position is searched by thread 0.

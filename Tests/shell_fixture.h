@@ -1,5 +1,5 @@
-// shell_fixture.h: for tests of the shell: the process-wide records put back after each test, lines
-// handed to the protocol engine, and small helpers for talking to the real program.
+// shell_fixture.h: for tests of the shell: their fixture, lines handed to the protocol engine, and
+// small helpers for talking to the real program.
 
 #pragma once
 
@@ -16,6 +16,7 @@
 
 #include "base/defaults.h"
 #include "base/print.h"
+#include "records.h"
 #include "search/hash.h"
 #include "shell/think.h"
 #include "shell/uci.h"
@@ -111,39 +112,13 @@ inline int quit_program(Program& program) {
     return wait_exit(program, 60000);
 }
 
-// Makes every test of the shell begin with fresh settings, and puts back what stood before. The
-// records hold no pointers, so that their bytes are all there is to keep.
-class ShellTest : public testing::Test {
+// Every test of the shell begins with fresh settings.
+class ShellTest : public EngineTest {
 protected:
     void SetUp() override {
-        memcpy(kept_engine, &engine, sizeof engine);
-        memcpy(kept_shell, &shell, sizeof shell);
-        kept_active = active_personality;
-        kept_default = default_personality;
-
-        const int megabytes = engine.hash_mb;
-        memset(static_cast<void*>(&engine), 0, sizeof engine);
-        memset(static_cast<void*>(&shell), 0, sizeof shell);
-        set_default_state();
-        engine.hash_mb = megabytes;
-        active_personality.eval_dirty = default_personality.eval_dirty = 0;
+        set_fresh_records();
         set_up(START_FEN);
     }
-
-    void TearDown() override {
-        const int megabytes = engine.hash_mb;
-        memcpy(static_cast<void*>(&engine), kept_engine, sizeof engine);
-        memcpy(static_cast<void*>(&shell), kept_shell, sizeof shell);
-        active_personality = kept_active;
-        default_personality = kept_default;
-        if (engine.hash_mb != megabytes) printed_by([] { hash_alloc(); });
-        set_up(START_FEN);
-    }
-
-private:
-    unsigned char kept_engine[sizeof(EngineState)];
-    unsigned char kept_shell[sizeof(ShellState)];
-    Personality kept_active, kept_default;
 };
 
 // A log file in memory in place of mird.log.

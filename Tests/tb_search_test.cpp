@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include "base/state.h"
+#include "records.h"
 #include "shell/options.h"
 #include "syzygy/tbcore.h"
 #include "syzygy/tbprobe.h"
@@ -14,14 +15,7 @@
 
 namespace {
 
-class TbSearch : public testing::Test {
-protected:
-    void TearDown() override {
-        testing::internal::CaptureStdout();
-        SetOption("SyzygyPath", "");
-        testing::internal::GetCapturedStdout();
-    }
-};
+class TbSearch : public EngineTest {};
 
 std::string set_path(const std::string& path) {
     testing::internal::CaptureStdout();
