@@ -308,15 +308,19 @@ TrainLoss evaluate_records(Trainer& trainer, const std::vector<PlyRecord>& recor
 static void join_blocks(std::vector<float>& out, const float* blocks, int rows, int hidden) {
     out.resize(static_cast<size_t>(rows) * static_cast<size_t>(hidden));
     for (int row = 0; row < rows; row++)
-        for (int unit = 0; unit < hidden; unit++)
-            out[static_cast<size_t>(row * hidden + unit)] =
+        for (int unit = 0; unit < hidden; unit++) {
+            const int place = row * hidden + unit;
+            out[static_cast<size_t>(place)] =
                 blocks[(unit / BLOCK * rows + row) * BLOCK + unit % BLOCK];
+        }
 }
 static void split_blocks(float* blocks, const std::vector<float>& in, int rows, int hidden) {
     for (int row = 0; row < rows; row++)
-        for (int unit = 0; unit < hidden; unit++)
+        for (int unit = 0; unit < hidden; unit++) {
+            const int place = row * hidden + unit;
             blocks[(unit / BLOCK * rows + row) * BLOCK + unit % BLOCK] =
-                in[static_cast<size_t>(row * hidden + unit)];
+                in[static_cast<size_t>(place)];
+        }
 }
 
 Network export_network(const Trainer& trainer) {

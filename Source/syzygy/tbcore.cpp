@@ -304,8 +304,8 @@ static bool open_entry(TBEntry& entry) {
         fprintf(stderr, "Could not find %s.rtbw\n", entry.name);
         return false;
     }
-    auto count = static_cast<size_t>(tb_sides(entry, true) * tb_file_groups(entry));
-    entry.decoders = static_cast<TBDecoder*>(calloc(count, sizeof(TBDecoder)));
+    const int count = tb_sides(entry, true) * tb_file_groups(entry);
+    entry.decoders = static_cast<TBDecoder*>(calloc(static_cast<size_t>(count), sizeof(TBDecoder)));
     uint8_t flags[TB_FILE_GROUPS];
     if (entry.decoders
         && tb_build_decoders(entry.decoders, flags, nullptr, entry, entry.data, entry.mapping.size,
