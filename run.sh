@@ -36,6 +36,9 @@ has_cmake() { command -v cmake; }
 has_make() { command -v ninja || command -v make; }
 has_googletest() { echo '#include <gtest/gtest.h>' | "${CXX:-c++}" -x c++ -E -; }
 has_format() { command -v clang-format; }
+has_tidy() { command -v clang-tidy; }
+has_includes() { command -v include-what-you-use; }
+has_python() { command -v python3; }
 
 # The name of a package. Arguments: package manager, what is needed.
 package_of() {
@@ -51,13 +54,21 @@ package_of() {
         apt-get:format) echo clang-format ;;
         dnf:format) echo clang-tools-extra ;;
         apk:format) echo clang-extra-tools ;;
-        *:format) echo clang ;;
+        apt-get:tidy) echo clang-tidy ;;
+        dnf:tidy) echo clang-tools-extra ;;
+        apk:tidy) echo clang-extra-tools ;;
+        *:format | *:tidy) echo clang ;;
+        apt-get:includes | dnf:includes) echo iwyu ;;
+        *:includes) echo include-what-you-use ;;
+        pacman:python) echo python ;;
+        *:python) echo python3 ;;
         *) echo "$2" ;; # cmake and make have one name everywhere
     esac
 }
 
 # Sees to it that each of the arguments (compiler, cmake, make, googletest,
-# format) is there. Says in one line what is still missing after that and fails.
+# format, tidy, includes, python) is there. Says in one line what is still
+# missing after that and fails.
 need() {
     missing=
     for thing in "$@"; do
