@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "base/defaults.h"
 #include "eval/evaluate.h"
 #include "eval/nn.h"
 #include "search/hash.h"
