@@ -5,7 +5,7 @@
 #pragma once
 
 #include <cstdint>
-#include <initializer_list> // for (int side : {WHITE, BLACK})
+#include <initializer_list> // IWYU pragma: keep, for (int side : {WHITE, BLACK})
 
 using Bitboard = uint64_t; // bit s is square s
 using Move = uint16_t;     // to-square 0-5, from-square 8-13, flags 0xC0C0; see below
