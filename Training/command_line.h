@@ -17,7 +17,7 @@ struct Option {
     const char* name;  // with its dashes
     const char* value; // what the value is called in the usage; of a switch nothing
     std::variant<bool*, int*, uint64_t*, double*, std::string*> place; // bool: a switch
-    const char* help;
+    const char* help;                                                  // its line in the usage
     double min = std::numeric_limits<double>::lowest(); // range of a number; the default may lie
     double max = std::numeric_limits<double>::max();    // outside and then means: not given
 };

@@ -12,9 +12,9 @@
 #include "Training/ply_record.h"
 
 struct PlySets {
-    std::vector<PlyRecord> training;
-    std::vector<PlyRecord> validation; // plies with a result, of 2 per cent of the games
-    uint64_t games = 0;
+    std::vector<PlyRecord> training;      // plies of the other games, and neighbours
+    std::vector<PlyRecord> validation;    // plies with a result, of 2 per cent of the games
+    uint64_t games = 0;                   // read so far
     uint64_t verdicts[PLY_VERDICTS] = {}; // records by what became of them
 };
 

@@ -13,14 +13,14 @@ struct PlyRecord;
 
 // What a file holds.
 struct GameCounts {
-    uint64_t games;
-    uint64_t positions;
-    uint64_t kept; // positions that PLY_FOR_ANY keeps
+    uint64_t games;     // whole ones
+    uint64_t positions; // records of these
+    uint64_t kept;      // positions that PLY_FOR_ANY keeps
 };
 
 struct PlyFile {
-    int descriptor; // -1: not open
-    GameCounts counts;
+    int descriptor;    // -1: not open
+    GameCounts counts; // with the games written since it was opened
 };
 
 // Opens the file for appending and counts what is there; a new file, or one that was cut off inside

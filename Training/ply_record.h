@@ -81,7 +81,7 @@ bool unpack_ply(Position& pos, const PlyRecord& record);
 
 // A data file that is open for reading, at its first record.
 struct DataFile {
-    FILE* file;
+    FILE* file;       // at the next record
     uint32_t seed;    // of its header
     uint64_t records; // in whole games
     uint64_t torn;    // bytes behind them, to be ignored

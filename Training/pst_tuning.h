@@ -30,13 +30,13 @@ struct PstPosition {
 };
 
 struct PstData {
-    std::vector<PstPosition> positions;
-    std::vector<uint16_t> terms; // of all positions, one after the other
+    std::vector<PstPosition> positions; // in the order of reading
+    std::vector<uint16_t> terms;        // of all positions, one after the other
 };
 
 // Changes of all rows, in evaluation units: midgame values first, then endgame values.
 struct PstChange {
-    double value[2][PST_ROWS];
+    double value[2][PST_ROWS]; // [midgame, endgame][row]
 };
 
 struct PstSettings {

@@ -17,8 +17,8 @@ struct RelabelSettings {
     int neighbours = 0; // positions made from each record, in place of the record itself
     int max_steps = 2;  // random moves that lead to a neighbour: 1 to this number
     int hash_mb = 8;    // of each worker
-    int workers = 1;
-    uint64_t seed = 1;
+    int workers = 1;    // processes, at least 1
+    uint64_t seed = 1;  // of the random moves
 };
 
 // Takes up a network file for the searches, or the hand-crafted evaluation for "hce", and sets the

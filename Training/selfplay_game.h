@@ -23,8 +23,8 @@ struct GameSettings {
 // A finished game. The records end with the position in which it was decided or, if the rules
 // ended it, with the one before.
 struct Game {
-    int plies; // records in use
-    PlyRecord records[MAX_GAME_PLIES];
+    int plies;                         // records in use
+    PlyRecord records[MAX_GAME_PLIES]; // one a ply, random moves left out
 };
 
 // 1 drops the game under way. Set by signal handlers.
@@ -40,7 +40,7 @@ bool prepare_engine(int hash_mb);
 bool choose_evaluation(const char* network);
 
 struct SearchAnswer {
-    Move move;
+    Move move; // the best one
     int score; // from the side to move's view
 };
 

@@ -20,11 +20,11 @@
 #include "Training/ply_record.h"
 
 struct TrainSettings {
-    int hidden = 640; // units, a multiple of BLOCK
-    int epochs = 40;
-    int batch = 16384;
-    int threads = 2;
-    uint64_t seed = 1;
+    int hidden = 640;           // units, a multiple of BLOCK
+    int epochs = 40;            // passes over the records
+    int batch = 16384;          // positions of a step
+    int threads = 2;            // the result does not depend on them
+    uint64_t seed = 1;          // of the first weights and of the order
     double rate = 0.001;        // highest step size
     double last_rate = 0.01;    // share of it at the end
     double warm_up = 0.03;      // share of all steps in which the step size rises
@@ -40,27 +40,27 @@ struct TrainSettings {
 
 // Floats in whole cache lines.
 struct alignas(64) FloatLine {
-    float value[16];
+    float value[16]; // one cache line
 };
 using Floats = std::vector<FloatLine>;
 
 // Weights with the running means of their slopes.
 struct Weights {
-    Floats value, first, second;
+    Floats value, first, second; // the weights, and the means of their slopes and of the squares
 };
 
 struct Trainer {
-    TrainSettings settings;
-    int blocks;
-    Weights weights; // [block][NN_INPUTS][BLOCK]; of set 1 only `value` is used
-    Weights delta;   // [block][NN_SET_INPUTS][BLOCK]: what set 1 adds to set 0
-    Weights rows;    // [block][NN_ROWS][BLOCK]
-    Weights bias;    // first element of a block
-    uint64_t steps = 0;
-    int epoch = 0; // finished ones
+    TrainSettings settings; // as given
+    int blocks;             // of hidden units
+    Weights weights;        // [block][NN_INPUTS][BLOCK]; of set 1 only `value` is used
+    Weights delta;          // [block][NN_SET_INPUTS][BLOCK]: what set 1 adds to set 0
+    Weights rows;           // [block][NN_ROWS][BLOCK]
+    Weights bias;           // first element of a block
+    uint64_t steps = 0;     // done so far
+    int epoch = 0;          // finished ones
 
     // Scratch of one batch.
-    std::vector<NetworkInput> inputs;
+    std::vector<NetworkInput> inputs;  // [batch]
     Floats hidden;                     // [block][batch][BLOCK]
     Floats sums;                       // [block][batch]
     Floats slopes;                     // [batch]
@@ -101,8 +101,8 @@ bool load_state(Trainer& trainer, const std::string& path);
 // Slopes of the batch's weighted mean loss by all weights, for tests: [NN_INPUTS][hidden] as
 // if both sets were free, rows and bias.
 struct Slopes {
-    std::vector<float> weights, rows;
-    double bias;
-    double loss;
+    std::vector<float> weights, rows; // [NN_INPUTS][hidden] and [NN_ROWS][hidden]
+    double bias;                      // of the one that all units share
+    double loss;                      // of the batch
 };
 Slopes batch_slopes(Trainer& trainer, const std::vector<PlyRecord>& records, double lambda);

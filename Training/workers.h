@@ -12,7 +12,7 @@
 #include "Training/selfplay_game.h"
 
 struct SelfplaySettings {
-    GameSettings game;
+    GameSettings game;      // how each game is played
     std::string out;        // directory of the files; made if it is missing
     uint64_t seed = 1;      // of the whole run
     int workers = 1;        // at least 1

@@ -8,11 +8,14 @@
 
 // A lock that is held for microseconds only. Waiters spin on plain reads between attempts.
 struct SpinLock {
-    std::atomic<bool> taken;
+    std::atomic<bool> taken; // by whoever holds the lock
 };
 extern SpinLock print_lock;  // around each line of Print
 extern SpinLock report_lock; // around search reports and the summing of counters
 extern SpinLock root_lock;   // around the node counts by iteration
 
+// Waits until the lock is free and takes it; a thread that holds it already waits for ever.
 void lock(SpinLock& spin);
+
+// Frees the lock, which is taken. What was written before is seen by the next holder.
 void unlock(SpinLock& spin);

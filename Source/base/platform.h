@@ -52,7 +52,7 @@ void free_pages(void* memory, size_t bytes);
 // Threads. A handle is only good for join_thread.
 using ThreadFunction = void (*)(void* argument);
 struct ThreadHandle {
-    uint64_t id;
+    uint64_t id; // the system's own
 };
 
 // Starts a thread that nobody joins. Returns 0, or the system's error number.

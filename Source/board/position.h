@@ -28,8 +28,8 @@ struct Position {
     // Squares of the pieces by colour and type, [colour][0] being all pieces of the colour. The
     // same words by piece code: code = colour * 8 + type.
     union {
-        Bitboard pieces[2][8];
-        Bitboard by_code[16];
+        Bitboard pieces[2][8]; // by colour and type
+        Bitboard by_code[16];  // by piece code
     };
 
     Bitboard touched;                       // from- and to-squares of all moves since the set-up
@@ -61,7 +61,7 @@ static_assert(offsetof(Position, ep_square) == offsetof(Position, side) + 1
 // What unmake_move needs of one move, written by the make functions. Keys, squares, counters and
 // rights are those of the position before the move.
 struct UndoRecord {
-    uint64_t key;
+    uint64_t key;      // Position::key
     uint64_t pawn_key; // not of a null move, which keeps it, as `touched` and `castling`
     Move move;         // the move made; 0 for a null move, and at the end of a game's record
     uint8_t captured;  // type of the piece taken on the to-square; 0 for none and for en passant

@@ -24,26 +24,26 @@ constexpr uint16_t NN_FIVE_KINDS_VERSION = 536;
 
 // The network in use. Counts are in floats.
 struct NnHeader {
-    uint16_t format;       // kept for NnSave; nothing depends on it
-    uint16_t version;      // of the training; see NN_FIVE_KINDS_VERSION
-    uint16_t board_inputs; // 896 for each weight set
-    uint16_t material_inputs;
-    int inputs;       // both kinds
-    uint16_t outputs; // rows of the last layer; the first NN_ROWS are read
-    uint16_t hidden1; // units of the first layer
-    uint16_t hidden2; // units of the second layer; below 4 there is none
-    int64_t total;    // all weights
-    int64_t w1_count;
-    int64_t w2_count;
-    int64_t w3_count;
-    int64_t bias_count;
-    float* weights;      // the array that the others point into, on a 64-byte boundary
-    const float* w1;     // one row of hidden1 for each input
-    const float* w2;     // one row of hidden1 for each unit behind the first layer
-    const float* w3;     // one row of hidden2 for each output
-    const float* biases; // of the outputs; nothing reads them
-    const float* extras; // eight values: 1 is the bias of the first layer, 2 of the second
-    uint32_t generation; // grows with each network; 0 before the first
+    uint16_t format;          // kept for NnSave; nothing depends on it
+    uint16_t version;         // of the training; see NN_FIVE_KINDS_VERSION
+    uint16_t board_inputs;    // 896 for each weight set
+    uint16_t material_inputs; // behind the board inputs
+    int inputs;               // both kinds
+    uint16_t outputs;         // rows of the last layer; the first NN_ROWS are read
+    uint16_t hidden1;         // units of the first layer
+    uint16_t hidden2;         // units of the second layer; below 4 there is none
+    int64_t total;            // all weights
+    int64_t w1_count;         // of the rows of the inputs
+    int64_t w2_count;         // of the second layer, 0 without one
+    int64_t w3_count;         // of the rows of the outputs
+    int64_t bias_count;       // of the outputs
+    float* weights;           // the array that the others point into, on a 64-byte boundary
+    const float* w1;          // one row of hidden1 for each input
+    const float* w2;          // one row of hidden1 for each unit behind the first layer
+    const float* w3;          // one row of hidden2 for each output
+    const float* biases;      // of the outputs; nothing reads them
+    const float* extras;      // eight values: 1 is the bias of the first layer, 2 of the second
+    uint32_t generation;      // grows with each network; 0 before the first
 };
 extern NnHeader nn_header;
 

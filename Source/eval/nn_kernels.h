@@ -19,7 +19,7 @@ constexpr float NN_LEAK = 0.0625f;
 // One path. Rows and sums may stand anywhere in memory; `count` is their length in floats, at
 // least 1.
 struct NnKernels {
-    const char* name;
+    const char* name; // of the instructions, for the benchmark and tests
 
     // Subtracts the first `removed` rows from `sums` in their order, then adds the `added` rows
     // behind them.

@@ -60,22 +60,22 @@ struct EvalContext {
     int threat_pressure[2]; // on the colour's men, in points that the search reads
     int king_attack_weight[2]; // pressure on the colour's king zone
 
-    Bitboard occupied;
-    Bitboard attacks[2][8]; // by kind: ATTACKS_ALL and the piece types
-    Bitboard pawn_attacks[2];
+    Bitboard occupied;              // all men
+    Bitboard attacks[2][8];         // by kind: ATTACKS_ALL and the piece types
+    Bitboard pawn_attacks[2];       // squares
     Bitboard double_attacks[2];     // squares attacked twice
     Bitboard lesser_attacks[2];     // by pawns, knights and bishops
     Bitboard minor_rook_attacks[2]; // and by rooks
     Bitboard non_king_attacks[2];   // and by queens
     Bitboard outposts[2];           // squares that no enemy pawn can ever attack
     Bitboard king_zone[2];          // always nine squares
-    Bitboard all_pawns;
-    Bitboard passed_pawns;
-    Bitboard halfopen_pawns; // no enemy pawn ahead on the file, and not passed
-    Bitboard hung_pieces;
-    Bitboard free_pawns;
-    int flip[2];   // square ^ flip: White's view, own king on files e-h
-    int same_half; // 1 when both kings stand on a-d or both on e-h
+    Bitboard all_pawns;             // of both colours, as all pawns below
+    Bitboard passed_pawns;          // no enemy pawn ahead on the own and adjacent files
+    Bitboard halfopen_pawns;        // no enemy pawn ahead on the file, and not passed
+    Bitboard hung_pieces;           // attacked and badly or not at all defended, see threats.cpp
+    Bitboard free_pawns;            // passed ones that no enemy piece stops, see pawns.cpp
+    int flip[2];                    // square ^ flip: White's view, own king on files e-h
+    int same_half;                  // 1 when both kings stand on a-d or both on e-h
 
     int32_t group[EVAL_GROUPS][2]; // packed difference of each group, when `report` is set
     int32_t group_start[2];        // totals at the last checkpoint
@@ -93,7 +93,7 @@ constexpr int NN_MATERIAL_KINDS = 5;
 // The active inputs of a position. Squares are seen by the side to move: its own men move up the
 // board, and the men of each side are mirrored so that their king stands on files e-h.
 struct NnInputs {
-    uint64_t planes[2 * NN_PLANES];
+    uint64_t planes[2 * NN_PLANES];      // a bit for each active board input
     int16_t material[NN_MATERIAL_KINDS]; // the active input of each kind, counted from 0
     int16_t set; // weight set: 1 when exactly one king stands on files a-d, else 0
 };
@@ -109,13 +109,13 @@ struct NnCache {
 // Written by the thread that owns it. A record that is new gets the settings of the moment, as its
 // empty tables fit any.
 struct alignas(64) EvalState {
-    EvalHashEntry eval_hash[EVAL_HASH_SIZE];
-    PawnHashEntry pawn_hash[PAWN_HASH_SIZE];
+    EvalHashEntry eval_hash[EVAL_HASH_SIZE]; // static values, see eval_hash_entry
+    PawnHashEntry pawn_hash[PAWN_HASH_SIZE]; // pawn structures, by the low bits of the key
     uint32_t eval_epoch; // settings that the two tables were filled under, see evaluate.h
     uint8_t eval_use_nn; // and shell.use_nn at that time
     uint8_t eval_noise;  // and 1 if the network's scores had noise then
 
-    EvalContext context;
+    EvalContext context; // of the hand-crafted evaluation that runs, or ran last
 
     // The network's state. The buffers are allocated by the thread's first evaluation with it.
     NnCache nn_cache[2];    // by side to move

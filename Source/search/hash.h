@@ -37,7 +37,7 @@ static_assert(sizeof(HashRecord) == 16, "four entries a cache line");
 
 // The same as two words: lock and check, then the rest.
 struct HashEntry {
-    std::atomic<uint64_t> words[2];
+    std::atomic<uint64_t> words[2]; // written and read by all search threads
 };
 static_assert(sizeof(HashEntry) == sizeof(HashRecord), "an entry is its record");
 

@@ -62,11 +62,11 @@ struct SearchStackEntry {
     int32_t tb_result;          // of the endgame tables: 0 lost to 4 won, or -1 for none
     Move hash_move;             // from the table or internal iterative deepening, 0 if none
     Move killer1;               // quiet moves that were best at this ply; by learn_quiet_move
-    Move killer2;
-    Move evasion_killer;     // in place of the killers at a node in check
-    uint8_t checker_square;  // one checking piece, or NO_SQUARE
-    uint16_t stage;          // options and stage of next_move; by the move loops, then by it
-    MoveEntry* move_list;    // start of this ply's entries; next_move sets those below
+    Move killer2;               // the one before
+    Move evasion_killer;        // in place of the killers at a node in check
+    uint8_t checker_square;     // one checking piece, or NO_SQUARE
+    uint16_t stage;             // options and stage of next_move; by the move loops, then by it
+    MoveEntry* move_list;       // start of this ply's entries; next_move sets those below
     MoveEntry* current_move; // the entry being searched; move 0 is a null move; by the move loops
 };
 
@@ -83,7 +83,7 @@ struct alignas(64) SearchThread {
 
     EvalState eval; // caches of the evaluation, buffers of the network
 
-    Position position;
+    Position position;  // of the current node; in the game's record, of the game
     int16_t game_moves; // plies of the game when it was copied; see NnHasNoise
 
     Move pv[PLY_SLOTS];   // best line at the root: pv[1] is the best move, 0 ends it
@@ -100,18 +100,18 @@ struct alignas(64) SearchThread {
     uint64_t node_limit;                 // nodes of this thread beyond which the search stops
 
     // Counters. Written by this thread, summed by others.
-    std::atomic<uint64_t> nodes;
-    std::atomic<uint64_t> tb_hits;
-    std::atomic<uint64_t> eval_probes;
-    std::atomic<uint64_t> eval_hits;
-    std::atomic<uint64_t> hash_probes;
-    std::atomic<uint64_t> hash_hits;
-    std::atomic<uint64_t> pawn_probes;
-    std::atomic<uint64_t> pawn_hits;
+    std::atomic<uint64_t> nodes;       // calls of search_node
+    std::atomic<uint64_t> tb_hits;     // answers of the endgame tables
+    std::atomic<uint64_t> eval_probes; // looks into the eval hash
+    std::atomic<uint64_t> eval_hits;   // that found the position
+    std::atomic<uint64_t> hash_probes; // nodes that asked the hash table
+    std::atomic<uint64_t> hash_hits;   // and found an entry
+    std::atomic<uint64_t> pawn_probes; // looks into the pawn hash
+    std::atomic<uint64_t> pawn_hits;   // that found the structure
 
     // Of the last move that this thread wrote to the trace; kept from search to search.
     int8_t trace_depth; // iteration
-    int16_t trace_ply;
+    int16_t trace_ply;  // of that move
 };
 
 static_assert(offsetof(SearchThread, line) == 0 && std::is_standard_layout_v<SearchThread>,

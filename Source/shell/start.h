@@ -19,7 +19,7 @@ enum RunMode {
 };
 
 struct CommandLine {
-    RunMode run_mode;
+    RunMode run_mode;    // the last one named, else MODE_GAME
     bool refused;        // a tuning mode was asked for, wherever it stood
     bool benchmark_here; // -pbench: search on the main thread
     int exit_status;     // not 0: the process ends with it at once, without a message

@@ -8,8 +8,8 @@
 #include "board/bitboard.h"
 
 struct TBPosition {
-    Bitboard white, black; // pieces by colour
-    Bitboard kings, queens, rooks, bishops, knights, pawns;
+    Bitboard white, black;                                  // pieces by colour
+    Bitboard kings, queens, rooks, bishops, knights, pawns; // of both colours
     uint8_t rule50; // plies since the last capture or pawn move; stops at 255
     uint8_t ep;     // the square that a pawn just skipped, 0 for none
     uint8_t turn;   // 1 if white is to move

@@ -29,32 +29,32 @@ constexpr uint8_t TB_UNUSABLE = 2; // missing or damaged; said once, then not tr
 
 // One registered table. Piece codes are as everywhere; White is the side named first.
 struct TBEntry {
-    const uint8_t* data;        // the ".rtbw" file, null until first use
-    uint64_t key, mirrored_key; // of the material as named, and with colours exchanged
-    FileMapping mapping;        // keeps `data` alive
-    std::atomic<uint8_t> ready; // written under the lock of first use, last of all
-    bool symmetric;             // both sides have the same pieces
-    bool has_pawns;
+    const uint8_t* data;         // the ".rtbw" file, null until first use
+    uint64_t key, mirrored_key;  // of the material as named, and with colours exchanged
+    FileMapping mapping;         // keeps `data` alive
+    std::atomic<uint8_t> ready;  // written under the lock of first use, last of all
+    bool symmetric;              // both sides have the same pieces
+    bool has_pawns;              // of either side; the tables then have file groups
     uint8_t num;                 // pieces, kings included
     uint8_t leaders;             // without pawns: slots of the leading group, 2 or 3
     uint8_t pawns[2];            // with pawns: of the leading side, of the other
     uint8_t counts[PIECE_CODES]; // pieces of each code
-    char name[TB_NAME_LENGTH];
-    TBDecoder* decoders; // tb_sides for each file group
+    char name[TB_NAME_LENGTH];   // of the files, as "KQvKR"
+    TBDecoder* decoders;         // tb_sides for each file group
 };
 
 // An open distance table.
 struct DtzTable {
-    const TBEntry* entry;
-    FileMapping mapping;
-    TBDecoder decoders[TB_FILE_GROUPS];
-    uint8_t flags[TB_FILE_GROUPS];
-    TBMaps maps;
+    const TBEntry* entry;               // of the same material
+    FileMapping mapping;                // the ".rtbz" file, which the fields below point into
+    TBDecoder decoders[TB_FILE_GROUPS]; // one without pawns; for the side that the flags name
+    uint8_t flags[TB_FILE_GROUPS];      // DTZ_...
+    TBMaps maps;                        // of the values; unused without DTZ_MAPPED
 };
 
 // A place in the list of open distance tables.
 struct DtzCacheEntry {
-    uint64_t key, mirrored_key;
+    uint64_t key, mirrored_key; // of the material, as in TBEntry
     DtzTable* table; // null if the file is missing or damaged, so that it is not tried again
 };
 

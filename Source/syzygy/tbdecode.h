@@ -41,7 +41,7 @@ struct PairsData {
 
 // What one side and file group needs for a position: the order of the pieces and the pairs.
 struct TBDecoder {
-    PairsData pairs;
+    PairsData pairs;             // the compressed values
     uint64_t factors[TB_PIECES]; // by a group's first slot: what its number is multiplied by
     uint8_t norm[TB_PIECES];     // by a group's first slot: its size
     uint8_t pieces[TB_PIECES];   // by slot: the piece code, White being the side named first
@@ -50,8 +50,8 @@ struct TBDecoder {
 // The value maps of a DTZ file, one list for each kind of result.
 constexpr int TB_MAPS = 4;
 struct TBMaps {
-    const uint8_t* list[TB_FILE_GROUPS][TB_MAPS];
-    uint16_t count[TB_FILE_GROUPS][TB_MAPS];
+    const uint8_t* list[TB_FILE_GROUPS][TB_MAPS]; // in the file; null without a map
+    uint16_t count[TB_FILE_GROUPS][TB_MAPS];      // values of the list
 };
 
 // Flags of one file group of a DTZ file.
@@ -64,10 +64,10 @@ constexpr uint8_t TB_SINGLE_VALUE = 128;
 
 // A place in a file that is read from front to back. Past the end it gives zeros and notes it.
 struct TBCursor {
-    const uint8_t* data;
-    size_t size;
-    size_t at;
-    bool failed;
+    const uint8_t* data; // the whole file
+    size_t size;         // bytes of it
+    size_t at;           // bytes read, at most `size`
+    bool failed;         // more was asked for than there is
 };
 
 // Entries of `index_table`, `size_table` and blocks, in bytes.

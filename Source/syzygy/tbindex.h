@@ -36,13 +36,13 @@ uint64_t tb_encode(const TBEntry& entry, const uint8_t* norm, int* squares,
 
 // The numbering of squares, the same for all tables.
 struct TBSquareTables {
-    uint32_t binomial[5][64];   // [k][n]: n over k + 1
-    int16_t king_pair[10][64];  // first king on the triangle, second anywhere
-    uint32_t pawn_index[5][24]; // [other leading pawns][leading pawn]
-    uint32_t pawn_factor[5][TB_FILE_GROUPS];
-    uint8_t triangle[64]; // a1-d1-d4: 0 to 5 below the diagonal, 6 to 9 on it
-    uint8_t lower[64];    // squares below the diagonal a1-h8, 0 to 27
-    uint8_t flap[64];     // leading pawn: by file from the edge, then by rank
-    uint8_t twist[64];    // pawns: the greater, the nearer to the edge and rank 2
+    uint32_t binomial[5][64];                // [k][n]: n over k + 1
+    int16_t king_pair[10][64];               // first king on the triangle, second anywhere
+    uint32_t pawn_index[5][24];              // [other leading pawns][leading pawn]
+    uint32_t pawn_factor[5][TB_FILE_GROUPS]; // [other leading pawns]: placements in the group
+    uint8_t triangle[64];                    // a1-d1-d4: 0 to 5 below the diagonal, 6 to 9 on it
+    uint8_t lower[64];                       // squares below the diagonal a1-h8, 0 to 27
+    uint8_t flap[64];                        // leading pawn: by file from the edge, then by rank
+    uint8_t twist[64]; // pawns: the greater, the nearer to the edge and rank 2
 };
 extern const TBSquareTables tb_squares;

@@ -14,7 +14,7 @@ enum TuningMode {
 
 // A position of the input and what the file and the search say about it.
 struct TuningLine {
-    EpdLine epd;
+    EpdLine epd;     // the line taken apart
     bool has_value;  // the line has `ce`
     bool has_result; // the line has `gr`
     int value;       // of `ce`, in hundredths of a pawn for the side to move; -9999 without
