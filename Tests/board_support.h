@@ -5,15 +5,12 @@
 
 #include <cstring>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
 
-#include "base/state.h"
 #include "board/legal.h"
 #include "board/make.h"
-#include "board/movegen.h"
 #include "board/movetext.h"
 #include "board/position.h"
 #include "search/thread.h"

@@ -5,6 +5,7 @@
 #include <fstream>
 
 #include "base/text.h"
+#include "shell/think.h"
 #include "shell_fixture.h"
 
 namespace {

@@ -12,6 +12,8 @@
 
 #include "board/movetext.h"
 #include "search/limits.h"
+#include "search/thread.h"
+#include "shell/think.h"
 #include "shell_fixture.h"
 
 namespace {

@@ -1,7 +1,6 @@
 // Draws by rule: fifty moves and repetition.
 
 #include "board/draw.h"
-#include "board/legal.h"
 #include "board/make.h"
 #include "board_support.h"
 

@@ -7,8 +7,6 @@
 #include <fstream>
 #include <thread>
 
-#include <sys/wait.h>
-
 #include "shell_fixture.h"
 
 namespace {

@@ -7,8 +7,6 @@
 
 #include <gtest/gtest.h>
 
-#include "support.h"
-
 namespace {
 
 EpdLine split(const std::string& line) {

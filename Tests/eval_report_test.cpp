@@ -1,13 +1,13 @@
 // The printed report of the hand-crafted evaluation.
 
-#include "eval/report.h"
-
 #include <cstdlib>
 
 #include <gtest/gtest.h>
 
 #include "eval/evaluate.h"
 #include "eval/params.h"
+#include "eval/state.h"
+#include "search/thread.h"
 #include "shell_fixture.h"
 
 namespace {

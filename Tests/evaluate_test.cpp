@@ -5,9 +5,9 @@
 #include "eval/evaluate.h"
 
 #include <cstring>
-#include <vector>
 
 #include "hce_support.h"
+#include "shell/think.h"
 
 namespace {
 

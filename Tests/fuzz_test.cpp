@@ -8,7 +8,6 @@
 #include "board/draw.h"
 #include "board/make.h"
 #include "search/limits.h"
-#include "search/perft.h"
 #include "shell/think.h"
 #include "support.h"
 

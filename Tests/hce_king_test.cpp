@@ -2,8 +2,6 @@
 //
 // Pins internals: the packed totals and attack maps of EvalContext after an evaluation.
 
-#include "eval/terms.h"
-
 #include <algorithm>
 #include <set>
 

@@ -2,8 +2,6 @@
 //
 // Pins internals: sets of EvalContext, and the place of an entry in the pawn hash.
 
-#include "eval/terms.h"
-
 #include "hce_support.h"
 
 namespace {

@@ -5,7 +5,6 @@
 #pragma once
 
 #include <cctype>
-#include <ostream>
 #include <sstream>
 #include <string>
 #include <string_view>
@@ -18,7 +17,6 @@
 #include "eval/params.h"
 #include "records.h"
 #include "search/thread.h"
-#include "shell/think.h"
 #include "support.h"
 
 // Base of all suites that change rows.

@@ -8,7 +8,6 @@
 #include "board/castling.h"
 #include "board/legal.h"
 #include "board/make.h"
-#include "board/movegen.h"
 #include "board_support.h"
 
 TEST(LegalMove, KnowsNoMoveZero) { EXPECT_EQ(legal_move(set_up(START_FEN), WHITE, NULL_MOVE), 0); }

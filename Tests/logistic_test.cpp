@@ -7,8 +7,8 @@
 
 #include <gtest/gtest.h>
 
+#include "base/random.h"
 #include "eval/logistic.h"
-#include "support.h"
 
 namespace {
 

@@ -1,6 +1,5 @@
 // Making and unmaking moves, in the search and in a game.
 
-#include "board/castling.h"
 #include "board/draw.h"
 #include "board/legal.h"
 #include "board/make.h"

@@ -6,7 +6,6 @@
 
 #include "board/attack.h"
 #include "board/legal.h"
-#include "board/movegen.h"
 #include "board/see.h"
 #include "board_support.h"
 #include "records.h"

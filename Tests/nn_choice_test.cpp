@@ -1,7 +1,9 @@
 // Which positions go to the network, what is added to its score, and whose scores the eval hash
 // keeps.
 
+#include "eval/evaluate.h"
 #include "nn_support.h"
+#include "search/thread.h"
 
 namespace {
 

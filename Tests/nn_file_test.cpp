@@ -8,6 +8,8 @@
 
 #include "base/text.h"
 #include "nn_support.h"
+#include "search/thread.h"
+#include "shell/think.h"
 
 namespace {
 

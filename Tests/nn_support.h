@@ -5,16 +5,13 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
-#include <cstring>
 #include <string>
 #include <vector>
 
-#include <gtest/gtest.h>
-
 #include "base/text.h"
-#include "eval/evaluate.h"
 #include "eval/nn.h"
 #include "eval/nn_kernels.h"
+#include "search/thread.h"
 #include "shell_fixture.h"
 #include "support.h"
 

@@ -5,7 +5,9 @@
 #include "nn_support.h"
 
 #include "board/make.h"
+#include "eval/evaluate.h"
 #include "search/pool.h"
+#include "search/thread.h"
 
 namespace {
 

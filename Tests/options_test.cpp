@@ -9,6 +9,8 @@
 
 #include "base/option_table.h"
 #include "base/text.h"
+#include "search/hash.h"
+#include "shell/think.h"
 #include "shell_fixture.h"
 
 namespace {

@@ -8,8 +8,8 @@
 #include <fstream>
 #include <vector>
 
-#include "eval/pst.h"
 #include "hce_support.h"
+#include "shell/think.h"
 
 namespace {
 

@@ -5,7 +5,6 @@
 #include <unistd.h>
 
 #include "base/platform.h"
-#include "search/driver.h"
 #include "search/timing.h"
 
 namespace {

@@ -3,7 +3,6 @@
 #include <cstring>
 
 #include "board/position.h"
-#include "board/see.h"
 #include "board_support.h"
 
 namespace {

@@ -7,7 +7,6 @@
 #include "eval/nn.h"
 #include "search/hash.h"
 #include "search/ordering.h"
-#include "search/pool.h"
 #include "search/selectivity.h"
 #include "search/thread.h"
 #include "shell/think.h"

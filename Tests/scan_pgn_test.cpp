@@ -2,7 +2,6 @@
 
 #include "tools/scan_pgn.h"
 
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 

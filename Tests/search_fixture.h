@@ -22,7 +22,6 @@
 #include "board/legal.h"
 #include "board/make.h"
 #include "board/movetext.h"
-#include "board/see.h"
 #include "search/hash.h"
 #include "search/limits.h"
 #include "search/movepick.h"

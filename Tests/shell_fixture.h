@@ -4,7 +4,6 @@
 #pragma once
 
 #include <cstdio>
-#include <cstring>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -14,11 +13,8 @@
 
 #include <gtest/gtest.h>
 
-#include "base/defaults.h"
 #include "base/print.h"
 #include "records.h"
-#include "search/hash.h"
-#include "shell/think.h"
 #include "shell/uci.h"
 #include "support.h"
 

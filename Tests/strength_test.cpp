@@ -9,6 +9,7 @@
 #include "search/selectivity.h"
 #include "shell/calibration.h"
 
+#include "search/hash.h"
 #include "shell_fixture.h"
 
 namespace {

@@ -4,7 +4,6 @@
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 
@@ -16,12 +15,14 @@
 #include <gtest/gtest.h>
 
 #include "board/legal.h"
+#include "board/line.h"
 #include "board/make.h"
 #include "board/movegen.h"
 #include "board/movetext.h"
 #include "search/hash.h"
 #include "search/limits.h"
 #include "search/pool.h"
+#include "search/thread.h"
 #include "shell/think.h"
 
 Position& game() { return main_thread->position; }

@@ -9,7 +9,6 @@
 
 #include "base/random.h"
 #include "board/position.h"
-#include "search/thread.h"
 
 // The game's position, which most tests use.
 Position& game();

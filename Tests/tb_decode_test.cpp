@@ -4,13 +4,12 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <cstring>
 #include <fstream>
 #include <iterator>
-#include <sstream>
 
 #include <gtest/gtest.h>
 
+#include "support.h"
 #include "syzygy/tbcore.h"
 #include "syzygy/tbdecode.h"
 #include "syzygy/tbprobe.h"

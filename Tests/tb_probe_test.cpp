@@ -1,13 +1,12 @@
 // Values and distances of positions, the probe in the search, and the probe of the root.
 
-#include <chrono>
 #include <filesystem>
 #include <thread>
 
 #include <gtest/gtest.h>
 
-#include "base/state.h"
 #include "board/movetext.h"
+#include "support.h"
 #include "syzygy/tbcore.h"
 #include "syzygy/tbprobe.h"
 #include "tb_support.h"

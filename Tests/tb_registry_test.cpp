@@ -3,7 +3,6 @@
 // Pins internals: the numbers of buckets and slots that the keys were drawn for.
 
 #include <algorithm>
-#include <cstdlib>
 #include <filesystem>
 #include <map>
 #include <set>
@@ -14,6 +13,7 @@
 
 #include <gtest/gtest.h>
 
+#include "support.h"
 #include "syzygy/tbcore.h"
 #include "syzygy/tbprobe.h"
 #include "tb_support.h"

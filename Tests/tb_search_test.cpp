@@ -8,8 +8,9 @@
 
 #include "base/state.h"
 #include "records.h"
+#include "search/thread.h"
 #include "shell/options.h"
-#include "syzygy/tbcore.h"
+#include "support.h"
 #include "syzygy/tbprobe.h"
 #include "tb_support.h"
 

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include "support.h"
 #include "syzygy/tbcore.h"
 #include "syzygy/tbprobe.h"
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "support.h"
+#include "base/random.h"
 #include "syzygy/tbboard.h"
 
 // Folder of the small tables that travel with the tests: KQvK, KRvK, KPvK.

@@ -1,7 +1,6 @@
 // The console on a real terminal: a pseudo-terminal whose other end is held by the test.
 
 #include <csignal>
-#include <fstream>
 
 #include <fcntl.h>
 #include <poll.h>

@@ -1,6 +1,5 @@
 // Runs of -anepd, through the program itself.
 
-#include <cstdlib>
 #include <fstream>
 
 #include <gtest/gtest.h>

@@ -5,9 +5,9 @@
 
 #include "shell/think.h"
 
-#include <cmath>
-
+#include "search/hash.h"
 #include "search/limits.h"
+#include "search/thread.h"
 #include "shell_fixture.h"
 
 namespace {

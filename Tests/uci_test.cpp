@@ -4,7 +4,10 @@
 
 #include "shell/uci.h"
 
+#include "search/hash.h"
 #include "search/limits.h"
+#include "search/thread.h"
+#include "shell/think.h"
 #include "shell_fixture.h"
 
 namespace {

@@ -9,7 +9,6 @@
 #include <cstddef>
 
 #include "Training/features.h"
-#include "eval/nn_kernels.h"
 
 constexpr int BLOCK = 64; // hidden units of a block: a block of weights fits the L2 cache
 

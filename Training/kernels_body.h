@@ -3,6 +3,7 @@
 // inline functions may be included here: the linker could take another set's copy.
 
 #include "Training/kernels.h"
+#include "eval/nn_kernels.h"
 
 // One register, and the registers of a block. A group of them is worked at together, few enough to
 // leave registers free for other things.

@@ -5,8 +5,8 @@
 #include <cstdint>
 #include <cstdio>
 
-#include "Training/kernels.h"
 #include "eval/nn.h"
+#include "eval/nn_kernels.h"
 
 namespace {
 

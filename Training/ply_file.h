@@ -9,7 +9,6 @@
 #include <cstdint>
 
 struct Game;
-struct PlyRecord;
 
 // What a file holds.
 struct GameCounts {

@@ -5,7 +5,6 @@
 
 #include "board/attack.h"
 #include "board/castling.h"
-#include "search/thread.h"
 
 static bool captures_or_promotes(const Position& pos, Move move) {
     int from = move_from(move), to = move_to(move), mover = type_of(pos.board[from]);

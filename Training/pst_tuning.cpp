@@ -4,12 +4,11 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 
+#include "Training/ply_data.h"
 #include "Training/sharing.h"
 #include "eval/endgame.h"
 #include "eval/evaluate.h"
-#include "eval/params.h"
 #include "search/thread.h"
 
 // Numbers of the tables in table order.

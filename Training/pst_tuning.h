@@ -11,7 +11,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "Training/ply_data.h"
+#include "Training/ply_record.h"
 #include "eval/pst.h"
 
 struct SearchThread;

@@ -15,13 +15,9 @@
 #include "Training/selfplay_game.h"
 #include "board/attack.h"
 #include "board/make.h"
-#include "board/movegen.h"
 #include "eval/evaluate.h"
-#include "eval/nn.h"
-#include "search/driver.h"
 #include "search/search.h"
 #include "search/thread.h"
-#include "shell/think.h"
 
 bool prepare_relabelling(const RelabelSettings& settings, const char* network) {
     if (!prepare_engine(settings.hash_mb)) {

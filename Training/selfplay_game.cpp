@@ -11,7 +11,6 @@
 #include "board/attack.h"
 #include "board/draw.h"
 #include "board/make.h"
-#include "board/movegen.h"
 #include "eval/evaluate.h"
 #include "eval/nn.h"
 #include "search/hash.h"

@@ -9,7 +9,6 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
 
 constexpr char PROGRAM_NAME[] = "Mird 5.50";
 constexpr char PROGRAM_AUTHOR[] = "Tovan Rusk";

@@ -8,7 +8,6 @@
 
 #include <cstdint>
 
-#include "board/bitboard.h"
 #include "board/position.h"
 #include "eval/params.h"
 #include "eval/state.h"

@@ -5,7 +5,7 @@
 
 #pragma once
 
-#include "board/position.h"
+#include "board/types.h"
 
 // Prints a line of analysis of thread 0 unless it is too early (noise), the run is quiet, `depth`
 // is 0 or there is no best move pv[1]. `line` is the MultiPV number, 0 or 1 for the only one.

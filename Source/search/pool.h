@@ -10,8 +10,6 @@
 
 #include "base/lock.h"
 
-struct SearchThread;
-
 // Keeps thread records in place while others look at them; taken by check_time, and by the
 // master thread when it frees records. No other lock is taken inside.
 extern SpinLock record_lock;

@@ -4,7 +4,7 @@
 
 #include "base/print.h"
 #include "board/castling.h"
-#include "search/thread.h"
+#include "board/line.h"
 #include "shell/input.h"
 
 static void print_help() {

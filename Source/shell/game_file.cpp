@@ -6,10 +6,9 @@
 
 #include "base/platform.h"
 #include "base/print.h"
-#include "base/state.h"
 #include "base/text.h"
+#include "board/line.h"
 #include "board/movetext.h"
-#include "search/thread.h"
 #include "shell/game_record.h"
 
 constexpr size_t MOVE_WORD_LENGTH = 32; // characters of a word that may be a move

@@ -1,6 +1,5 @@
 #include "shell/input.h"
 
-#include <cstdio>
 #include <cstring>
 
 #include "base/platform.h"

@@ -9,7 +9,6 @@
 #include "base/text.h"
 #include "board/castling.h"
 #include "board/make.h"
-#include "board/movetext.h"
 #include "search/hash.h"
 #include "search/limits.h"
 #include "search/pool.h"

@@ -1,5 +1,7 @@
 #include "syzygy/tbboard.h"
 
+#include "board/bitboard.h"
+
 static Bitboard own_pieces(const TBPosition& pos) { return pos.turn ? pos.white : pos.black; }
 static Bitboard other_pieces(const TBPosition& pos) { return pos.turn ? pos.black : pos.white; }
 

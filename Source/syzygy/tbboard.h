@@ -5,7 +5,7 @@
 
 #pragma once
 
-#include "board/bitboard.h"
+#include "board/types.h"
 
 struct TBPosition {
     Bitboard white, black;                                  // pieces by colour

@@ -6,6 +6,7 @@
 #include <mutex>
 
 #include "base/print.h"
+#include "board/bitboard.h"
 
 int tb_largest;
 

@@ -15,8 +15,6 @@
 
 #include "syzygy/tbindex.h"
 
-struct TBEntry;
-
 constexpr int TB_DAMAGED = -1; // tb_decompress: the file's numbers lead nowhere
 constexpr int TB_MAX_CODE_BITS = 32;
 

@@ -4,7 +4,6 @@
 #include <cassert>
 #include <cstring>
 
-#include "board/bitboard.h"
 #include "syzygy/tbcore.h"
 
 constexpr int D4 = 27;

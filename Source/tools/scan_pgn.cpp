@@ -8,7 +8,6 @@
 #include <string_view>
 
 #include "base/platform.h"
-#include "base/print.h"
 #include "base/state.h"
 #include "base/text.h"
 #include "board/attack.h"

@@ -5,7 +5,6 @@
 //   mird_tb_benchmark --benchmark_filter=Wdl
 
 #include <algorithm>
-#include <cstdlib>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -14,6 +13,7 @@
 #include <unistd.h>
 
 #include "shell/start.h"
+#include "support.h"
 #include "syzygy/tbcore.h"
 #include "syzygy/tbprobe.h"
 #include "tb_support.h"
