@@ -15,7 +15,7 @@ ROOT = pathlib.Path(__file__).resolve().parent.parent
 INCLUDE = re.compile(r'^\s*#\s*include\s*"([^"]+)"', re.MULTILINE)
 
 # Outside a full run, seconds after which no further file is begun.
-SHORT_RUN = 30
+SHORT_RUN = 15
 
 texts = {}  # path: contents
 
