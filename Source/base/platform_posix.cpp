@@ -12,6 +12,18 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+// gcc and clang each have their own word for a build with the address sanitizer.
+#if defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define MIRD_LEAK_SANITIZER
+#endif
+#elif defined(__SANITIZE_ADDRESS__)
+#define MIRD_LEAK_SANITIZER
+#endif
+#ifdef MIRD_LEAK_SANITIZER
+#include <sanitizer/lsan_interface.h>
+#endif
+
 double monotonic_seconds() {
     timespec now = {};
     clock_gettime(CLOCK_MONOTONIC, &now);
@@ -76,7 +88,21 @@ static void* map_aligned(size_t bytes) {
     return reinterpret_cast<void*>(aligned);
 }
 
-void* allocate_pages(size_t bytes, bool huge) {
+// The leak sanitizer looks for pointers in mapped pages only if it is told of them: what thread
+// records hold would count as lost.
+static void note_pages([[maybe_unused]] void* memory, [[maybe_unused]] size_t bytes) {
+#ifdef MIRD_LEAK_SANITIZER
+    __lsan_register_root_region(memory, bytes);
+#endif
+}
+
+static void forget_pages([[maybe_unused]] void* memory, [[maybe_unused]] size_t bytes) {
+#ifdef MIRD_LEAK_SANITIZER
+    __lsan_unregister_root_region(memory, bytes);
+#endif
+}
+
+static void* map_pages(size_t bytes, bool huge) {
 #ifdef MADV_HUGEPAGE
     if (huge && bytes >= HUGE_PAGE) {
         void* memory = map_aligned(bytes);
@@ -89,8 +115,16 @@ void* allocate_pages(size_t bytes, bool huge) {
     return memory == MAP_FAILED ? nullptr : memory;
 }
 
+void* allocate_pages(size_t bytes, bool huge) {
+    void* memory = map_pages(bytes, huge);
+    if (memory) note_pages(memory, bytes);
+    return memory;
+}
+
 void free_pages(void* memory, size_t bytes) {
-    if (memory) munmap(memory, bytes);
+    if (!memory) return;
+    forget_pages(memory, bytes);
+    munmap(memory, bytes);
 }
 
 namespace {
