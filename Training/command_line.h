@@ -23,10 +23,10 @@ struct Option {
 };
 
 struct Usage {
-    const char* synopsis; // how to call the program
-    size_t min_names;     // how many arguments that are no options it takes
-    size_t max_names;
-    std::vector<Option> options;
+    const char* synopsis;        // how to call the program
+    size_t min_names;            // how many arguments that are no options it takes
+    size_t max_names;            // names behind the options, at most
+    std::vector<Option> options; // in the order of the usage
 };
 
 constexpr size_t ANY_NUMBER = SIZE_MAX; // of names

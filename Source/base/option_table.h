@@ -57,14 +57,14 @@ using OptionField =
                  char (Personality::*)[PATH_LENGTH]>;
 
 struct Option {
-    const char* name; // case-sensitive
-    OptionKind kind;
-    OptionField field;
+    const char* name;          // case-sensitive
+    OptionKind kind;           // how a value is read
+    OptionField field;         // where it is kept
     int min, max;              // accepted; 0 and 1 of a check, 0 and 0 of a text or a button
     const char* default_value; // as setoption would be given it; a spin's may lie outside
-    OptionEffect effect;
-    OptionAction action = OptionAction::NONE;
-    OptionListing listing = OptionListing::PLAIN;
+    OptionEffect effect;       // when a change acts
+    OptionAction action = OptionAction::NONE;     // what is done at a change
+    OptionListing listing = OptionListing::PLAIN; // how `uci` shows the row
     const char* console_name = nullptr; // in the console's `set`; null if it has none of its own
     bool console_reports = false;       // `set` answers "NAME set to VALUE"
 };
