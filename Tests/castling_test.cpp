@@ -154,15 +154,15 @@ TEST(CastlingRight, IsNumberedByColourAndWing) {
     for (int i = 0; i < CASTLING_RIGHTS; i++) EXPECT_EQ(has_right(pos, i), i == 0 || i == 3) << i;
 }
 
-TEST(CastledSquares, AreThoseOfNormalChess) {
-    EXPECT_EQ(castled_king_square(WHITE, KING_SIDE), sq("g1"));
-    EXPECT_EQ(castled_rook_square(WHITE, KING_SIDE), sq("f1"));
-    EXPECT_EQ(castled_king_square(WHITE, QUEEN_SIDE), sq("c1"));
-    EXPECT_EQ(castled_rook_square(WHITE, QUEEN_SIDE), sq("d1"));
-    EXPECT_EQ(castled_king_square(BLACK, KING_SIDE), sq("g8"));
-    EXPECT_EQ(castled_rook_square(BLACK, KING_SIDE), sq("f8"));
-    EXPECT_EQ(castled_king_square(BLACK, QUEEN_SIDE), sq("c8"));
-    EXPECT_EQ(castled_rook_square(BLACK, QUEEN_SIDE), sq("d8"));
+TEST(CastledSquares, AreThoseOfNormalChessOnTheHomeRank) {
+    EXPECT_EQ(castled_king_square(sq("b1"), KING_SIDE), sq("g1"));
+    EXPECT_EQ(castled_rook_square(sq("b1"), KING_SIDE), sq("f1"));
+    EXPECT_EQ(castled_king_square(sq("b1"), QUEEN_SIDE), sq("c1"));
+    EXPECT_EQ(castled_rook_square(sq("b1"), QUEEN_SIDE), sq("d1"));
+    EXPECT_EQ(castled_king_square(sq("e8"), KING_SIDE), sq("g8"));
+    EXPECT_EQ(castled_rook_square(sq("e8"), KING_SIDE), sq("f8"));
+    EXPECT_EQ(castled_king_square(sq("e8"), QUEEN_SIDE), sq("c8"));
+    EXPECT_EQ(castled_rook_square(sq("e8"), QUEEN_SIDE), sq("d8"));
 }
 
 TEST(WayIsFree, WithTheRightAndWithoutPiecesBetween) {
@@ -174,4 +174,20 @@ TEST(WayIsFree, WithTheRightAndWithoutPiecesBetween) {
     EXPECT_FALSE(free("4k3/8/8/8/8/8/8/R3K2R w Q -", KING_SIDE));
     EXPECT_FALSE(free("4k3/8/8/8/8/8/8/RN2K2R w KQ -", QUEEN_SIDE)) << "in the rook's way";
     EXPECT_TRUE(free("4k3/8/8/8/6r1/8/8/R3K2R w KQ -", KING_SIDE)) << "attacks are not seen";
+}
+
+// A text may set up a second king. The right stays with the first one, the move is the other's.
+TEST(CastledSquares, LieOnTheRankOfTheKingThatMoves) {
+    Position& pos = set_up("4k3/8/8/8/4K3/8/8/4K2R w K -");
+    make_move(pos, make_plain_move(sq("e4"), sq("e5")));
+    make_move(pos, make_plain_move(sq("e8"), sq("d8")));
+    const Move move = castling_move(pos, WHITE, KING_SIDE);
+    EXPECT_EQ(move_to(move), sq("g5"));
+
+    const Snapshot before = snapshot(pos);
+    make_move(pos, move);
+    EXPECT_EQ(pos.board[sq("g5")], piece_code(WHITE, KING));
+    EXPECT_EQ(pos.board[sq("f5")], piece_code(WHITE, ROOK));
+    unmake_move(pos);
+    EXPECT_TRUE(unchanged(before, pos));
 }

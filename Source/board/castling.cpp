@@ -29,7 +29,7 @@ Bitboard rooks_on_wing(const Position& pos, int right) {
 void grant_castling(Position& pos, int right, int rook) {
     const int side = side_of_right(right), wing = wing_of_right(right);
     const int king = pos.king_square[side];
-    const int king_to = castled_king_square(side, wing), rook_to = castled_rook_square(side, wing);
+    const int king_to = castled_king_square(king, wing), rook_to = castled_rook_square(king, wing);
     Bitboard path = between[king][king_to] | between[rook][rook_to] | bit(king_to) | bit(rook_to);
     pos.castle_rook[right] = static_cast<uint8_t>(rook);
     pos.castle_mask[right] = bit(king) | bit(rook);

@@ -26,18 +26,20 @@ constexpr bool is_castling(Move move, int mover) {
     return (move & FLAG_MASK) != 0 && type_of(mover) == KING;
 }
 
-// The squares where king and rook end: g and f, or c and d, of the home rank.
-inline int castled_king_square(int side, int wing) {
-    return rank_flip[side] + (wing == KING_SIDE ? G1 : C1);
+// The squares where the king that starts on `king` and its rook end: g and f, or c and d, of the
+// king's rank. That is the home rank but where a text has set up several kings of one colour.
+constexpr int castled_king_square(int king, int wing) {
+    return king - file_of(king) + (wing == KING_SIDE ? G1 : C1);
 }
-inline int castled_rook_square(int side, int wing) {
-    return rank_flip[side] + (wing == KING_SIDE ? F1 : D1);
+constexpr int castled_rook_square(int king, int wing) {
+    return king - file_of(king) + (wing == KING_SIDE ? F1 : D1);
 }
 
 // The move of the king that stands for castling on that wing.
 inline Move castling_move(const Position& pos, int side, int wing) {
-    return static_cast<Move>(make_plain_move(pos.king_square[side], castled_king_square(side, wing))
-                             | wing_flag(wing));
+    return static_cast<Move>(
+        make_plain_move(pos.king_square[side], castled_king_square(pos.king_square[side], wing))
+        | wing_flag(wing));
 }
 
 // Tells whether the right still lives.

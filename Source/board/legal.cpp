@@ -35,7 +35,8 @@ int castling_exposes_king(const Position& pos, int side, Move move) {
     if (!is_castling(move, pos.board[move_from(move)])) return 0;
     const int to = move_to(move), wing = castling_wing(move);
     Bitboard moving = bit(move_from(move)) | bit(pos.castle_rook[castling_right(side, wing)]);
-    Bitboard occ = (occupied(pos) & ~moving) | bit(to) | bit(castled_rook_square(side, wing));
+    Bitboard occ =
+        (occupied(pos) & ~moving) | bit(to) | bit(castled_rook_square(move_from(move), wing));
     return attacked_through(pos, to, side ^ 1, occ, ~Bitboard{0});
 }
 

@@ -18,9 +18,9 @@ static void shift_piece(Position& pos, int code, int from, int to) {
 
 static void make_castling(Position& pos, int side, Move move, int king) {
     const int wing = castling_wing(move), rook = piece_code(side, ROOK);
-    const int from = move_from(move), to = castled_king_square(side, wing);
+    const int from = move_from(move), to = castled_king_square(from, wing);
     const int rook_from = pos.castle_rook[castling_right(side, wing)];
-    const int rook_to = castled_rook_square(side, wing);
+    const int rook_to = castled_rook_square(from, wing);
 
     // King and rook may trade places, so the rook leaves the board first.
     remove_piece(pos, rook_from, rook);
@@ -88,7 +88,7 @@ void make_move(Position& pos, Move move) {
     int victim = castling ? 0 : pos.board[to];
     if (castling) {
         // The protocol may name the rook's square.
-        to = castled_king_square(side, castling_wing(move));
+        to = castled_king_square(from, castling_wing(move));
         move = static_cast<Move>(make_plain_move(from, to) | (move & FLAG_MASK));
     }
 
@@ -154,7 +154,7 @@ uint64_t likely_key_after(const Position& pos, const MoveEntry& entry) {
 static void unmake_castling(Position& pos, int side, Move move) {
     const int from = move_from(move), to = move_to(move), wing = castling_wing(move);
     const int rook = piece_code(side, ROOK), king = piece_code(side, KING);
-    remove_piece(pos, castled_rook_square(side, wing), rook);
+    remove_piece(pos, castled_rook_square(from, wing), rook);
     if (from != to) shift_piece(pos, king, to, from);
     add_piece(pos, pos.castle_rook[castling_right(side, wing)], rook);
     pos.king_square[side] = static_cast<uint8_t>(from);
