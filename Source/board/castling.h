@@ -5,7 +5,6 @@
 
 #pragma once
 
-#include "board/bitboard.h"
 #include "board/position.h"
 #include "board/types.h"
 
