@@ -1,6 +1,7 @@
 // The benchmark's node totals: the fingerprints of search and evaluation.
 
 #include <cstdlib>
+#include <regex>
 
 #include <gtest/gtest.h>
 
@@ -27,6 +28,18 @@ TEST(Bench, NodeTotalIsTheSignature) {
 TEST(Bench, NodeTotalWithTheNetworkIsTheOtherSignature) {
     std::string total = total_of({"-bench", "-d", "10"});
     EXPECT_NE(total.find(NETWORK_SIGNATURE), std::string::npos) << total;
+}
+
+TEST(Bench, TheWordEndsWithNodesAndSpeedAsFrameworksReadThem) {
+    // Nothing comes on standard input, which stays open.
+    Program program = start_program({"bench", "-d", "5"});
+    EXPECT_EQ(wait_exit(program, 60000), 0);
+
+    ASSERT_GE(program.lines.size(), 2u);
+    const std::string total = program.lines[program.lines.size() - 2];
+    const std::string nodes = total.substr(total.find("nodes= ") + 7);
+    const std::regex form(nodes.substr(0, nodes.find(',')) + " nodes [1-9][0-9]* nps");
+    EXPECT_TRUE(std::regex_match(program.lines.back(), form)) << program.lines.back();
 }
 
 // A path that the processor can't run is passed over in favour of the best one, and so tells

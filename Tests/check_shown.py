@@ -28,6 +28,7 @@ MASKS = [
     (r"\b(et= *|time= *|time )[0-9.]+", r"\1#"),
     (r"\b(nps= *|nps )[0-9.]+[KM]?", r"\1#"),
     (r"\bin [0-9.]+ seconds", "in # seconds"),
+    (r"\b[0-9]+ nps$", "# nps"),
     # Depth and time of a console's search line: "00] 08.   0.0      38K   -18  e7e6".
     (r"^(\d\d\] [0-9]+\.?) +[0-9.]+ +", r"\1 # "),
 ]

@@ -241,6 +241,20 @@ TEST_F(CommandLineChain, AValueCanChooseARunMode) {
     EXPECT_EQ(parse({"-scan_pgn1", "-bench"}).run_mode, MODE_BENCHMARK);
 }
 
+TEST_F(CommandLineChain, TheWordBenchCountsInTheFirstPlaceOnly) {
+    CommandLine line = parse({"bench", "-use_hce"});
+    EXPECT_EQ(line.run_mode, MODE_BENCHMARK);
+    EXPECT_TRUE(line.benchmark_here);
+    EXPECT_TRUE(line.benchmark_rate_line);
+    EXPECT_EQ(engine.max_depth, 10);
+    EXPECT_EQ(relaxed(shell.use_nn), 0);
+
+    parse({"bench", "-d", "4"});
+    EXPECT_EQ(engine.max_depth, 4);
+    EXPECT_EQ(parse({"-use_hce", "bench"}).run_mode, MODE_GAME);
+    EXPECT_EQ(parse({"Bench"}).run_mode, MODE_GAME);
+}
+
 TEST_F(CommandLineChain, RunModesAreChosenByTheirOptions) {
     EXPECT_EQ(parse({"-anepd", "suite.epd"}).run_mode, MODE_TEST_SUITE);
     EXPECT_STREQ(shell.epd_in_name, "suite.epd");
@@ -254,6 +268,7 @@ TEST_F(CommandLineChain, RunModesAreChosenByTheirOptions) {
     EXPECT_FALSE(parse({"-bench"}).benchmark_here);
     EXPECT_EQ(parse({"-pbench"}).run_mode, MODE_BENCHMARK);
     EXPECT_TRUE(parse({"-pbench"}).benchmark_here);
+    EXPECT_FALSE(parse({"-pbench"}).benchmark_rate_line);
     EXPECT_EQ(parse({"-mkconfig"}).run_mode, MODE_MAKE_CONFIG);
     EXPECT_EQ(parse({"-mkbook", "games.pgn"}).run_mode, MODE_MAKE_BOOK);
     EXPECT_STREQ(shell.games_in_name, "games.pgn");

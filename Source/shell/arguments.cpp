@@ -35,13 +35,14 @@ static void take_text(Cursor& cursor, const char* option, char* field, size_t si
     if (is(cursor, option)) copy_text(field, take_value(cursor), size);
 }
 
-static void parse_limits(Cursor& cursor) {
-    // Seconds that no run at a fixed depth or at fixed nodes is meant to reach. Below
-    // ANALYSIS_SECONDS, so that contempt counts as in a game.
-    constexpr float DEPTH_RUN_TIME = 10000.0f, NODES_RUN_TIME = 1000.0f;
+// Seconds that no run at a fixed depth or at fixed nodes is meant to reach. Below ANALYSIS_SECONDS,
+// so that contempt counts as in a game.
+constexpr float DEPTH_RUN_TIME = 10000.0f, NODES_RUN_TIME = 1000.0f;
 
-    if (is(cursor, "-d"))
-        set_limits({.depth = read_integer(take_value(cursor)), .move_time = DEPTH_RUN_TIME});
+static void limit_depth(int plies) { set_limits({.depth = plies, .move_time = DEPTH_RUN_TIME}); }
+
+static void parse_limits(Cursor& cursor) {
+    if (is(cursor, "-d")) limit_depth(read_integer(take_value(cursor)));
     if (is(cursor, "-t")) set_limits({.move_time = read_number(take_value(cursor))});
     if (is(cursor, "-n"))
         set_limits({.nodes = static_cast<uint64_t>(read_integer(take_value(cursor))),
@@ -141,11 +142,21 @@ static void parse_modes(Cursor& cursor, CommandLine& line) {
     parse_tuning(cursor, line);
 }
 
+// "bench" as first argument, the one word without a dash that counts. Options may follow it.
+static void parse_bench_word(const Cursor& cursor, CommandLine& line) {
+    constexpr int DEPTH = 10; // plies: two seconds, and the signature's depth
+    if (cursor.at >= cursor.count || !is(cursor, "bench")) return;
+    line.run_mode = MODE_BENCHMARK;
+    line.benchmark_here = line.benchmark_rate_line = true;
+    limit_depth(DEPTH);
+}
+
 // The tests for one argument are a chain, not alternatives: a value meets those that follow the
 // option that took it, so that "-noise -quiet" also acts as "-quiet". That is wanted.
 CommandLine parse_arguments(int argc, char** argv) {
-    CommandLine line = {MODE_GAME, false, false, 0};
+    CommandLine line = {MODE_GAME, false, false, false, 0};
     Cursor cursor = {argc, argv, 1};
+    parse_bench_word(cursor, line);
     for (; cursor.at < cursor.count && line.exit_status == 0; cursor.at++) {
         Personality& p = default_personality;
         if (is(cursor, "-uci")) set_relaxed(shell.uci_mode, 1);

@@ -34,7 +34,7 @@ static constexpr const char* POSITIONS[] = {
     "r2q3r/1p1bbQ2/4p1Bk/3pP3/1n1P1P1p/pP6/Pn4PP/R1B1R1K1 w - -",
 };
 
-void run_benchmark(bool on_main_thread) {
+void run_benchmark(bool on_main_thread, bool rate_line) {
     constexpr int DEFAULT_DEPTH = 17;   // plies, where no limit was given
     constexpr int MAX_BENCH_DEPTH = 50; // a deeper limit counts as none
     // Seconds. No time ends these searches; below ANALYSIS_SECONDS contempt counts as in a game.
@@ -47,6 +47,7 @@ void run_benchmark(bool on_main_thread) {
 
     // In single precision, as the totals have always been; the time never divides by 0.
     float total_nodes = 0.0f, total_time = 0.01f;
+    uint64_t exact_nodes = 0;
     for (int i = 0; i < static_cast<int>(std::size(POSITIONS)) && !shell.quit; i++) {
         set_position(main_thread->position, POSITIONS[i]);
         hash_clear(); // so that the total does not depend on the order of the positions
@@ -60,11 +61,15 @@ void run_benchmark(bool on_main_thread) {
 
         float elapsed = relaxed(engine.elapsed);
         total_nodes += static_cast<float>(engine.search_totals[TOTAL_NODES]);
+        exact_nodes += engine.search_totals[TOTAL_NODES];
         total_time += elapsed;
         PrintFormat("pos %2d: %6.2f seconds", i, static_cast<double>(elapsed));
     }
     PrintFormat("total time= %0.2f seconds, nodes= %.0f, nps= %.0f",
                 static_cast<double>(total_time), static_cast<double>(total_nodes),
                 static_cast<double>(total_nodes / total_time));
+    if (rate_line)
+        PrintFormat("%llu nodes %.0f nps", static_cast<unsigned long long>(exact_nodes),
+                    static_cast<double>(exact_nodes) / static_cast<double>(total_time));
     shell.quit = 1;
 }

@@ -112,7 +112,7 @@ static void run_game() {
 static void run_mode(const CommandLine& line) {
     switch (line.run_mode) {
     case MODE_GAME: run_game(); break;
-    case MODE_BENCHMARK: run_benchmark(line.benchmark_here); break;
+    case MODE_BENCHMARK: run_benchmark(line.benchmark_here, line.benchmark_rate_line); break;
     case MODE_NOTHING:
     case MODE_MAKE_CONFIG: break;
     case MODE_TEST_SUITE: run_test_suite(); break;

@@ -19,10 +19,11 @@ enum RunMode {
 };
 
 struct CommandLine {
-    RunMode run_mode;    // the last one named, else MODE_GAME
-    bool refused;        // a tuning mode was asked for, wherever it stood
-    bool benchmark_here; // -pbench: search on the main thread
-    int exit_status;     // not 0: the process ends with it at once, without a message
+    RunMode run_mode;         // the last one named, else MODE_GAME
+    bool refused;             // a tuning mode was asked for, wherever it stood
+    bool benchmark_here;      // -pbench, or "bench" as first argument: search on the main thread
+    bool benchmark_rate_line; // "bench" as first argument: end with the line that others read
+    int exit_status;          // not 0: the process ends with it at once, without a message
 };
 
 // The whole program: start-up in its fixed order, one run mode, shutdown. Returns the exit status.
