@@ -28,6 +28,8 @@ if(Python3_FOUND)
     # What the pages name is in the source, and what they show is what the program prints.
     add_script(names 60)
     add_script(shown 120 $<TARGET_FILE:mird>)
+    # What frameworks that test engines call.
+    add_script(make 60 $<TARGET_FILE:mird>)
 
     # These take long where many files have changed, so they begin first.
     foreach(name tidy includes)
