@@ -6,10 +6,9 @@
 
 #include <unistd.h>
 
+#include "Training/game_end.h"
 #include "Training/random_start.h"
 #include "base/text.h"
-#include "board/attack.h"
-#include "board/draw.h"
 #include "board/make.h"
 #include "eval/evaluate.h"
 #include "eval/nn.h"
@@ -79,56 +78,6 @@ static SearchAnswer think(const GameSettings& settings) {
     return search_by_nodes(nodes, nodes * HARD_FACTOR);
 }
 
-// Tells whether nobody can mate: a lone minor piece, or bishops on squares of one colour.
-static bool mate_is_impossible(const Position& pos) {
-    Bitboard bishops = 0, knights = 0;
-    for (int side : {WHITE, BLACK}) {
-        const Bitboard* own = pos.pieces[side];
-        if (own[PAWN] | own[ROOK] | own[QUEEN]) return false;
-        bishops |= own[BISHOP];
-        knights |= own[KNIGHT];
-    }
-    if (knights) return !bishops && pop_count(knights) == 1;
-    return !(bishops & LIGHT_SQUARES) || !(bishops & ~LIGHT_SQUARES);
-}
-
-constexpr int NO_RESULT = -1;
-
-// White's result where the rules end the game, else NO_RESULT.
-static int result_by_rules(Position& pos) {
-    if (all_legal_moves(pos).empty()) {
-        if (!king_in_check(pos)) return RESULT_DRAWN;
-        return pos.side == WHITE ? RESULT_LOST : RESULT_WON;
-    }
-    bool drawn = pos.halfmoves >= FIFTY_MOVES || mate_is_impossible(pos) || is_draw(pos, 0)
-              || pos.owner->undo_index >= MAX_GAME_PLIES;
-    return drawn ? RESULT_DRAWN : NO_RESULT;
-}
-
-namespace {
-
-// How long the scores have said the same.
-struct Verdict {
-    int won[2];  // plies in a row with a won score, by colour of the winner
-    int drawish; // plies in a row with a score near 0
-};
-
-} // namespace
-
-// Counts a score and returns White's result when that is clear, else NO_RESULT.
-static int result_by_score(Verdict& verdict, int white_score, int ply) {
-    constexpr int WON_SCORE = 1500, WON_PLIES = 4;
-    constexpr int DRAWISH_SCORE = 8, DRAWISH_PLIES = 10, DRAWISH_FROM = 80;
-
-    verdict.won[WHITE] = white_score >= WON_SCORE ? verdict.won[WHITE] + 1 : 0;
-    verdict.won[BLACK] = white_score <= -WON_SCORE ? verdict.won[BLACK] + 1 : 0;
-    verdict.drawish = std::abs(white_score) <= DRAWISH_SCORE ? verdict.drawish + 1 : 0;
-    if (verdict.won[WHITE] >= WON_PLIES) return RESULT_WON;
-    if (verdict.won[BLACK] >= WON_PLIES) return RESULT_LOST;
-    if (ply > DRAWISH_FROM && verdict.drawish >= DRAWISH_PLIES) return RESULT_DRAWN;
-    return NO_RESULT;
-}
-
 static StartKind draw_kind(Random& random, const GameSettings& settings) {
     int percent = random_below(random, 100);
     if (percent < settings.chess960_share) return StartKind::CHESS960;
@@ -141,6 +90,11 @@ static StartKind draw_kind(Random& random, const GameSettings& settings) {
 // game was interrupted.
 static int play_from_start(Game& game, const GameSettings& settings, Position& pos) {
     constexpr int LOPSIDED = 400; // score of the first search
+    constexpr VerdictRules RULES = {.won_score = 1500,
+                                    .won_plies = 4,
+                                    .drawish_score = 8,
+                                    .drawish_plies = 10,
+                                    .drawish_from = 80};
 
     Verdict verdict = {};
     game.plies = 0;
@@ -153,7 +107,7 @@ static int play_from_start(Game& game, const GameSettings& settings, Position& p
         int ply = pos.owner->undo_index;
         pack_ply(game.records[game.plies++], pos, answer.move, answer.score, ply);
         int white_score = pos.side == WHITE ? answer.score : -answer.score;
-        result = result_by_score(verdict, white_score, ply);
+        result = result_by_score(verdict, RULES, white_score, ply);
         if (result != NO_RESULT) return result;
         make_game_move(pos, answer.move);
     }
