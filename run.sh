@@ -39,6 +39,9 @@ has_format() { command -v clang-format; }
 has_tidy() { command -v clang-tidy; }
 has_includes() { command -v include-what-you-use; }
 has_python() { command -v python3; }
+has_slurm() { PATH=$PATH:/usr/sbin; command -v slurmd && command -v slurmctld && command -v munged; }
+has_parallel() { command -v parallel; }
+has_sshd() { PATH=$PATH:/usr/sbin; command -v sshd && command -v ssh; }
 
 # The name of a package. Arguments: package manager, what is needed.
 package_of() {
@@ -60,6 +63,11 @@ package_of() {
         *:format | *:tidy) echo clang ;;
         apt-get:includes | dnf:includes) echo iwyu ;;
         *:includes) echo include-what-you-use ;;
+        apt-get:slurm) echo slurm-wlm ;;
+        pacman:slurm) echo slurm-llnl ;;
+        pacman:sshd | apk:sshd) echo openssh ;;
+        *:sshd) echo openssh-server ;;
+        zypper:parallel) echo gnu_parallel ;;
         pacman:python) echo python ;;
         *:python) echo python3 ;;
         *) echo "$2" ;; # cmake and make have one name everywhere
@@ -67,7 +75,7 @@ package_of() {
 }
 
 # Sees to it that each of the arguments (compiler, cmake, make, googletest,
-# format, tidy, includes, python) is there. Says in one line what is still
+# format, tidy, includes, python, slurm, parallel, sshd) is there. Says in one line what is still
 # missing after that and fails.
 need() {
     missing=

@@ -5,8 +5,8 @@
 #   ./test.sh --quick   the same, whatever MIRD_CI says
 #
 # With MIRD_CI set, clang-tidy and include-what-you-use look at all files and not
-# only at those that have changed, and a Debug build, a clang++ build and two
-# sanitizer builds follow. Tests that need large data look for it where
+# only at those that have changed, the training programs are built and run by Slurm
+# and over ssh, and a Debug build, a clang++ build and two sanitizer builds follow. Tests that need large data look for it where
 # MIRD_TEST_DATA says.
 # Exit status 0 means that every stage was passed; the first failure ends the run.
 
@@ -24,6 +24,9 @@ MIRD_FUNCTIONS_ONLY=1
 need compiler cmake make googletest
 # The checks of the source that a missing one serves are left out.
 for tool in python format tidy includes; do need "$tool" || true; done
+if [ -n "${MIRD_CI:-}" ]; then
+    for tool in slurm parallel sshd; do need "$tool" || true; done
+fi
 
 jobs=$(nproc)
 command -v make >/dev/null 2>&1 || export CMAKE_GENERATOR=Ninja

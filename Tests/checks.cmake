@@ -31,6 +31,13 @@ if(Python3_FOUND)
     # What frameworks that test engines call.
     add_script(make 60 $<TARGET_FILE:mird>)
 
+    # Jobs of Training/cluster in shards, without servers, by Slurm and on two hosts.
+    foreach(how alone slurm hosts)
+        add_check(cluster_${how} 900 ${Python3_EXECUTABLE}
+            ${CMAKE_CURRENT_SOURCE_DIR}/check_cluster.py ${how} ${PROJECT_BINARY_DIR})
+        set_tests_properties(cluster_${how} PROPERTIES RESOURCE_LOCK build COST 1000)
+    endforeach()
+
     # These take long where many files have changed, so they begin first.
     foreach(name tidy includes)
         add_script(${name} 1200 ${CMAKE_CURRENT_BINARY_DIR}/known_to_${name}.txt)
@@ -54,3 +61,4 @@ target_compile_options(mird_headers PRIVATE -O0 -g0)
 target_link_libraries(mird_headers PRIVATE mird_plain_code)
 set_target_properties(mird_headers PROPERTIES INTERPROCEDURAL_OPTIMIZATION_RELEASE OFF)
 add_check(headers 300 ${CMAKE_COMMAND} --build ${PROJECT_BINARY_DIR} --target mird_headers)
+set_tests_properties(headers PROPERTIES RESOURCE_LOCK build)
