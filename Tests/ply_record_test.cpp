@@ -1,19 +1,14 @@
-// Records of training positions: packing, their flags and filter, the files that hold them.
+// Records of training positions: packing, their flags and filter.
 
-#include "search_fixture.h"
-
-#include <filesystem>
+#include "training_support.h"
 
 #include "Training/game_check.h"
-#include "Training/ply_file.h"
 #include "Training/ply_filter.h"
 #include "Training/ply_record.h"
-#include "Training/selfplay_game.h"
 
 namespace {
 
 class TrainingRecord : public SearchTest {};
-class TrainingFile : public SearchTest {};
 
 // All of a position but its history.
 std::string everything(const Position& pos) {
@@ -46,41 +41,9 @@ void expect_round_trip(Position& pos) {
     EXPECT_EQ(everything(pos), before);
 }
 
-// A short game, as its records.
-Game short_game() {
-    Game game = {};
-    Position& pos = set_up(START_FEN);
-    for (const char* text : {"e2e4", "e7e5", "g1f3", "b8c6", "f1b5"}) {
-        PlyRecord& record = game.records[game.plies];
-        Move move = find_move(pos, text);
-        pack_ply(record, pos, move, 20 - game.plies, game.plies);
-        int result = pos.side == WHITE ? RESULT_WON : RESULT_LOST;
-        record.state = static_cast<uint8_t>(record.state | result << RECORD_RESULT_SHIFT);
-        make_game_move(pos, move);
-        game.plies++;
-    }
-    game.records[0].place |= RECORD_FIRST;
-    return game;
-}
-
 const char* check(const Game& game) {
     int bad = 0;
     return check_game(game.records, game.plies, bad);
-}
-
-std::string new_file() { return fresh_directory() + "/games.ply"; }
-
-// Writes that many copies of the short game.
-void write_games(const std::string& name, int games) {
-    PlyFile file = {-1, {}};
-    ASSERT_EQ(open_ply_file(file, name.c_str(), 7), nullptr);
-    for (int i = 0; i < games; i++) ASSERT_TRUE(append_game(file, short_game()));
-    close_ply_file(file);
-}
-
-void cut(const std::string& name, int bytes) {
-    auto size = std::filesystem::file_size(name);
-    std::filesystem::resize_file(name, size - static_cast<uintmax_t>(bytes));
 }
 
 } // namespace
@@ -222,86 +185,4 @@ TEST_F(TrainingRecord, CheckFindsWhatDoesNotFit) {
     EXPECT_EQ(wrong([](Game& g) { g.records[1].state ^= RECORD_CHESS960; }),
               "the start has changed");
     EXPECT_EQ(wrong([](Game& g) { g.records[0].units[0] = 0; }), "it is no position");
-}
-
-TEST_F(TrainingFile, NewFileHasAHeader) {
-    std::string name = new_file();
-    write_games(name, 0);
-    DataFile data;
-    ASSERT_TRUE(open_data_file(data, name.c_str()));
-    EXPECT_EQ(data.seed, 7u);
-    EXPECT_EQ(data.records, 0u);
-    EXPECT_EQ(data.torn, 0u);
-    fclose(data.file);
-    EXPECT_EQ(std::filesystem::file_size(name), sizeof(DataHeader));
-}
-
-TEST_F(TrainingFile, GamesAreReadAsTheyWereWritten) {
-    std::string name = new_file();
-    write_games(name, 2);
-    DataFile data;
-    ASSERT_TRUE(open_data_file(data, name.c_str()));
-    EXPECT_EQ(data.records, 10u);
-    Game read = {5, {}};
-    ASSERT_EQ(fread(read.records, sizeof(PlyRecord), 5, data.file), 5u);
-    EXPECT_EQ(memcmp(read.records, short_game().records, 5 * sizeof(PlyRecord)), 0);
-    fclose(data.file);
-}
-
-TEST_F(TrainingFile, TornGameIsNotRead) {
-    for (int bytes : {1, 31, 33, 100}) {
-        std::string name = new_file();
-        write_games(name, 2);
-        cut(name, bytes);
-        DataFile data;
-        ASSERT_TRUE(open_data_file(data, name.c_str()));
-        EXPECT_EQ(data.records, 5u) << bytes;
-        EXPECT_EQ(data.torn, 160u - static_cast<unsigned>(bytes));
-        fclose(data.file);
-    }
-}
-
-TEST_F(TrainingFile, TornGameIsCutOffBeforeTheNext) {
-    std::string name = new_file();
-    write_games(name, 3);
-    cut(name, 40);
-
-    PlyFile file = {-1, {}};
-    ASSERT_EQ(open_ply_file(file, name.c_str(), 7), nullptr);
-    EXPECT_EQ(file.counts.games, 2u);
-    EXPECT_EQ(file.counts.positions, 10u);
-    EXPECT_EQ(file.counts.kept, 0u) << "all of them are openings";
-    close_ply_file(file);
-    EXPECT_EQ(std::filesystem::file_size(name), sizeof(DataHeader) + 320);
-}
-
-TEST_F(TrainingFile, TornHeaderIsReplaced) {
-    std::string name = new_file();
-    write_games(name, 0);
-    cut(name, 3);
-    write_games(name, 1);
-    EXPECT_EQ(std::filesystem::file_size(name), sizeof(DataHeader) + 160);
-}
-
-TEST_F(TrainingFile, ForeignFileIsLeftAlone) {
-    std::string name = new_file();
-    PlyFile file = {-1, {}};
-    FILE* text = fopen(name.c_str(), "w");
-    fputs("a text that is longer than a header\n", text);
-    fclose(text);
-
-    EXPECT_STREQ(open_ply_file(file, name.c_str(), 7), "is no file of self-play games");
-    EXPECT_EQ(read_lines(name)[0], "a text that is longer than a header");
-    EXPECT_EQ(file.descriptor, -1);
-    EXPECT_STREQ(open_ply_file(file, (name + "/x").c_str(), 7), "can't be opened for writing");
-}
-
-TEST_F(TrainingFile, OtherSeedAndSecondWriterAreRefused) {
-    std::string name = new_file();
-    write_games(name, 1);
-    PlyFile file = {-1, {}}, second = {-1, {}};
-    EXPECT_STREQ(open_ply_file(file, name.c_str(), 8), "was made with another seed");
-    ASSERT_EQ(open_ply_file(file, name.c_str(), 7), nullptr);
-    EXPECT_STREQ(open_ply_file(second, name.c_str(), 7), "is in use");
-    close_ply_file(file);
 }

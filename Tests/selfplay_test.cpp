@@ -11,6 +11,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "Training/data_file.h"
 #include "Training/game_check.h"
 #include "Training/random_start.h"
 #include "Training/workers.h"
@@ -189,7 +190,8 @@ TEST_F(Selfplay, SameSeedGivesTheSameBytes) {
         std::string bytes = bytes_of(ply_file_name(first, worker));
         EXPECT_GT(bytes.size(), 1000u);
         EXPECT_EQ(bytes, bytes_of(ply_file_name(second, worker)));
-        EXPECT_NE(bytes.substr(16), bytes_of(ply_file_name(other, worker)).substr(16));
+        EXPECT_NE(bytes.substr(sizeof(DataHeader)),
+                  bytes_of(ply_file_name(other, worker)).substr(sizeof(DataHeader)));
     }
     EXPECT_NE(bytes_of(ply_file_name(first, 0)), bytes_of(ply_file_name(first, 1)));
 }
@@ -208,6 +210,36 @@ TEST_F(Selfplay, ResumedRunGoesOnWhereItStopped) {
         EXPECT_EQ(bytes_of(ply_file_name(parts, worker)), bytes_of(ply_file_name(whole, worker)));
     ASSERT_EQ(run_selfplay(parts), 0) << "nothing is left to do";
     EXPECT_EQ(bytes_of(torn), bytes_of(ply_file_name(whole, 1)));
+}
+
+TEST_F(Selfplay, OtherSettingsAreRefusedInOneLine) {
+    SelfplaySettings settings = small_run(2);
+    ASSERT_EQ(run_selfplay(settings), 0);
+    const std::string name = ply_file_name(settings, 0), before = bytes_of(name);
+    auto refusal = [&name](const SelfplaySettings& other) {
+        testing::internal::CaptureStderr();
+        EXPECT_EQ(run_selfplay(other), 1);
+        std::string text = testing::internal::GetCapturedStderr();
+        return text.substr(0, name.size()) == name ? text.substr(name.size()) : text;
+    };
+    SelfplaySettings other = settings;
+    other.games = 4;
+    other.game.nodes = 100;
+    EXPECT_EQ(refusal(other), " was made with nodes 200, not 100\n");
+    other.game.nodes = 200;
+    other.hash_mb = 2;
+    EXPECT_EQ(refusal(other), " was made with hash 1, not 2\n");
+    other.hash_mb = 1;
+    other.game.openings = {START_FEN};
+    EXPECT_EQ(refusal(other).substr(0, 24), " was made with openings ");
+    other.game.openings.clear();
+    EXPECT_EQ(refusal(other), " was made with openings-share 30, not 0\n");
+    other = settings;
+    testing::internal::CaptureStdout();
+    ASSERT_TRUE(choose_evaluation("embedded"));
+    testing::internal::GetCapturedStdout();
+    EXPECT_EQ(refusal(other).substr(0, 36), " was made with network by hand, not ");
+    EXPECT_EQ(bytes_of(name), before);
 }
 
 TEST_F(Selfplay, GoalOfPositionsEndsTheRun) {

@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <filesystem>
 
+#include "Training/data_file.h"
 #include "base/random.h"
 
 double score_probability(double score) { return 1.0 / (1.0 + std::exp(-SCORE_SLOPE * score)); }
@@ -65,7 +66,7 @@ bool read_ply_file(PlySets& sets, const std::string& path, PlyUse use) {
     std::vector<PlyRecord> records(data.records);
     records.resize(fread(records.data(), sizeof(PlyRecord), records.size(), data.file));
     fclose(data.file);
-    sort_records(sets, records, data.seed, use);
+    sort_records(sets, records, data.header.seed, use);
     return true;
 }
 

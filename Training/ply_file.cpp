@@ -1,5 +1,6 @@
 #include "Training/ply_file.h"
 
+#include <cstdio>
 #include <cstring>
 
 #include <fcntl.h>
@@ -7,6 +8,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "Training/data_file.h"
+#include "Training/data_header.h"
 #include "Training/ply_filter.h"
 #include "Training/ply_record.h"
 #include "Training/selfplay_game.h"
@@ -17,53 +20,71 @@ static void count_record(GameCounts& counts, const PlyRecord& record) {
     if (judge_ply(record, PLY_FOR_ANY) == PLY_KEPT) counts.kept++;
 }
 
-// Counts the whole games of a file and tells how many bytes they take, header included. Returns
-// null, or the reason why the file can't be read.
-static const char* count_games(GameCounts& counts, off_t& bytes, const char* name, uint32_t seed) {
-    DataFile data;
-    if (!open_data_file(data, name)) return "is no file of self-play games";
-    const char* reason = data.seed == seed ? nullptr : "was made with another seed";
-    PlyRecord record;
-    for (uint64_t i = 0; i < data.records && !reason; i++) {
-        if (fread(&record, sizeof record, 1, data.file) == 1) count_record(counts, record);
-        else reason = "can't be read";
+// Tells whether a file that is shorter than the header is a part of it.
+static bool is_begun_header(FILE* file, const DataHeader& header) {
+    char bytes[sizeof header];
+    const size_t count = fread(bytes, 1, sizeof bytes, file);
+    return count < sizeof bytes && memcmp(bytes, &header, count) == 0;
+}
+
+std::string reason_against(const char* name, const DataHeader& header) {
+    FILE* file = fopen(name, "rb");
+    if (!file) return access(name, F_OK) == 0 ? "can't be read" : "";
+    DataHeader found;
+    std::string reason;
+    if (read_data_header(found, file)) {
+        if (found.kind == DATA_UNKNOWN) reason = "is of the old form, which is only read";
+        else if (reason = differing_setting(found, header); !reason.empty())
+            reason = "was made with " + reason;
+    } else {
+        rewind(file);
+        if (!is_begun_header(file, header)) reason = "is no file of self-play games";
     }
-    fclose(data.file);
-    bytes = static_cast<off_t>(sizeof(DataHeader) + data.records * sizeof record);
+    fclose(file);
     return reason;
 }
 
-static bool write_header(int descriptor, uint32_t seed) {
-    DataHeader header = {{}, sizeof(PlyRecord), seed};
-    memcpy(header.magic, DATA_MAGIC, sizeof header.magic);
-    return ftruncate(descriptor, 0) == 0
-        && write(descriptor, &header, sizeof header) == static_cast<ssize_t>(sizeof header);
+// Counts the whole games of a file and tells how many bytes they take, header included. A file that
+// was cut off inside its header has 0. Returns false if the file can't be read.
+static bool count_games(GameCounts& counts, off_t& bytes, const char* name) {
+    DataFile data;
+    bytes = 0;
+    if (!open_data_file(data, name)) return true;
+    PlyRecord record;
+    uint64_t read = 0;
+    while (read < data.records && fread(&record, sizeof record, 1, data.file) == 1) {
+        count_record(counts, record);
+        read++;
+    }
+    fclose(data.file);
+    bytes = static_cast<off_t>(data.header.header_size + data.records * sizeof record);
+    return read == data.records;
 }
 
-// Makes an open file ready for appending. Returns null, or the reason why it can't be used.
-static const char* resume_file(GameCounts& counts, int descriptor, const char* name,
-                               uint32_t seed) {
+// Makes an open file ready for appending. Returns the reason why it can't be used, or nothing.
+static std::string resume_file(GameCounts& counts, int descriptor, const char* name,
+                               const DataHeader& header) {
     // Two processes would mix their games.
     if (flock(descriptor, LOCK_EX | LOCK_NB) != 0) return "is in use";
-    struct stat status = {};
-    if (fstat(descriptor, &status) != 0) return "can't be read";
-    if (status.st_size < static_cast<off_t>(sizeof(DataHeader)))
-        return write_header(descriptor, seed) ? nullptr : "can't be written";
+    std::string reason = reason_against(name, header);
+    if (!reason.empty()) return reason;
     off_t bytes = 0;
-    if (const char* reason = count_games(counts, bytes, name, seed)) return reason;
-    return ftruncate(descriptor, bytes) == 0 ? nullptr : "can't be written";
+    if (!count_games(counts, bytes, name)) return "can't be read";
+    if (ftruncate(descriptor, bytes) != 0) return "can't be written";
+    constexpr auto HEADER_BYTES = static_cast<ssize_t>(sizeof header);
+    if (bytes == 0 && write(descriptor, &header, sizeof header) != HEADER_BYTES)
+        return "can't be written";
+    return "";
 }
 
-const char* open_ply_file(PlyFile& file, const char* name, uint32_t seed) {
+std::string open_ply_file(PlyFile& file, const char* name, const DataHeader& header) {
     int descriptor = open(name, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0666);
     if (descriptor < 0) return "can't be opened for writing";
     GameCounts counts = {};
-    if (const char* reason = resume_file(counts, descriptor, name, seed)) {
-        close(descriptor);
-        return reason;
-    }
-    file = {descriptor, counts};
-    return nullptr;
+    std::string reason = resume_file(counts, descriptor, name, header);
+    if (reason.empty()) file = {descriptor, counts};
+    else close(descriptor);
+    return reason;
 }
 
 bool append_game(PlyFile& file, const Game& game) {

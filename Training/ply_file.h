@@ -7,7 +7,9 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 
+struct DataHeader;
 struct Game;
 
 // What a file holds.
@@ -22,11 +24,16 @@ struct PlyFile {
     GameCounts counts; // with the games written since it was opened
 };
 
+// Why the games of a run with this header can't go into the file, as the end of a sentence that
+// begins with the file's name: it holds something else, was made with other settings, of which the
+// first is named, or can't be read. Empty if they can, and where there is no file yet.
+std::string reason_against(const char* name, const DataHeader& header);
+
 // Opens the file for appending and counts what is there; a new file, or one that was cut off inside
-// its header, gets a header with the seed. A torn game is cut off. Until it is closed no other
-// process can open it. Returns null, or the reason why it can't be used: it holds something else,
-// has another seed, is in use or not writable.
-const char* open_ply_file(PlyFile& file, const char* name, uint32_t seed);
+// the same header, gets the header. A torn game is cut off. Until it is closed no other process can
+// open it. Returns an empty text, or the reason why it can't be used: one of those above, or it is
+// in use or not writable.
+std::string open_ply_file(PlyFile& file, const char* name, const DataHeader& header);
 
 // Appends a finished game. Returns false if it could not be written; what was written of it is
 // cut off again where that is possible.

@@ -1,7 +1,6 @@
 #include "Training/ply_record.h"
 
 #include <algorithm>
-#include <cstring>
 
 #include "board/attack.h"
 #include "board/castling.h"
@@ -26,7 +25,7 @@ void pack_ply(PlyRecord& record, const Position& pos, Move move, int score, int 
 
     int ep = pos.ep_square == NO_SQUARE ? 0 : file_of(pos.ep_square) + 1;
     int place = std::min(ply, RECORD_PLY) | ep << RECORD_EP_SHIFT;
-    if (captures_or_promotes(pos, move)) place |= RECORD_TACTICAL;
+    if (move != NULL_MOVE && captures_or_promotes(pos, move)) place |= RECORD_TACTICAL;
     if (king_in_check(pos)) place |= RECORD_CHECK;
     record.place = static_cast<uint16_t>(place);
     record.state = static_cast<uint8_t>(pos.side | pos.castling << RECORD_CASTLING_SHIFT);
@@ -92,36 +91,5 @@ bool unpack_ply(Position& pos, const PlyRecord& record) {
         pos.ep_square = static_cast<uint8_t>((pos.side == WHITE ? 40 : 16) + ep - 1);
     pos.halfmoves = record.halfmoves;
     compute_keys(pos);
-    return true;
-}
-
-// Number of records in front of the last game.
-static uint64_t without_last_game(FILE* file, uint64_t records) {
-    while (records > 0) {
-        PlyRecord record;
-        records--;
-        auto place = static_cast<long>(sizeof(DataHeader) + records * sizeof record);
-        if (fseek(file, place, SEEK_SET) != 0 || fread(&record, sizeof record, 1, file) != 1)
-            return 0;
-        if (record.place & RECORD_FIRST) break;
-    }
-    return records;
-}
-
-bool open_data_file(DataFile& data, const char* name) {
-    FILE* file = fopen(name, "rb");
-    if (!file) return false;
-    DataHeader header;
-    if (fread(&header, sizeof header, 1, file) != 1
-        || memcmp(header.magic, DATA_MAGIC, sizeof header.magic) != 0
-        || header.record_size != sizeof(PlyRecord) || fseek(file, 0, SEEK_END) != 0) {
-        fclose(file);
-        return false;
-    }
-    auto bytes = static_cast<uint64_t>(ftell(file)) - sizeof header;
-    uint64_t records = bytes / sizeof(PlyRecord);
-    if (bytes % sizeof(PlyRecord) != 0) records = without_last_game(file, records);
-    data = {file, header.seed, records, bytes - records * sizeof(PlyRecord)};
-    fseek(file, sizeof header, SEEK_SET);
     return true;
 }

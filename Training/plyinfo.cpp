@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "Training/command_line.h"
+#include "Training/data_file.h"
 #include "Training/game_check.h"
 #include "Training/ply_filter.h"
 #include "Training/ply_record.h"

@@ -91,9 +91,7 @@ static std::string base_position(Random& random, StartKind kind,
     }
 }
 
-// Tells whether each castling right belongs to the outermost rook of its wing, as in any text or
-// record that doesn't name the rook.
-static bool castles_with_outer_rooks(const Position& pos) {
+bool castles_with_outer_rooks(const Position& pos) {
     for (int right = 0; right < CASTLING_RIGHTS; right++) {
         if (!has_right(pos, right)) continue;
         int rook = pos.castle_rook[right];

@@ -24,6 +24,10 @@ std::string chess960_start(int number);
 // false if the file can't be read.
 bool read_openings(std::vector<std::string>& openings, const char* name);
 
+// Tells whether each castling right belongs to the outermost rook of its wing, as in any text or
+// record that doesn't name the rook.
+bool castles_with_outer_rooks(const Position& pos);
+
 // Sets up a start of that kind and plays random moves: 8 or 9, and 2 or 3 from an opening, of
 // which there is at least one then. No move gives away more than a minor piece by static exchange.
 // Returns false, with a position that is no start, when the moves lead to one without such a move,

@@ -1,38 +1,75 @@
 // relabel: scores self-play data anew under a network, or makes more positions from it.
 
 #include <algorithm>
+#include <cstdint>
 #include <cstdio>
-#include <cstring>
 #include <string>
 #include <vector>
 
 #include "Training/command_line.h"
+#include "Training/data_file.h"
+#include "Training/data_header.h"
 #include "Training/relabelling.h"
+#include "Training/scorer.h"
 #include "shell/start.h"
 
-static bool read_records(DataHeader& header, std::vector<PlyRecord>& records, const char* path) {
-    DataFile data;
-    if (!open_data_file(data, path)) {
-        fprintf(stderr, "%s: no data file\n", path);
-        return false;
+// What is to be said about the records that will be made from a file with this header.
+static DataHeader header_of_results(const DataHeader& source, const RelabelSettings& settings,
+                                    const Scorer& scorer) {
+    const bool neighbours = settings.neighbours > 0;
+    DataHeader header = new_data_header(neighbours ? DATA_NEIGHBOURS : DATA_RESCORED, source.seed);
+    header.scorer = scorer;
+    header.run_seed = source.run_seed;
+    header.worker = source.worker;
+    header.chess960_share = source.chess960_share;
+    header.openings_share = source.openings_share;
+    header.openings = source.openings;
+    header.source_kind = source.kind;
+    header.source = source.scorer;
+    if (!neighbours) {
+        header.whole_games = source.whole_games;
+        return header;
     }
-    memcpy(header.magic, DATA_MAGIC, sizeof header.magic);
-    header.record_size = sizeof(PlyRecord);
-    header.seed = data.seed;
-    records.resize(data.records);
-    records.resize(fread(records.data(), sizeof(PlyRecord), records.size(), data.file));
-    fclose(data.file);
-    return true;
+    header.neighbours = static_cast<uint32_t>(settings.neighbours);
+    header.max_steps = static_cast<uint32_t>(settings.max_steps);
+    header.steps_seed = settings.seed;
+    return header;
 }
 
-static bool write_records(const DataHeader& header, const std::vector<PlyRecord>& records,
-                          const char* path) {
-    FILE* file = fopen(path, "wb");
-    if (!file) return false;
-    bool written =
-        fwrite(&header, sizeof header, 1, file) == 1
-        && fwrite(records.data(), sizeof(PlyRecord), records.size(), file) == records.size();
-    return fclose(file) == 0 && written;
+// Works through the file part by part, so that a file may be larger than memory. Returns the number
+// of records written, or -1 if something failed.
+static int64_t relabel_file(DataWriter& writer, DataFile& data, const RelabelSettings& settings) {
+    constexpr uint64_t PART_RECORDS = 1 << 20;
+    int64_t written = 0;
+    RelabelPart part = {{}, 0, data.records};
+    std::vector<PlyRecord> results;
+    for (; part.first < data.records; part.first += part.records.size()) {
+        part.records.resize(std::min(PART_RECORDS, data.records - part.first));
+        if (fread(part.records.data(), sizeof(PlyRecord), part.records.size(), data.file)
+                != part.records.size()
+            || !relabel_records(results, part, settings)
+            || !write_records(writer, results.data(), results.size()))
+            return -1;
+        written += static_cast<int64_t>(results.size());
+    }
+    return written;
+}
+
+// Makes the new file. Returns false after a message if that failed; then there is none.
+static bool make_file(const char* name, DataFile& data, const RelabelSettings& settings,
+                      const Scorer& scorer) {
+    DataWriter writer;
+    int64_t written = -1;
+    if (begin_data_file(writer, name, header_of_results(data.header, settings, scorer))) {
+        written = relabel_file(writer, data, settings);
+        if (written < 0) abandon_data_file(writer);
+        else if (!finish_data_file(writer)) written = -1;
+    }
+    if (written < 0) fprintf(stderr, "can't make %s\n", name);
+    else
+        printf("%llu records in, %lld out\n", static_cast<unsigned long long>(data.records),
+               static_cast<long long>(written));
+    return written >= 0;
 }
 
 int main(int argc, char** argv) {
@@ -56,16 +93,17 @@ int main(int argc, char** argv) {
     if (!read_arguments(usage, argc, argv, names)) return 1;
     settings.workers = std::clamp(settings.workers, 1, MAX_WORKERS);
 
-    DataHeader header;
-    std::vector<PlyRecord> records;
-    if (!read_records(header, records, names[0].c_str())) return 1;
-    if (!init_engine() || !prepare_relabelling(settings, network.c_str())) return 1;
-    std::vector<PlyRecord> results = relabel_records(records, settings);
-    if (results.empty() || !write_records(header, results, names[1].c_str())) {
-        fprintf(stderr, "can't make %s\n", names[1].c_str());
+    DataFile data;
+    if (!open_data_file(data, names[0].c_str())) {
+        fprintf(stderr, "%s: no data file\n", names[0].c_str());
         return 1;
     }
-    printf("%zu records in, %zu out\n", records.size(), results.size());
+    if (!init_engine()) return 1;
+    Scorer scorer;
+    bool done = prepare_relabelling(settings, network.c_str())
+             && describe_scorer(scorer, settings.nodes, settings.hash_mb)
+             && make_file(names[1].c_str(), data, settings, scorer);
+    fclose(data.file);
     shut_down_engine();
-    return 0;
+    return done ? 0 : 1;
 }

@@ -72,7 +72,14 @@ bool relabel_record(PlyRecord& record, const RelabelSettings& settings) {
     Position& pos = main_thread->position;
     if (!unpack_ply(pos, record) || king_in_check(pos) || all_legal_moves(pos).empty())
         return false;
-    record.score = static_cast<int16_t>(find_answer(pos, settings).score);
+    const Answer answer = find_answer(pos, settings);
+    record.score = static_cast<int16_t>(answer.score);
+    if (record.move == NULL_MOVE && answer.move != NULL_MOVE) {
+        PlyRecord packed;
+        pack_ply(packed, pos, answer.move, answer.score, record_ply(record));
+        record.move = answer.move;
+        record.place = packed.place | (record.place & RECORD_FIRST);
+    }
     return true;
 }
 
@@ -87,15 +94,14 @@ bool make_neighbour(PlyRecord& neighbour, const PlyRecord& record, const Relabel
         make_game_move(pos, moves[next_random(random) % moves.size()]);
     }
     if (king_in_check(pos) || all_legal_moves(pos).empty()) return false;
+    if (!castles_with_outer_rooks(pos)) return false; // a record can't hold it
 
     // What training would drop whatever the search says needs no search.
     const int ply = record_ply(record);
     pack_ply(neighbour, pos, NULL_MOVE, 0, ply);
-    neighbour.place &= static_cast<uint16_t>(~RECORD_TACTICAL);
     if (judge_ply(neighbour, PLY_FOR_NETWORK) != PLY_KEPT) return false;
     const Answer answer = find_answer(pos, settings);
     pack_ply(neighbour, pos, answer.move, answer.score, ply);
-    if (answer.move == NULL_MOVE) neighbour.place &= static_cast<uint16_t>(~RECORD_TACTICAL);
     if (!answer.quiet) return false;
     neighbour.state |= static_cast<uint8_t>(NO_RESULT_KNOWN << RECORD_RESULT_SHIFT);
     neighbour.state |= static_cast<uint8_t>(record.state & RECORD_CHESS960);
@@ -128,19 +134,21 @@ static void work_at(const PlyRecord& record, PlyRecord* out, const RelabelSettin
         if (!make_neighbour(out[i], record, settings, random)) out[i] = {};
 }
 
-static void run_worker(SharedState& shared, const std::vector<PlyRecord>& records, PlyRecord* out,
+static void run_worker(SharedState& shared, const RelabelPart& part, PlyRecord* out,
                        const RelabelSettings& settings) {
+    const std::vector<PlyRecord>& records = part.records;
     const size_t results = static_cast<size_t>(std::max(settings.neighbours, 1));
     for (;;) {
         size_t begin = shared.next.fetch_add(1) * CHUNK_RECORDS;
         if (begin >= records.size()) return;
         size_t end = std::min(records.size(), begin + CHUNK_RECORDS);
         for (size_t i = begin; i < end; i++)
-            work_at(records[i], out + i * results, settings, {settings.seed << 40 ^ i});
-        uint64_t done = shared.done.fetch_add(end - begin) + (end - begin);
+            work_at(records[i], out + i * results, settings,
+                    {mix_seed(settings.seed, part.first + i)});
+        uint64_t done = part.first + shared.done.fetch_add(end - begin) + (end - begin);
         if (done / REPORT_RECORDS != (done - (end - begin)) / REPORT_RECORDS)
-            fprintf(stderr, "%llu of %zu records\n", static_cast<unsigned long long>(done),
-                    records.size());
+            fprintf(stderr, "%llu of %llu records\n", static_cast<unsigned long long>(done),
+                    static_cast<unsigned long long>(part.whole));
     }
 }
 
@@ -169,13 +177,13 @@ static bool wait_for(const std::vector<pid_t>& workers) {
     return all_well;
 }
 
-std::vector<PlyRecord> relabel_records(const std::vector<PlyRecord>& records,
-                                       const RelabelSettings& settings) {
+bool relabel_records(std::vector<PlyRecord>& results, const RelabelPart& part,
+                     const RelabelSettings& settings) {
     constexpr size_t HEAD_BYTES = 64;
-    const size_t results = records.size() * static_cast<size_t>(std::max(settings.neighbours, 1));
-    const size_t bytes = HEAD_BYTES + results * sizeof(PlyRecord);
+    const size_t most = part.records.size() * static_cast<size_t>(std::max(settings.neighbours, 1));
+    const size_t bytes = HEAD_BYTES + most * sizeof(PlyRecord);
     void* memory = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
-    if (memory == MAP_FAILED) return {};
+    if (memory == MAP_FAILED) return false;
     auto* shared = new (memory) SharedState{};
     auto* out = reinterpret_cast<PlyRecord*>(static_cast<char*>(memory) + HEAD_BYTES);
 
@@ -185,15 +193,14 @@ std::vector<PlyRecord> relabel_records(const std::vector<PlyRecord>& records,
     for (int i = 0; i < settings.workers && all_well; i++) {
         pid_t pid = fork();
         if (pid == 0) {
-            run_worker(*shared, records, out, settings);
+            run_worker(*shared, part, out, settings);
             _exit(0);
         }
         all_well = pid > 0;
         if (pid > 0) workers.push_back(pid);
     }
     all_well = wait_for(workers) && all_well;
-    std::vector<PlyRecord> gathered;
-    if (all_well) gathered = gather(records, out, settings);
+    if (all_well) results = gather(part.records, out, settings);
     munmap(memory, bytes);
-    return gathered;
+    return all_well;
 }

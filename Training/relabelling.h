@@ -25,7 +25,8 @@ struct RelabelSettings {
 // engine up for searches by nodes. Returns false, after a message on standard error, if that fails.
 bool prepare_relabelling(const RelabelSettings& settings, const char* network);
 
-// Scores the record's position anew by a search. Returns false, with the record unchanged, if it is
+// Scores the record's position anew by a search; a record that has no best move gets the search's,
+// with its mark. Returns false, with the record unchanged, if it is
 // no position or has no legal move.
 bool relabel_record(PlyRecord& record, const RelabelSettings& settings);
 
@@ -34,8 +35,17 @@ bool relabel_record(PlyRecord& record, const RelabelSettings& settings);
 bool make_neighbour(PlyRecord& neighbour, const PlyRecord& record, const RelabelSettings& settings,
                     Random& random);
 
-// Scores all records of a file anew that training would use; the others stay as they are. With
-// neighbours the result holds each game's first record, so that games keep their numbers, and what
-// could be made of the records that training would use. Empty if a worker failed.
-std::vector<PlyRecord> relabel_records(const std::vector<PlyRecord>& records,
-                                       const RelabelSettings& settings);
+// Records of a file that are worked at together.
+struct RelabelPart {
+    std::vector<PlyRecord> records;
+    uint64_t first; // number of the first one in the file, from 0 on
+    uint64_t whole; // records of the whole file, for messages
+};
+
+// Scores all records of a part anew that training would use; the others stay as they are. With
+// neighbours the results are each game's first record, so that games keep their numbers, and what
+// could be made of the records that training would use. What is made of a record depends on its
+// number and the seed, not on the part that it is in. Returns false, with `results` unchanged, if a
+// worker failed.
+bool relabel_records(std::vector<PlyRecord>& results, const RelabelPart& part,
+                     const RelabelSettings& settings);

@@ -57,8 +57,7 @@ bool choose_evaluation(const char* network) {
     return false;
 }
 
-// Forgets all that an earlier game has left: a game must not depend on what was played before it.
-static void forget_searches() {
+void forget_searches() {
     // Written as plain memory, since no search runs; with the spare entries, unlike hash_clear.
     memset(static_cast<void*>(hash_table), 0, (hash_entries + HASH_SPARE) * sizeof(HashEntry));
     engine.hash_age = 0;
@@ -133,7 +132,7 @@ bool play_game(Game& game, const GameSettings& settings, uint64_t seed) {
     for (int attempt = 0; !relaxed(selfplay_interrupted); attempt++) {
         if (attempt == MAX_ATTEMPTS) kind = StartKind::STANDARD;
         if (!draw_start(pos, random, kind, settings.openings)) continue;
-        forget_searches();
+        forget_searches(); // a game must not depend on what was played before it
         int result = play_from_start(game, settings, pos);
         if (result == NO_RESULT) continue;
         finish_records(game, kind, result);

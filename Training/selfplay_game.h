@@ -39,6 +39,10 @@ bool prepare_engine(int hash_mb);
 // network.
 bool choose_evaluation(const char* network);
 
+// Forgets all that earlier searches have left, so that the next one does not depend on them. Needs
+// prepare_engine before.
+void forget_searches();
+
 struct SearchAnswer {
     Move move; // the best one
     int score; // from the side to move's view

@@ -11,7 +11,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "Training/data_header.h"
 #include "Training/ply_file.h"
+#include "Training/scorer.h"
 #include "base/platform.h"
 #include "base/random.h"
 #include "base/state.h"
@@ -30,7 +32,8 @@ struct WorkerReport {
 struct WorkerTask {
     int number;
     pid_t parent;
-    uint64_t games; // goals; 0: none
+    DataHeader header; // of its file
+    uint64_t games;    // goals; 0: none
     uint64_t positions;
     double end_time; // monotonic seconds; 0: none
 };
@@ -65,17 +68,62 @@ static void publish_counts(WorkerReport& report, const GameCounts& counts) {
     report.playing.store(1, std::memory_order_release);
 }
 
+static uint64_t seed_of_worker(const SelfplaySettings& settings, int worker) {
+    return mix_seed(settings.seed, static_cast<uint64_t>(worker));
+}
+
+static uint64_t openings_checksum(const std::vector<std::string>& openings) {
+    uint64_t sum = EMPTY_CHECKSUM;
+    for (const std::string& fen : openings) sum = add_checksum(sum, fen.c_str(), fen.size() + 1);
+    return sum;
+}
+
+// What the files of the run have in common.
+static DataHeader header_of_run(const SelfplaySettings& settings, const Scorer& scorer) {
+    const GameSettings& game = settings.game;
+    DataHeader header = new_data_header(DATA_GAMES, 0);
+    header.scorer = scorer;
+    header.run_seed = settings.seed;
+    header.whole_games = 1;
+    header.chess960_share = static_cast<uint32_t>(game.chess960_share);
+    if (game.openings.empty() || game.openings_share == 0) return header;
+    header.openings_share = static_cast<uint32_t>(game.openings_share);
+    header.openings = openings_checksum(game.openings);
+    return header;
+}
+
+static DataHeader header_of_worker(DataHeader header, const SelfplaySettings& settings,
+                                   int worker) {
+    header.seed = static_cast<uint32_t>(seed_of_worker(settings, worker));
+    header.worker = static_cast<uint32_t>(worker);
+    return header;
+}
+
+// Tells whether the run can go on with the files that there are; if not, after a message about the
+// first that is against it, so that none of them grows and one line says why.
+static bool can_go_on(const DataHeader& header, const SelfplaySettings& settings) {
+    for (int worker = 0; worker < settings.workers; worker++) {
+        const std::string name = ply_file_name(settings, worker);
+        const std::string reason =
+            reason_against(name.c_str(), header_of_worker(header, settings, worker));
+        if (reason.empty()) continue;
+        fprintf(stderr, "%s %s\n", name.c_str(), reason.c_str());
+        return false;
+    }
+    return true;
+}
+
 // The whole life of a worker. Returns its exit status.
 static int run_worker(const WorkerTask& task, const SelfplaySettings& settings,
                       WorkerReport& report) {
     // The engine's own messages belong to nobody here.
     if (!freopen("/dev/null", "w", stdout)) return 1;
-    uint64_t worker_seed = mix_seed(settings.seed, static_cast<uint64_t>(task.number));
+    const uint64_t worker_seed = seed_of_worker(settings, task.number);
     std::string name = ply_file_name(settings, task.number);
     PlyFile file = {-1, {}};
-    if (const char* reason =
-            open_ply_file(file, name.c_str(), static_cast<uint32_t>(worker_seed))) {
-        fprintf(stderr, "%s %s\n", name.c_str(), reason);
+    std::string reason = open_ply_file(file, name.c_str(), task.header);
+    if (!reason.empty()) {
+        fprintf(stderr, "%s %s\n", name.c_str(), reason.c_str());
         return 1;
     }
     if (!prepare_engine(settings.hash_mb)) {
@@ -199,14 +247,19 @@ static WorkerReport* share_reports(int workers) {
 }
 
 // Starts the workers. Returns as many as could be started.
-static std::vector<pid_t> start_workers(const SelfplaySettings& settings, WorkerReport* reports) {
+static std::vector<pid_t> start_workers(const DataHeader& header, const SelfplaySettings& settings,
+                                        WorkerReport* reports) {
     std::vector<pid_t> workers;
     double end_time = settings.minutes > 0.0 ? monotonic_seconds() + settings.minutes * 60.0 : 0.0;
     fflush(nullptr); // what is in the buffers must not be written once by each process
     pid_t parent = getpid();
     for (int i = 0; i < settings.workers; i++) {
-        WorkerTask task = {i, parent, share_of(settings.games, i, settings.workers),
-                           share_of(settings.positions, i, settings.workers), end_time};
+        WorkerTask task = {i,
+                           parent,
+                           header_of_worker(header, settings, i),
+                           share_of(settings.games, i, settings.workers),
+                           share_of(settings.positions, i, settings.workers),
+                           end_time};
         pid_t child = fork();
         if (child == 0) _exit(run_worker(task, settings, reports[i]));
         if (child < 0) break;
@@ -218,6 +271,13 @@ static std::vector<pid_t> start_workers(const SelfplaySettings& settings, Worker
 int run_selfplay(const SelfplaySettings& settings) {
     std::error_code error;
     std::filesystem::create_directories(settings.out, error);
+    Scorer scorer;
+    if (!describe_scorer(scorer, settings.game.nodes, settings.hash_mb)) {
+        fprintf(stderr, "no memory for the hash table\n");
+        return 1;
+    }
+    const DataHeader header = header_of_run(settings, scorer);
+    if (!can_go_on(header, settings)) return 1;
     WorkerReport* reports = share_reports(settings.workers);
     if (!reports) {
         fprintf(stderr, "no memory for the workers\n");
@@ -229,7 +289,7 @@ int run_selfplay(const SelfplaySettings& settings) {
     sigaction(SIGINT, &action, &old_int);
     sigaction(SIGTERM, &action, &old_term);
 
-    std::vector<pid_t> workers = start_workers(settings, reports);
+    std::vector<pid_t> workers = start_workers(header, settings, reports);
     bool all_started = workers.size() == static_cast<size_t>(settings.workers);
     if (!all_started) {
         fprintf(stderr, "can't start a worker: %s\n", strerror(errno));

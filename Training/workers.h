@@ -28,6 +28,7 @@ std::string ply_file_name(const SelfplaySettings& settings, int worker);
 
 // Plays until the first goal is reached, each worker for its even share of games or positions, or
 // until SIGINT or SIGTERM comes, which drops the games under way. A game depends on seed, worker
-// and its number in the file alone; workers go on behind the games that their files hold.
+// and its number in the file alone; workers go on behind the games that their files hold. Files
+// that were made with other settings are left alone, and the run does not begin.
 // Returns 0, or 1 after a message on standard error if a worker failed.
 int run_selfplay(const SelfplaySettings& settings);
