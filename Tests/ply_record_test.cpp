@@ -3,6 +3,7 @@
 #include "training_support.h"
 
 #include "Training/game_check.h"
+#include "Training/ply_data.h"
 #include "Training/ply_filter.h"
 #include "Training/ply_record.h"
 
@@ -185,4 +186,41 @@ TEST_F(TrainingRecord, CheckFindsWhatDoesNotFit) {
     EXPECT_EQ(wrong([](Game& g) { g.records[1].state ^= RECORD_CHESS960; }),
               "the start has changed");
     EXPECT_EQ(wrong([](Game& g) { g.records[0].units[0] = 0; }), "it is no position");
+}
+
+TEST_F(TrainingRecord, CheckOfSinglePositionsFindsWhatDoesNotFit) {
+    static constexpr char QUIET[] = "r3kb1r/pp3ppp/2n2n2/3p4/3P4/2N2N2/PP3PPP/R3KB1R w KQkq -";
+    auto wrong = [](DataKind kind, auto change) {
+        PlyRecord record = packed(QUIET, "a2a3", 12, 20);
+        record.state |= NO_RESULT_KNOWN << RECORD_RESULT_SHIFT;
+        change(record);
+        const char* text = check_alone(record, kind);
+        return std::string(text ? text : "");
+    };
+    auto give_result = [](PlyRecord& r) { r.state ^= 2 << RECORD_RESULT_SHIFT; };
+    for (DataKind kind : {DATA_NEIGHBOURS, DATA_POSITIONS}) {
+        EXPECT_EQ(wrong(kind, [](PlyRecord&) {}), "");
+        EXPECT_EQ(wrong(kind, [](PlyRecord& r) { r.move = NULL_MOVE; }), "");
+        EXPECT_EQ(wrong(kind, [](PlyRecord& r) { r.move ^= 3; }), "the move is not legal");
+        EXPECT_EQ(wrong(kind, [](PlyRecord& r) { r.score = -10001; }), "the score is none");
+        EXPECT_EQ(wrong(kind, [](PlyRecord& r) { r.units[0] = 0; }), "it is no position");
+        EXPECT_EQ(wrong(kind, [](PlyRecord& r) { r.place |= RECORD_CHECK; }),
+                  "it doesn't fit its position");
+        EXPECT_EQ(wrong(kind, [](PlyRecord& r) { r.place |= RECORD_TACTICAL; }),
+                  "it doesn't fit its position");
+    }
+    EXPECT_EQ(wrong(DATA_POSITIONS, give_result), "");
+    EXPECT_EQ(wrong(DATA_POSITIONS, [](PlyRecord& r) { r.score = 1501; }), "");
+    EXPECT_EQ(wrong(DATA_NEIGHBOURS, give_result), "a neighbour carries a result");
+    EXPECT_EQ(wrong(DATA_NEIGHBOURS, [](PlyRecord& r) { r.score = 1501; }),
+              "training would not use it");
+    EXPECT_EQ(wrong(DATA_NEIGHBOURS, [](PlyRecord& r) { r.place |= RECORD_FIRST; }),
+              "the result is none")
+        << "a game's first record has one";
+}
+
+TEST_F(TrainingRecord, PositionWithoutAMoveIsNoneToLearnFrom) {
+    PlyRecord record;
+    pack_ply(record, set_up("7k/5Q2/6K1/8/8/8/8/8 b - -"), NULL_MOVE, 0, 20);
+    EXPECT_STREQ(check_alone(record, DATA_POSITIONS), "there is no legal move");
 }

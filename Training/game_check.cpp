@@ -3,7 +3,10 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "Training/ply_data.h"
+#include "Training/ply_filter.h"
 #include "Training/ply_record.h"
+#include "Training/random_start.h"
 #include "board/legal.h"
 #include "board/make.h"
 #include "board/movegen.h"
@@ -16,6 +19,8 @@ static PlyRecord without_outcome(PlyRecord record) {
     record.place = static_cast<uint16_t>(record.place & ~RECORD_FIRST);
     return record;
 }
+
+constexpr int HIGHEST_SCORE = MATE_VALUE;
 
 static int white_result(const PlyRecord& record) {
     int result = record_result(record);
@@ -32,17 +37,23 @@ static bool can_be_played(const Position& pos, Move move) {
     return false;
 }
 
-// What is wrong with a record by itself, standing on the position that it has to be; null if
+// Tells whether packing the position gives the record. Without a best move its mark is free.
+static bool fits_position(const Position& pos, const PlyRecord& record, int ply) {
+    PlyRecord expected, found = without_outcome(record);
+    pack_ply(expected, pos, record.move, record.score, ply);
+    if (record.move == NULL_MOVE)
+        expected.place = static_cast<uint16_t>((expected.place & ~RECORD_TACTICAL)
+                                               | (found.place & RECORD_TACTICAL));
+    return memcmp(&found, &expected, sizeof found) == 0;
+}
+
+// What is wrong with a record of a game, standing on the position that it has to be; null if
 // nothing is.
 static const char* check_record(Position& pos, const PlyRecord& record, int ply) {
-    constexpr int HIGHEST_SCORE = MATE_VALUE;
     if (!can_be_played(pos, record.move)) return "the move is not legal";
     if (std::abs(record.score) > HIGHEST_SCORE) return "the score is none";
     if (record_result(record) > RESULT_WON) return "the result is none";
-    PlyRecord expected;
-    pack_ply(expected, pos, record.move, record.score, ply);
-    PlyRecord found = without_outcome(record);
-    return memcmp(&found, &expected, sizeof found) == 0 ? nullptr : "it doesn't fit its game";
+    return fits_position(pos, record, ply) ? nullptr : "it doesn't fit its game";
 }
 
 const char* check_game(const PlyRecord* records, int count, int& bad) {
@@ -62,4 +73,20 @@ const char* check_game(const PlyRecord* records, int count, int& bad) {
         make_game_move(pos, record.move);
     }
     return nullptr;
+}
+
+const char* check_alone(const PlyRecord& record, DataKind kind) {
+    Position& pos = main_thread->position;
+    const bool neighbour = kind == DATA_NEIGHBOURS;
+    if (!unpack_ply(pos, record) || unsearchable_reason(pos)) return "it is no position";
+    if (neighbour && (record.place & RECORD_FIRST))
+        return check_record(pos, record, record_ply(record));
+    if (all_legal_moves(pos).empty()) return "there is no legal move";
+    if (record.move != NULL_MOVE && !can_be_played(pos, record.move))
+        return "the move is not legal";
+    if (std::abs(record.score) > HIGHEST_SCORE) return "the score is none";
+    if (!fits_position(pos, record, record_ply(record))) return "it doesn't fit its position";
+    if (!neighbour) return nullptr;
+    if (has_result(record)) return "a neighbour carries a result";
+    return judge_ply(record, PLY_FOR_NETWORK) == PLY_KEPT ? nullptr : "training would not use it";
 }
