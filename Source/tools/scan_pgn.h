@@ -5,23 +5,9 @@
 
 #pragma once
 
-#include <cstdint>
 #include <cstdio>
 
-constexpr int SCAN_MOVES = 791;          // moves of a game that are kept
-constexpr size_t SCAN_LINE_LENGTH = 256; // room for 255 characters of a line
-constexpr size_t SCAN_MOVE_LENGTH = 9;   // room for 8 characters of a move
-
-// Scores that stand for "no value". The first move of a game starts with the first, every other
-// with the second; a comment that says nothing leaves the third.
-constexpr int16_t SCORE_AT_START = -10000;
-constexpr int16_t SCORE_NO_COMMENT = -30000;
-constexpr int16_t SCORE_NO_VALUE = -29999;
-
-struct ScannedMove {
-    char text[SCAN_MOVE_LENGTH]; // as in the file, cut at 8 characters
-    int16_t score;               // from the view of the side that moves, in hundredths of a pawn
-};
+#include "tools/pgn.h"
 
 // What scan_pgn writes, by its number.
 enum ScanMode {
@@ -36,16 +22,8 @@ enum ScanMode {
 // games and of positions written. Does nothing if one of the three is not a plain file that can
 // be opened, or if two of them are the same file.
 //
-// Lines are read in pieces of 255 characters: a move that is cut by the end of a piece is two
-// words, and the game ends at the first word that is no move. What begins with a letter is a move:
-// variations are not understood.
+// A game ends at the first word that is no move, see pgn.h for what counts as one.
 void scan_pgn(const char* in_name, const char* out_name, int mode);
-
-// The value of a comment for the side that moved, `by_black` telling which: 0 for book moves; the
-// number behind "eval ", which is from White's side; a hundred times the number in front of "/",
-// or 9000 and -9000 for "+M" and "-M" there; SCORE_NO_VALUE for all else. Values are kept within
-// 32767 either way.
-int16_t comment_value(const char* comment, bool by_black);
 
 // Writes one game of `count` moves from the position `fen`, from the start position if that is
 // empty, up to the first text that is no move. `result` is 0 for a win of White, 1 of Black, 2 for
