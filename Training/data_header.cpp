@@ -113,8 +113,8 @@ std::string describe_header(const DataHeader& header) {
         add("steps", header.max_steps);
         add("seed of the steps", header.steps_seed);
     }
-    text += "; " + std::string(header.program, strnlen(header.program, sizeof header.program));
-    text += ", " + scorer_text(header.scorer);
+    const std::string program(header.program, strnlen(header.program, sizeof header.program));
+    text += "; " + program + (program.empty() ? "" : ", ") + scorer_text(header.scorer);
     if (header.kind == DATA_NEIGHBOURS || header.kind == DATA_RESCORED)
         text += std::string("; from ") + kind_name(header.source_kind) + ", "
               + scorer_text(header.source);
