@@ -1,9 +1,11 @@
 // The exponential and the logarithm behind the network's scores.
 
+#include <algorithm>
 #include <bit>
 #include <cmath>
 #include <cstdint>
 #include <limits>
+#include <utility>
 
 #include <gtest/gtest.h>
 
@@ -30,9 +32,13 @@ int library_score(float z) {
     return static_cast<int>(std::log(1.0 / p - 1.0) * -166.6666717529297);
 }
 
-int own_score(float z) {
-    auto p = static_cast<double>(static_cast<float>(1.0 / (1.0 + exp_of(-double{z}))));
-    return static_cast<int>(log_of(1.0 / p - 1.0) * -166.6666717529297);
+int own_score(float z) { return score_of_chance(chance_of(z)); }
+
+// The neighbour of a float, `steps` further up.
+float neighbour(float z, int steps) {
+    for (; steps > 0; steps--) z = std::nextafter(z, INFINITY);
+    for (; steps < 0; steps++) z = std::nextafter(z, -INFINITY);
+    return z;
 }
 
 } // namespace
@@ -78,4 +84,40 @@ TEST(Logistic, ScoresAreThoseOfTheSystemsFunctions) {
         auto z = static_cast<float>(11.5 * random_fraction(random));
         ASSERT_EQ(own_score(z), library_score(z)) << z;
     }
+}
+
+// The score never falls, so that it is enough to look at where it rises: between two outputs with
+// the same score no other can lie.
+TEST(ScoreOfOutput, IsThatOfTheFunctionsAroundEveryRise) {
+    int rises = 0;
+    for (int score = NN_MIN_SCORE; score < NN_MAX_SCORE; score++) {
+        const float near = static_cast<float>(score) / 166.66667f;
+        float low = near - 0.1f, high = near + 0.1f;
+        ASSERT_LE(own_score(low), score);
+        ASSERT_GT(own_score(high), score) << score;
+        while (std::nextafter(low, high) < high) { // bisection
+            float middle = low + (high - low) / 2;
+            if (middle <= low || middle >= high) break;
+            (own_score(middle) <= score ? low : high) = middle;
+        }
+        rises += own_score(low) == score;
+        for (int step = -3; step <= 3; step++) {
+            float z = neighbour(low, step);
+            ASSERT_EQ(score_of_output(z), own_score(z)) << z;
+        }
+    }
+    EXPECT_GT(rises, 3000) << "most scores can be reached";
+}
+
+TEST(ScoreOfOutput, IsThatOfTheFunctionsAnywhere) {
+    Random random = {4};
+    for (int i = 0; i < 300000; i++) {
+        auto z = static_cast<float>(12.5 * random_fraction(random));
+        ASSERT_EQ(score_of_output(z), own_score(z)) << z;
+    }
+    for (float z : {0.0f, -0.0f, 1e-30f, -1e-30f, 12.0f, -12.0f, 800.0f, -800.0f, INFINITY,
+                    -INFINITY, std::numeric_limits<float>::quiet_NaN()})
+        EXPECT_EQ(score_of_output(z), own_score(z)) << z;
+    EXPECT_EQ(score_of_output(INFINITY), NN_MAX_SCORE);
+    EXPECT_EQ(score_of_output(-INFINITY), NN_MIN_SCORE);
 }

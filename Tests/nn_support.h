@@ -191,7 +191,7 @@ inline double plain_output(const NetworkFile& net, const Position& pos) {
 
 // The network's output as the thread's last probability tells it.
 inline double output_of(const SearchThread& thread) {
-    double p = static_cast<double>(thread.eval.nn_probability);
+    double p = static_cast<double>(nn_probability(thread.eval));
     return std::log(p / (1.0 - p));
 }
 

@@ -43,7 +43,7 @@ bool is_active(int input, const char* fen, NetworkFile shape = {}) {
     EXPECT_EQ(load_network(name).size(), 1u);
     Position& pos = set_up(fen);
     nn_score(pos);
-    return thread_of(pos).eval.nn_probability > 0.6f;
+    return nn_probability(thread_of(pos).eval) > 0.6f;
 }
 
 } // namespace
@@ -181,7 +181,7 @@ TEST_F(NetworkScore, IsTheSameWithColoursExchanged) {
         std::string fen = random_fen(random);
         Position& pos = set_up(fen.c_str());
         nn_score(pos);
-        float probability = main_thread->eval.nn_probability;
+        float probability = nn_probability(main_thread->eval);
 
         std::string board = fen.substr(0, fen.find(' ')), turned;
         for (size_t end = board.size(); end != std::string::npos;) {
@@ -194,7 +194,7 @@ TEST_F(NetworkScore, IsTheSameWithColoursExchanged) {
             if (isalpha(c)) c = static_cast<char>(c ^ 0x20);
         turned += pos.side == WHITE ? " b - -" : " w - -";
         nn_score(set_up(turned.c_str()));
-        EXPECT_EQ(main_thread->eval.nn_probability, probability) << fen;
+        EXPECT_EQ(nn_probability(main_thread->eval), probability) << fen;
     }
 }
 
@@ -203,10 +203,10 @@ TEST_F(NetworkAccumulator, ShallowPliesStartAnew) {
     Position& pos = set_up(MIDDLEGAME_FEN);
     SearchThread& thread = *main_thread;
     int first = nn_score(pos);
-    float probability = thread.eval.nn_probability;
+    float probability = nn_probability(thread.eval);
     thread.eval.nn_cache[WHITE].acc[0] = 1e6f; // would show
     EXPECT_EQ(nn_score(pos), first);
-    EXPECT_EQ(thread.eval.nn_probability, probability);
+    EXPECT_EQ(nn_probability(thread.eval), probability);
 
     thread.line.ply = 3;
     uint64_t hits = relaxed(thread.eval_hits), probes = relaxed(thread.eval_probes);

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstdio>
 
+#include "eval/logistic.h"
 #include "eval/nn.h"
 #include "eval/nn_kernels.h"
 

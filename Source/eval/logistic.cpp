@@ -1,72 +1,79 @@
-// Exponential and logarithm from basic operations.
+// Scores of outputs, by a table.
+//
+// The score never falls as the output grows, so that it is told by the outputs at which it rises.
+// These are found by the compiler.
 
 #include "eval/logistic.h"
 
-#include <algorithm>
-#include <bit>
-#include <cstdint>
+#include <array>
+#include <cstddef>
+#include <limits>
+#include <utility>
 
-// ln 2 as a sum: the first part has 21 bits of mantissa at most, so that its products with binary
-// exponents are exact.
-constexpr double LN2_HIGH = 0x1.62e4p-1, LN2_LOW = 0x1.7f7d1cf79abcap-20;
+constexpr int STEPS = NN_MAX_SCORE - NN_MIN_SCORE; // the score rises by 1 at each
 
-constexpr int EXPONENT_BIAS = 1023, MANTISSA_BITS = 52;
+// Nearly the score of an output of 1.
+constexpr float UNITS = 166.66667f;
 
-// 2 to the power of k, which is an exponent of normal numbers.
-static double power_of_two(int k) {
-    return std::bit_cast<double>(static_cast<uint64_t>(k + EXPONENT_BIAS) << MANTISSA_BITS);
+// Numbers the floats in their order; there are two of 0.
+static constexpr int32_t place_of(float z) {
+    auto bits = std::bit_cast<int32_t>(z);
+    return bits >= 0 ? bits : std::numeric_limits<int32_t>::min() - bits;
+}
+static constexpr float float_at(int32_t place) {
+    return std::bit_cast<float>(place >= 0 ? place : std::numeric_limits<int32_t>::min() - place);
 }
 
-// x = k ln 2 + r with r at most ln 2 / 2 in size, and the Taylor series of e^r to the thirteenth
-// power, whose rest is below 5e-18. The powers are summed in pairs to shorten the chain.
-double exp_of(double x) {
-    constexpr double MAX_SIZE = 700.0, INVERSE_LN2 = 1.4426950408889634;
-    static constexpr double C[14] = {1.0,
-                                     1.0,
-                                     1.0 / 2,
-                                     1.0 / 6,
-                                     1.0 / 24,
-                                     1.0 / 120,
-                                     1.0 / 720,
-                                     1.0 / 5040,
-                                     1.0 / 40320,
-                                     1.0 / 362880,
-                                     1.0 / 3628800,
-                                     1.0 / 39916800,
-                                     1.0 / 479001600,
-                                     1.0 / 6227020800};
-    x = std::min(x > -MAX_SIZE ? x : -MAX_SIZE, MAX_SIZE); // no number counts as the least one
-    const int k = static_cast<int>(x * INVERSE_LN2 + (x < 0 ? -0.5 : 0.5));
-    const double r = (x - k * LN2_HIGH) - k * LN2_LOW;
-    const double r2 = r * r, r4 = r2 * r2, r8 = r4 * r4;
-    const double low = (C[2] + C[3] * r) + (C[4] + C[5] * r) * r2;
-    const double middle = (C[6] + C[7] * r) + (C[8] + C[9] * r) * r2;
-    const double high = (C[10] + C[11] * r) + (C[12] + C[13] * r) * r2;
-    const double beyond = (low + middle * r4 + high * r8) * r2; // e^r - 1 - r
-    return (1.0 + (r + beyond)) * power_of_two(k);
+static constexpr bool reaches(int32_t place, int score) {
+    return score_of_chance(chance_of(float_at(place))) >= score;
 }
 
-// x = 2^k m with m between the roots of 1/2 and 2, and ln m = 2 artanh s where
-// s = (m - 1) / (m + 1) is at most 0.172 in size: its series to the 21st power, whose rest is below
-// 1e-17 of the sum.
-double log_of(double x) {
-    constexpr double ROOT_HALF = 0.70710678118654757;
-    static constexpr double C[10] = {2.0 / 3,  2.0 / 5,  2.0 / 7,  2.0 / 9,  2.0 / 11,
-                                     2.0 / 13, 2.0 / 15, 2.0 / 17, 2.0 / 19, 2.0 / 21};
-    const auto bits = std::bit_cast<uint64_t>(x);
-    int k = static_cast<int>(bits >> MANTISSA_BITS) - EXPONENT_BIAS + 1;
-    double m = x * power_of_two(-k); // 1/2 to 1
-    if (m < ROOT_HALF) {
-        m *= 2;
-        k--;
+// The least output that has at least this score, searched for around where it should be.
+static constexpr float least_output(int score) {
+    int32_t low = place_of(static_cast<float>(score > 0 ? score : score - 1) / UNITS), high = low;
+    for (int32_t width = 1; reaches(low, score); width *= 2) low -= width;
+    for (int32_t width = 1; !reaches(high, score); width *= 2) high += width;
+    while (high - low > 1) {
+        int32_t middle = low + (high - low) / 2;
+        (reaches(middle, score) ? high : low) = middle;
     }
-    const double f = m - 1.0; // exact
-    const double s = f / (2.0 + f);
-    const double s2 = s * s, s4 = s2 * s2, s8 = s4 * s4;
-    const double low = (C[0] + C[1] * s2) + (C[2] + C[3] * s2) * s4;
-    const double middle = (C[4] + C[5] * s2) + (C[6] + C[7] * s2) * s4;
-    const double high = C[8] + C[9] * s2;
-    const double beyond = (low + middle * s8 + high * (s8 * s8)) * s2; // ln m / s - 2
-    // 2 s = f - s f, with f exact: the larger part of ln m carries no error of the division.
-    return k * LN2_HIGH + (f - s * (f - beyond) + k * LN2_LOW);
+    return float_at(high);
+}
+
+// A compiler gives each constant so much work and no more, so they are made by the hundred.
+constexpr size_t PART = 101, PARTS = STEPS / PART;
+static_assert(PARTS * PART == STEPS);
+
+static constexpr std::array<float, PART> make_part(size_t part) {
+    std::array<float, PART> outputs = {};
+    for (size_t i = 0; i < PART; i++)
+        outputs[i] = least_output(NN_MIN_SCORE + 1 + static_cast<int>(part * PART + i));
+    return outputs;
+}
+
+template <size_t NUMBER>
+static constexpr std::array<float, PART> OUTPUTS_PART = make_part(NUMBER);
+
+template <size_t... NUMBERS>
+static constexpr std::array<float, STEPS> join_parts(std::index_sequence<NUMBERS...>) {
+    const std::array<float, PART> parts[] = {OUTPUTS_PART<NUMBERS>...};
+    std::array<float, STEPS> outputs = {};
+    for (size_t i = 0; i < outputs.size(); i++) outputs[i] = parts[i / PART][i % PART];
+    return outputs;
+}
+
+// [i]: the least output with a score of NN_MIN_SCORE + 1 + i or more. Near the upper end some are
+// equal: single precision has no more chances there.
+static constexpr std::array<float, STEPS> OUTPUTS = join_parts(std::make_index_sequence<PARTS>());
+
+int score_of_output(float z) {
+    // Whatever is no number has a chance of 1.
+    if (!(z < OUTPUTS[STEPS - 1])) return NN_MAX_SCORE;
+    if (z < OUTPUTS[0]) return NN_MIN_SCORE;
+    // The line through the table is never far off.
+    int at = static_cast<int>(z * UNITS) - NN_MIN_SCORE - 1;
+    at = std::clamp(at, 0, STEPS - 2);
+    while (z < OUTPUTS[at]) at--;
+    while (z >= OUTPUTS[at + 1]) at++;
+    return NN_MIN_SCORE + 1 + at;
 }

@@ -187,15 +187,7 @@ static float add_noise(const SearchThread& thread, float z) {
     return static_cast<float>(z + noise * STEP);
 }
 
-// The score whose winning chance is `probability`: its log odds, 166.67 units for each 1. The scale
-// is 1000 / 6 to single precision, negative since the odds are taken upside down.
-static int score_of(float probability) {
-    constexpr double SCALE = -166.6666717529297, MIN_CHANCE = 1e-05, MAX_CHANCE = 0.99999;
-    double p = probability;
-    if (p < MIN_CHANCE) return NN_MIN_SCORE;
-    if (p > MAX_CHANCE) return NN_MAX_SCORE;
-    return static_cast<int>(log_of(1.0 / p - 1.0) * SCALE);
-}
+float nn_probability(const EvalState& eval) { return chance_of(eval.nn_output); }
 
 bool NnHasNoise(const SearchThread& thread) {
     return active_personality.eval_jitter && thread.game_moves > 1;
@@ -217,8 +209,8 @@ int NnEval(SearchThread& thread) {
 
     float z = network_output(eval, pos, accumulate(thread));
     if (NnHasNoise(thread)) z = add_noise(thread, z);
-    eval.nn_probability = static_cast<float>(1.0 / (1.0 + exp_of(-static_cast<double>(z))));
-    eval.nn_score = static_cast<int16_t>(score_of(eval.nn_probability));
+    eval.nn_output = z;
+    eval.nn_score = static_cast<int16_t>(score_of_output(z));
     entry.nn_score = eval.nn_score;
     entry.key = pos.key;
     return eval.nn_score;

@@ -16,9 +16,6 @@ struct SearchThread;
 
 constexpr int NN_MAX_INPUTS = 1840; // of both kinds
 
-// Scores end where the winning chance is within 0.00001 of certainty.
-constexpr int NN_MIN_SCORE = -1919, NN_MAX_SCORE = 1919;
-
 // First version with NN_MATERIAL_KINDS active material inputs; older ones have one or none.
 constexpr uint16_t NN_FIVE_KINDS_VERSION = 536;
 
@@ -61,10 +58,13 @@ bool NnSave(const char* name);
 // Gives the network's memory back; there is none afterwards.
 void NnUnload();
 
-// The network's score of the thread's position for the side to move, NN_MIN_SCORE to
-// NN_MAX_SCORE, without contempt and scaling; NO_EVAL, with a message, when memory ran out. At
+// The network's score of the thread's position for the side to move, NN_MIN_SCORE to NN_MAX_SCORE
+// (see logistic.h), without contempt and scaling; NO_EVAL, with a message, when memory ran out. At
 // ply 0 and 1 neither the eval hash nor the last accumulator is used. A network must be loaded.
 int NnEval(SearchThread& thread);
+
+// The winning chance behind the last score that was computed, 0 to 1.
+float nn_probability(const EvalState& eval);
 
 // Tells whether scores get noise: in a game, once it has two moves. Fixed while a search runs.
 bool NnHasNoise(const SearchThread& thread);

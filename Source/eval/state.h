@@ -126,7 +126,7 @@ struct alignas(64) EvalState {
     int16_t nn_set;         // weight set of the last evaluation, 0 or 1
     int16_t nn_output_kind; // 1 after the blended rows, 2 after the row of pawn endings
     int16_t nn_score;       // last score computed or found, 0 before the first
-    float nn_probability;   // last winning chance computed, 0 to 1
+    float nn_output;        // last output computed, see nn_probability
 };
 
 // Tells whether the caches may answer at a ply. At 0, the game's position, and 1, the root, all is
