@@ -52,6 +52,12 @@ TEST(NetworkKernels, AllPathsGiveTheSameBits) {
             float result[2];
             nn_kernels->output(result, other.data(), pointers[0], pointers[1], count);
             EXPECT_EQ(memcmp(result, output, sizeof output), 0) << path << ' ' << count;
+            other = start;
+            nn_kernels->update_output(result, other.data(), pointers.data(), REMOVED, ADDED,
+                                      pointers[0], pointers[1], count);
+            EXPECT_EQ(memcmp(other.data(), sums.data(), count * sizeof(float)), 0)
+                << path << ' ' << count;
+            EXPECT_EQ(memcmp(result, output, sizeof output), 0) << path << ' ' << count;
             EXPECT_EQ(nn_kernels->dot(start.data(), pointers[2], count), product)
                 << path << ' ' << count;
         }

@@ -70,16 +70,45 @@ static void collect_inputs(NnInputs& inputs, const Position& pos) {
     if (nn_header.board_inputs < NN_BOARD_INPUTS) inputs.set = 0;
 }
 
+namespace {
+
+// How the accumulator's sums are reached: rows to be subtracted, then rows to be added.
+struct RowList {
+    const float* rows[2 * MAX_ROWS];
+    int removed;
+    int added;
+};
+
+} // namespace
+
+// Bits of the planes in which `planes` has inputs that `without` lacks.
+static unsigned planes_with_more(const uint64_t* planes, const uint64_t* without) {
+    unsigned found = 0;
+    for (int i = 0; i < 2 * NN_PLANES; i++)
+        found |= static_cast<unsigned>((planes[i] & ~without[i]) != 0) << i;
+    return found;
+}
+
+// Asks for the front of a row ahead of its use; how it goes on the processor sees by itself.
+static const float* ask_for_row(const float* row) {
+    constexpr int LINE = 16, LINES = 8; // floats of a cache line; lines
+    for (int i = 0; i < LINES; i++) __builtin_prefetch(row + i * LINE);
+    return row;
+}
+
 // Appends the rows of the inputs in `planes` and not in `without`, own planes first, squares
 // from the lowest up as the side to move sees them. So positions that differ only in colours have
 // their rows added in the same order.
 static const float** list_board_rows(const float** rows, const uint64_t* planes,
                                      const uint64_t* without, int set) {
     const size_t length = nn_header.hidden1;
-    const float* plane = nn_header.w1 + size_t{NN_SET_INPUTS} * static_cast<size_t>(set) * length;
-    for (int i = 0; i < 2 * NN_PLANES; i++, plane += SQUARES * length)
+    const float* first = nn_header.w1 + size_t{NN_SET_INPUTS} * static_cast<size_t>(set) * length;
+    for (unsigned left = planes_with_more(planes, without); left; left &= left - 1) {
+        const int i = bit_scan_forward(left);
+        const float* plane = first + static_cast<size_t>(i * SQUARES) * length;
         for (uint64_t bits = planes[i] & ~without[i]; bits; bits &= bits - 1)
-            *rows++ = plane + static_cast<size_t>(bit_scan_forward(bits)) * length;
+            *rows++ = ask_for_row(plane + static_cast<size_t>(bit_scan_forward(bits)) * length);
+    }
     return rows;
 }
 
@@ -87,44 +116,40 @@ static const float* material_row(int input) {
     return nn_header.w1 + static_cast<size_t>(nn_header.board_inputs + input) * nn_header.hidden1;
 }
 
-// Incremental update: brings the accumulator from the last position to this one. Returns false,
-// with no change, when the two differ in more than eight inputs by number.
-static bool update_accumulator(NnCache& cache, const NnInputs& inputs) {
+// Lists the rows between the last position and this one. Returns false when the two differ in more
+// than eight inputs by number.
+static bool list_change(RowList& list, const NnCache& cache, const NnInputs& inputs) {
     constexpr int MAX_CHANGE = 8; // inputs
-    const float* rows[2 * MAX_ROWS];
     const int materials = material_inputs();
 
-    const float** end = list_board_rows(rows, cache.inputs.planes, inputs.planes, cache.inputs.set);
+    const float** end =
+        list_board_rows(list.rows, cache.inputs.planes, inputs.planes, cache.inputs.set);
     for (int i = 0; i < materials; i++)
         if (cache.inputs.material[i] != inputs.material[i])
             *end++ = material_row(cache.inputs.material[i]);
-    auto removed = static_cast<int>(end - rows);
+    list.removed = static_cast<int>(end - list.rows);
 
     end = list_board_rows(end, inputs.planes, cache.inputs.planes, inputs.set);
     for (int i = 0; i < materials; i++)
         if (cache.inputs.material[i] != inputs.material[i])
             *end++ = material_row(inputs.material[i]);
-    auto added = static_cast<int>(end - rows) - removed;
-
-    if (std::abs(added - removed) > MAX_CHANGE) return false;
-    nn_kernels->update(cache.acc, rows, removed, added, nn_header.hidden1);
-    return true;
+    list.added = static_cast<int>(end - list.rows) - list.removed;
+    return std::abs(list.added - list.removed) <= MAX_CHANGE;
 }
 
-// Computes the accumulator anew.
-static void fill_accumulator(NnCache& cache, const NnInputs& inputs) {
+// Lists the rows of all inputs.
+static void list_all(RowList& list, const NnInputs& inputs) {
     static constexpr uint64_t NOTHING[2 * NN_PLANES] = {};
-    const float* rows[MAX_ROWS];
-    const float** end = list_board_rows(rows, inputs.planes, NOTHING, inputs.set);
+    const float** end = list_board_rows(list.rows, inputs.planes, NOTHING, inputs.set);
     for (int i = 0; i < material_inputs(); i++) *end++ = material_row(inputs.material[i]);
-
-    std::fill_n(cache.acc, nn_header.hidden1, nn_header.extras[1]);
-    nn_kernels->update(cache.acc, rows, 0, static_cast<int>(end - rows), nn_header.hidden1);
+    list.removed = 0;
+    list.added = static_cast<int>(end - list.rows);
 }
 
-// The accumulator of the thread's position: by its difference from the last one with the same side
+// Makes the record of the side to move that of the thread's position, but for the sums, which
+// become right with the rows of `list`: by the difference from the last position with the same side
 // to move, or else anew.
-static const float* accumulate(SearchThread& thread) {
+static float* begin_accumulator(SearchThread& thread, RowList& list) {
     constexpr int MAX_CHANGE = 8; // squares; spares a comparison of inputs that would not pay
     const Position& pos = thread.position;
     NnCache& cache = thread.eval.nn_cache[pos.side];
@@ -135,8 +160,10 @@ static const float* accumulate(SearchThread& thread) {
     // search.
     bool near = caches_answer(thread.line.ply) && cache.net && cache.inputs.set == inputs.set
              && pop_count(cache.occupied ^ occupied(pos)) <= MAX_CHANGE;
-    if (!near || !update_accumulator(cache, inputs)) fill_accumulator(cache, inputs);
-
+    if (!near || !list_change(list, cache, inputs)) {
+        list_all(list, inputs);
+        std::fill_n(cache.acc, nn_header.hidden1, nn_header.extras[1]);
+    }
     cache.inputs = inputs;
     thread.eval.nn_set = inputs.set;
     cache.occupied = occupied(pos);
@@ -144,15 +171,18 @@ static const float* accumulate(SearchThread& thread) {
     return cache.acc;
 }
 
-// Dot products of two rows of the last layer.
-static void output_rows(EvalState& eval, const float* acc, int row0, int row1, float result[2]) {
+// Brings the sums up to date, and gives dot products of two rows of the last layer.
+static void output_rows(EvalState& eval, float* acc, const RowList& list, int row0, int row1,
+                        float result[2]) {
     const int hidden1 = nn_header.hidden1, hidden2 = nn_header.hidden2;
     if (hidden2 < MIN_HIDDEN2) {
-        nn_kernels->output(result, acc, nn_header.w2 + row0 * hidden1,
-                           nn_header.w2 + row1 * hidden1, hidden1);
+        nn_kernels->update_output(result, acc, list.rows, list.removed, list.added,
+                                  nn_header.w2 + row0 * hidden1, nn_header.w2 + row1 * hidden1,
+                                  hidden1);
         return;
     }
     float* units = eval.nn_hidden2;
+    nn_kernels->update(acc, list.rows, list.removed, list.added, hidden1);
     nn_kernels->activate(eval.nn_acc, acc, hidden1);
     for (int i = 0; i < hidden2; i++)
         units[i] = nn_header.extras[2]
@@ -161,18 +191,22 @@ static void output_rows(EvalState& eval, const float* acc, int row0, int row1, f
                        hidden2);
 }
 
-// The network's raw output: a row of its own for endings of pawns, else the rows of a full and an
-// empty board mixed by the material, which is a tapered evaluation.
-static float network_output(EvalState& eval, const Position& pos, const float* acc) {
+// The network's raw output for the thread's position: a row of its own for endings of pawns, else
+// the rows of a full and an empty board mixed by the material, which is a tapered evaluation.
+static float network_output(SearchThread& thread) {
     constexpr int KIND_BLENDED = 1, KIND_PAWNS = 2; // see EvalState
+    EvalState& eval = thread.eval;
+    const Position& pos = thread.position;
+    RowList list;
+    float* acc = begin_accumulator(thread, list);
     float z[2];
     if (nn_pawn_ending(pos)) {
         eval.nn_output_kind = KIND_PAWNS;
-        output_rows(eval, acc, NN_PAWN_ROW, NN_PAWN_ROW, z);
+        output_rows(eval, acc, list, NN_PAWN_ROW, NN_PAWN_ROW, z);
         return z[0];
     }
     eval.nn_output_kind = KIND_BLENDED;
-    output_rows(eval, acc, NN_FULL_ROW, NN_EMPTY_ROW, z);
+    output_rows(eval, acc, list, NN_FULL_ROW, NN_EMPTY_ROW, z);
     float full = nn_full_share(pos);
     return (1.0f - full) * z[1] + full * z[0];
 }
@@ -207,7 +241,7 @@ int NnEval(SearchThread& thread) {
         return eval.nn_score = entry.nn_score;
     }
 
-    float z = network_output(eval, pos, accumulate(thread));
+    float z = network_output(thread);
     if (NnHasNoise(thread)) z = add_noise(thread, z);
     eval.nn_output = z;
     eval.nn_score = static_cast<int16_t>(score_of_output(z));

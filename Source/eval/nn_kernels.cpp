@@ -42,7 +42,14 @@ static void output_plain(float result[2], const float* sums, const float* row0, 
     result[1] = activated_dot(sums, row1, count);
 }
 
-const NnKernels NN_PLAIN = {"plain", update_plain, output_plain, activate_plain, dot_plain};
+static void update_output_plain(float result[2], float* sums, const float* const* rows, int removed,
+                                int added, const float* row0, const float* row1, int count) {
+    update_plain(sums, rows, removed, added, count);
+    output_plain(result, sums, row0, row1, count);
+}
+
+const NnKernels NN_PLAIN = {"plain",        update_plain, output_plain, update_output_plain,
+                            activate_plain, dot_plain};
 
 const NnKernels* nn_kernels = &NN_PLAIN;
 

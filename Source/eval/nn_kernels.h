@@ -29,6 +29,10 @@ struct NnKernels {
     void (*output)(float result[2], const float* sums, const float* row0, const float* row1,
                    int count);
 
+    // Both at once, for the sums as they are afterwards: each is met while it is at hand.
+    void (*update_output)(float result[2], float* sums, const float* const* rows, int removed,
+                          int added, const float* row0, const float* row1, int count);
+
     // Activates: out[i] = larger one of in[i] and in[i] * NN_LEAK. `out` may be `in`.
     void (*activate)(float* out, const float* in, int count);
 

@@ -6,6 +6,6 @@
 #define VECTOR_BYTES 32
 #include "eval/nn_kernels_vector.h"
 
-const NnKernels NN_AVX2 = {"avx2", update, output, activate, dot};
+const NnKernels NN_AVX2 = {"avx2", update, output, update_output, activate, dot};
 
 #endif

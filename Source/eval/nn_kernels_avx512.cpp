@@ -6,6 +6,6 @@
 #define VECTOR_BYTES 64
 #include "eval/nn_kernels_vector.h"
 
-const NnKernels NN_AVX512 = {"avx512", update, output, activate, dot};
+const NnKernels NN_AVX512 = {"avx512", update, output, update_output, activate, dot};
 
 #endif

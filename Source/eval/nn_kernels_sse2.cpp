@@ -5,6 +5,6 @@
 #define VECTOR_BYTES 16
 #include "eval/nn_kernels_vector.h"
 
-const NnKernels NN_SSE2 = {"sse2", update, output, activate, dot};
+const NnKernels NN_SSE2 = {"sse2", update, output, update_output, activate, dot};
 
 #endif
