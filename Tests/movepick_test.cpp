@@ -6,6 +6,7 @@
 
 #include "board/attack.h"
 #include "board/legal.h"
+#include "board/movegen.h"
 #include "board/see.h"
 #include "board_support.h"
 #include "records.h"
@@ -488,6 +489,33 @@ TEST_F(Picker, GivesEveryMoveOfTheFullListOnce) {
         }
         std::sort(picked.begin(), picked.end());
         ASSERT_EQ(picked, expected) << fen;
+    }
+}
+
+// A plain selection sort of captures whose exchanges are all worked out beforehand.
+TEST_F(Picker, GivesCapturesInTheOrderOfAllTheirScores) {
+    Random random = {8};
+    for (int round = 0; round < 1500; round++) {
+        std::string fen = fen_of(set_up_random(random, round % 2 != 0));
+        start(fen.c_str(), PICK_PERFT);
+        const Position& pos = thread.position;
+        MoveEntry list[LONGEST_ODD_LIST];
+        MoveEntry* end = gen_captures(pos, pos.side, list, node().checker_square);
+        end = gen_promotions(pos, pos.side, 1, end);
+        end = gen_seventh_pushes(pos, pos.side, end);
+        for (MoveEntry* entry = list; entry != end; entry++) {
+            int value = see(pos, pos.side, move_from(entry->move), move_to(entry->move));
+            int score = capture_value[type_of(entry->victim)] - type_of(entry->mover);
+            if (value < -49) score = 4 + type_of(entry->victim);
+            else if (value < 50) score -= 6;
+            entry->score = static_cast<int16_t>(score);
+        }
+        auto less = [](const MoveEntry& a, const MoveEntry& b) { return a.score < b.score; };
+        for (MoveEntry* entry = list; entry != end; entry++) {
+            std::swap(*entry, *std::max_element(entry, end, less));
+            if (entry->score <= 150) break;
+            ASSERT_EQ(next(), entry_name(*entry) + ":" + std::to_string(entry->score)) << fen;
+        }
     }
 }
 

@@ -1,10 +1,10 @@
 #include "search/movepick.h"
 
 #include <cassert>
-#include <utility>
 
 #include "board/movegen.h"
 #include "board/see.h"
+#include "search/move_keys.h"
 #include "search/ordering.h"
 #include "search/thread.h"
 
@@ -34,6 +34,7 @@ static bool at_end(const MoveEntry* cursor) { return cursor->move == LIST_END; }
 static void finish_list(SearchThread& thread, MoveEntry* end) {
     assert(end + 2 < thread.move_store + MOVE_STORE_SIZE);
     end->move = LIST_END;
+    thread.stack[thread.line.ply].list_end = end;
     thread.stack[thread.line.ply + 1].move_list = end + 1;
     if (thread.line.ply + 2 < PLY_SLOTS) thread.stack[thread.line.ply + 2].move_list = end + 2;
 }
@@ -47,39 +48,61 @@ void gen_all(Position& pos) {
 
 // The step of a selection sort: brings the highest score of the rest of the list, the earliest on
 // a tie, to the cursor.
-static MoveEntry* select_best(MoveEntry* cursor) {
-    MoveEntry* best = cursor;
-    for (MoveEntry* entry = cursor + 1; !at_end(entry); entry++)
-        if (entry->score > best->score) best = entry;
-    if (best != cursor) std::swap(*cursor, *best);
+static MoveEntry* select_best(SearchThread& thread, const SearchStackEntry& entry,
+                              MoveEntry* cursor) {
+    MoveEntry* best = thread.move_store + place_of_key(largest_key(thread, cursor, entry.list_end));
+    if (best != cursor) swap_moves(thread, cursor, best);
     return cursor;
 }
 
 // Scores captures by victim and attacker alone.
-static void score_by_victim(MoveEntry* list) {
+static void score_by_victim(SearchThread& thread, MoveEntry* list) {
     for (MoveEntry* entry = list; !at_end(entry); entry++)
-        entry->score =
-            static_cast<int16_t>(capture_value[type_of(entry->victim)] - type_of(entry->mover));
+        set_move_score(thread, entry,
+                       capture_value[type_of(entry->victim)] - type_of(entry->mover));
+}
+
+constexpr int GOOD_GAIN = 50; // half a pawn won
+
+// The score of a capture that wins at least so much.
+static int winning_score(const MoveEntry& entry) {
+    return capture_value[type_of(entry.victim)] - type_of(entry.mover);
 }
 
 // Scores the list of captures by what the exchange is worth. The exchange never gives less than
-// the victim less the mover, so that most good captures need no further look.
-static void score_captures(const Position& pos, int side, MoveEntry* list) {
-    constexpr int GOOD = 50;     // half a pawn won
-    constexpr int NEUTRAL = -49; // less is a losing capture
-    constexpr int PENALTY = 6;   // for an exchange that wins less than GOOD
-    constexpr int LOSING = 4;    // places losing captures among the quiet moves
-
+// the victim less the mover, so that most good captures need no further look. The others are
+// first taken to win, and looked at when they would be handed out.
+static void score_captures(SearchThread& thread, MoveEntry* list) {
     for (MoveEntry* entry = list; !at_end(entry); entry++) {
-        int victim = type_of(entry->victim), mover = type_of(entry->mover);
-        int gain = see_value[victim] - see_value[mover];
-        if (gain < GOOD || mover == KING)
-            gain = see(pos, side, move_from(entry->move), move_to(entry->move));
-
-        int score = LOSING + victim;
-        if (gain >= NEUTRAL) score = capture_value[victim] - mover - (gain < GOOD ? PENALTY : 0);
-        entry->score = static_cast<int16_t>(score);
+        int mover = type_of(entry->mover);
+        int gain = see_value[type_of(entry->victim)] - see_value[mover];
+        set_move_score(thread, entry, winning_score(*entry), gain < GOOD_GAIN || mover == KING);
     }
+}
+
+// The score of a capture by its exchange.
+static int exchange_score(const Position& pos, int side, const MoveEntry& entry) {
+    constexpr int NEUTRAL = -49; // less is a losing capture
+    constexpr int PENALTY = 6;   // for an exchange that wins less than GOOD_GAIN
+    constexpr int LOSING = 4;    // places losing captures among the quiet moves
+    int gain = see(pos, side, move_from(entry.move), move_to(entry.move));
+    if (gain < NEUTRAL) return LOSING + type_of(entry.victim);
+    return winning_score(entry) - (gain < GOOD_GAIN ? PENALTY : 0);
+}
+
+// As select_best, for a list in which some scores are only the highest possible: those that come
+// first are looked at, until one stays first.
+static MoveEntry* select_best_capture(const Position& pos, SearchThread& thread,
+                                      const SearchStackEntry& entry, MoveEntry* cursor) {
+    int32_t key = largest_key(thread, cursor, entry.list_end);
+    while (is_estimated(key)) {
+        MoveEntry* capture = thread.move_store + place_of_key(key);
+        set_move_score(thread, capture, exchange_score(pos, pos.side, *capture));
+        key = largest_key(thread, cursor, entry.list_end);
+    }
+    MoveEntry* best = thread.move_store + place_of_key(key);
+    if (best != cursor) swap_moves(thread, cursor, best);
+    return cursor;
 }
 
 // The stages. Each returns an entry as long as it has one, and then what the next stage gives.
@@ -92,25 +115,25 @@ static MoveEntry* in_list_order(MoveEntry* cursor) { return at_end(cursor) ? nul
 // Quiet moves and bad captures, best first until the scores are next to nothing. What was handed
 // out from this list last, if anything, was the best of it, so that its equal needs no search:
 // long runs of quiet moves have one and the same score.
-static MoveEntry* best_quiet_move(SearchStackEntry& entry, MoveEntry* cursor, bool came_sorted) {
+static MoveEntry* best_quiet_move(SearchThread& thread, SearchStackEntry& entry, MoveEntry* cursor,
+                                  bool came_sorted) {
     constexpr int NEXT_TO_NOTHING = 2;
 
     if (at_end(cursor)) return nullptr;
     if (came_sorted && cursor->score == cursor[-1].score) return cursor;
-    if (select_best(cursor)->score <= NEXT_TO_NOTHING) enter_stage(entry, AT_REST);
+    if (select_best(thread, entry, cursor)->score <= NEXT_TO_NOTHING) enter_stage(entry, AT_REST);
     return cursor;
 }
 
 // Quiet moves are generated behind the bad captures, so that both become one list.
 static MoveEntry* add_quiet_moves(const Position& pos, SearchThread& thread,
                                   SearchStackEntry& entry, MoveEntry* cursor) {
-    MoveEntry* quiets = cursor;
-    while (!at_end(quiets)) quiets++;
+    MoveEntry* quiets = entry.list_end;
     MoveEntry* end = gen_quiets(pos, pos.side, quiets, entry.checker_square);
     finish_list(thread, end);
     if (end != quiets) score_quiets(thread, pos.side, quiets);
     enter_stage(entry, AT_SORTED);
-    return best_quiet_move(entry, cursor, false);
+    return best_quiet_move(thread, entry, cursor, false);
 }
 
 // Good captures, best first. The first bad one stays in the list, to be sorted among the quiet
@@ -121,7 +144,8 @@ static MoveEntry* best_good_capture(const Position& pos, SearchThread& thread,
 
     if (!at_end(cursor)) {
         enter_stage(entry, AT_BY_GAIN);
-        if (select_best(cursor)->score > BEFORE_QUIET_MOVES) return cursor;
+        if (select_best_capture(pos, thread, entry, cursor)->score > BEFORE_QUIET_MOVES)
+            return cursor;
     }
     return add_quiet_moves(pos, thread, entry, cursor);
 }
@@ -134,7 +158,8 @@ static MoveEntry* add_quiet_checks(const Position& pos, SearchThread& thread,
     MoveEntry* end = gen_quiet_checks(pos, pos.side, cursor);
     finish_list(thread, end);
     if (end == cursor) return nullptr;
-    for (MoveEntry* check = cursor; check != end; check++) check->score = CHECK_SCORE;
+    for (MoveEntry* check = cursor; check != end; check++)
+        set_move_score(thread, check, CHECK_SCORE);
     enter_stage(entry, AT_REST);
     return cursor;
 }
@@ -142,7 +167,7 @@ static MoveEntry* add_quiet_checks(const Position& pos, SearchThread& thread,
 // All captures, best first by victim and attacker.
 static MoveEntry* best_by_victim(const Position& pos, SearchThread& thread, SearchStackEntry& entry,
                                  MoveEntry* cursor) {
-    if (!at_end(cursor)) return select_best(cursor);
+    if (!at_end(cursor)) return select_best(thread, entry, cursor);
     if (!(entry.stage & STAGE_CHECKS)) return nullptr;
     return add_quiet_checks(pos, thread, entry, cursor);
 }
@@ -156,10 +181,10 @@ static MoveEntry* add_captures(const Position& pos, SearchThread& thread, Search
     end = gen_seventh_pushes(pos, side, end);
     finish_list(thread, end);
     if (full) {
-        score_captures(pos, side, cursor);
+        score_captures(thread, cursor);
         return best_good_capture(pos, thread, entry, cursor);
     }
-    score_by_victim(cursor);
+    score_by_victim(thread, cursor);
     enter_stage(entry, AT_BY_VICTIM);
     return best_by_victim(pos, thread, entry, cursor);
 }
@@ -173,7 +198,7 @@ static MoveEntry* hash_move_first(const Position& pos, SearchThread& thread,
     if (!(entry.stage & STAGE_HASH_MOVE) || entry.hash_move == NULL_MOVE)
         return add_captures(pos, thread, entry, first);
     first->move = entry.hash_move;
-    first->score = HASH_SCORE;
+    set_move_score(thread, first, HASH_SCORE);
     first->mover = pos.board[move_from(entry.hash_move)];
     first->victim = pos.board[move_to(entry.hash_move)];
     finish_list(thread, first + 1);
@@ -182,9 +207,9 @@ static MoveEntry* hash_move_first(const Position& pos, SearchThread& thread,
 }
 
 // A second walk over a scored list, from its start. No caller asks for it at present.
-static MoveEntry* walk_again(SearchStackEntry& entry, MoveEntry* cursor) {
+static MoveEntry* walk_again(SearchThread& thread, SearchStackEntry& entry, MoveEntry* cursor) {
     enter_stage(entry, AT_SECOND_WALK_NEXT);
-    return at_end(cursor) ? nullptr : select_best(cursor);
+    return at_end(cursor) ? nullptr : select_best(thread, entry, cursor);
 }
 
 MoveEntry* next_move(Position& pos) {
@@ -196,10 +221,13 @@ MoveEntry* next_move(Position& pos) {
     case AT_CAPTURES: return add_captures(pos, thread, entry, cursor);
     case AT_BY_VICTIM: return best_by_victim(pos, thread, entry, cursor);
     case AT_BY_GAIN: return best_good_capture(pos, thread, entry, cursor);
-    case AT_SORTED: return best_quiet_move(entry, cursor, true);
+    case AT_SORTED: return best_quiet_move(thread, entry, cursor, true);
     case AT_REST: return in_list_order(cursor);
-    case AT_SECOND_WALK: return walk_again(entry, entry.move_list);
-    case AT_SECOND_WALK_NEXT: return walk_again(entry, cursor);
+    case AT_SECOND_WALK:
+        for (MoveEntry* move = entry.move_list; !at_end(move); move++)
+            set_move_score(thread, move, move->score);
+        return walk_again(thread, entry, entry.move_list);
+    case AT_SECOND_WALK_NEXT: return walk_again(thread, entry, cursor);
     default: return nullptr;
     }
 }

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "board/bitboard.h"
+#include "search/move_keys.h"
 #include "search/thread.h"
 
 int32_t history_gain[PLY_SLOTS];
@@ -35,7 +36,7 @@ static const MoveEntry& move_above(const SearchThread& thread, int ply, int back
     return *thread.stack[ply - back].current_move;
 }
 
-void score_quiets(const SearchThread& thread, int side, MoveEntry* list) {
+void score_quiets(SearchThread& thread, int side, MoveEntry* list) {
     constexpr int KILLER_1 = 60, KILLER_2 = 55;
     constexpr int COUNTER_1 = 50, COUNTER_2 = 45;
     constexpr int FOLLOWUP = 40, FAR_PAWN = 30;
@@ -43,7 +44,11 @@ void score_quiets(const SearchThread& thread, int side, MoveEntry* list) {
     constexpr int SIXTH_RANK = 40; // its first square, seen from the side that moves
 
     const int ply = thread.line.ply;
-    if (ply <= 1) return; // the root has an order of its own
+    if (ply <= 1) { // the root has an order of its own
+        for (MoveEntry* quiet = list; quiet->move != LIST_END; quiet++)
+            set_move_score(thread, quiet, quiet->score);
+        return;
+    }
     const SearchStackEntry& entry = thread.stack[ply];
 
     // Replies that worked before. No real move equals 0, so that 0 stands for none.
@@ -72,7 +77,7 @@ void score_quiets(const SearchThread& thread, int side, MoveEntry* list) {
         else if (move == followup) score += FOLLOWUP;
         else if (type_of(quiet->mover) == PAWN && (move_to(move) ^ rank_flip[side]) >= SIXTH_RANK)
             score += FAR_PAWN;
-        quiet->score = static_cast<int16_t>(score);
+        set_move_score(thread, quiet, score);
     }
 }
 

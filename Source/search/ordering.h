@@ -32,7 +32,7 @@ void reset_ordering(SearchThread& thread);
 // Scores a list of quiet moves of the current ply, up to its sentinel: history, and the bonus of
 // the first that fits among killers, counter moves, follow-up and far pawns. At the root the
 // scores stay as they are.
-void score_quiets(const SearchThread& thread, int side, MoveEntry* list);
+void score_quiets(SearchThread& thread, int side, MoveEntry* list);
 
 // Learns from a non-capturing move, the current_move of `ply`, at least 2, that was searched at
 // `depth`, 1 to 69, with the value `value` against `alpha`.

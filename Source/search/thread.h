@@ -68,12 +68,14 @@ struct SearchStackEntry {
     uint16_t stage;             // options and stage of next_move; by the move loops, then by it
     MoveEntry* move_list;       // start of this ply's entries; next_move sets those below
     MoveEntry* current_move; // the entry being searched; move 0 is a null move; by the move loops
+    MoveEntry* list_end;     // sentinel of this ply's list; by next_move
 };
 
 struct alignas(64) SearchThread {
     Line line;                             // first, since Position::owner points to it
     SearchStackEntry stack[PLY_SLOTS];     // by ply; 0 is a sentinel, 1 the root
     MoveEntry move_store[MOVE_STORE_SIZE]; // 0 and 1: empty lists of plies 0 and 1
+    int32_t move_keys[MOVE_STORE_SIZE];    // of the same entries, see move_keys.h; by next_move
 
     // What moves have done in this search, by history_index; see ordering.h.
     int16_t history[HISTORY_SIZE]; // success of quiet moves, 0 to 16384
