@@ -27,8 +27,8 @@ void refresh_eval_tables(SearchThread& thread) {
     eval.eval_epoch = epoch;
 }
 
-void prefetch_eval(SearchThread& thread) {
-    __builtin_prefetch(&eval_hash_entry(thread.eval, thread.position));
+void prefetch_eval(SearchThread& thread, uint64_t key, int side) {
+    __builtin_prefetch(&eval_hash_entry(thread.eval, key, side));
 }
 
 // Tells whether a side is so far ahead of an opponent with little left that exact endgame

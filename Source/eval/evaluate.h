@@ -28,8 +28,9 @@ int Evaluate(SearchThread& thread, int side, int ply, int in_check);
 // Only the material counts, so that one position always goes to the same. Any thread.
 bool has_network_material(const Position& pos);
 
-// Asks for the memory of the position's entry of the eval hash ahead of Evaluate.
-void prefetch_eval(SearchThread& thread);
+// Asks for the memory of the eval hash's entry for a key and side to move, ahead of Evaluate: early
+// enough is before the move is made.
+void prefetch_eval(SearchThread& thread, uint64_t key, int side);
 
 // The hand-crafted score for `side`, without contempt and scaling. With `report` not 0 the eval
 // hash is not read, and unless endgame knowledge answers, the report of that form is printed: 1 the

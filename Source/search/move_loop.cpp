@@ -5,6 +5,7 @@
 #include "board/legal.h"
 #include "board/make.h"
 #include "board/see.h"
+#include "eval/evaluate.h"
 #include "search/hash.h"
 #include "search/movepick.h"
 #include "search/ordering.h"
@@ -125,7 +126,9 @@ int search_moves(Position& pos, int side, int ply, int depth, int alpha, int bet
             if (hash_move_seen) continue;
             hash_move_seen = true;
         }
-        if (depth > 0) hash_prefetch(likely_key_after(pos, *move));
+        const uint64_t likely_key = likely_key_after(pos, *move);
+        if (depth > 0) hash_prefetch(likely_key);
+        prefetch_eval(thread, likely_key, side ^ 1);
         if (!legal_move_knowing(pos, side, move->move, in_check)) continue;
         entry.move_class = static_cast<uint16_t>(classify_move(pos, side, *move));
         entry.reduction = 0;

@@ -4,6 +4,7 @@
 #include "board/legal.h"
 #include "board/make.h"
 #include "board/see.h"
+#include "eval/evaluate.h"
 #include "search/hash.h"
 #include "search/movepick.h"
 #include "search/search.h"
@@ -57,6 +58,7 @@ int quiesce(Position& pos, int side, int ply, int depth, int alpha, int beta, in
         if (optimistic_gain(pos, side, *move) + eval <= best - margin
             && !gives_check(pos, side, move->move, mover))
             continue;
+        prefetch_eval(thread, likely_key_after(pos, *move), side ^ 1);
         if (loses_exchange(pos, side, *move)) continue;
         if (!legal_move_knowing(pos, side, move->move, 0)) continue;
 

@@ -273,7 +273,6 @@ int search_node(Position& pos, int side, int ply, int depth, int alpha, int beta
 
     // 3. The node's own state. The bucket is on its way while check and draws are tested.
     if (depth >= 0) hash_prefetch(pos.key);
-    prefetch_eval(thread);
     enter_node(thread, ply, depth, a, b, node_type);
     pv[ply] = pv[ply + 1] = NULL_MOVE;
     const int checker = find_checker(pos, side);
