@@ -1,5 +1,7 @@
 // The classes of moves, and which of them give check.
 
+#include <utility>
+
 #include "board/attack.h"
 #include "board/classify.h"
 #include "board/legal.h"
@@ -33,6 +35,39 @@ TEST_P(ClassifyMove, AddsUpWhatTheMoveIs) {
                   (c.expected & CLASS_CHECK) != 0);
     }
     EXPECT_TRUE(unchanged(old, pos));
+}
+
+// What spares the child its look.
+TEST(SurelyGivesNoCheck, IsNeverWrongAndSeldomUnsure) {
+    Random random = {12};
+    int quiet = 0, sure = 0;
+    for (int round = 0; round < 3000; round++) {
+        Position& pos = set_up_random(random, round % 2 != 0);
+        const int side = pos.side;
+        for (const MoveEntry& entry : all_moves(pos)) {
+            if (!legal_move(pos, side, entry.move)) continue;
+            const bool told = surely_gives_no_check(pos, entry, classify_move(pos, side, entry));
+            make_move(pos, entry.move);
+            const bool check = king_in_check(pos);
+            unmake_move(pos);
+            ASSERT_FALSE(told && check) << fen_of(pos) << " " << move_from(entry.move);
+            quiet += !check;
+            sure += told;
+        }
+    }
+    EXPECT_GT(sure, quiet * 9 / 10);
+}
+
+TEST(SurelyGivesNoCheck, IsUnsureOfChecksThatTheClassDoesNotSee) {
+    for (auto [fen, text] : {std::pair("5k2/8/8/8/8/8/8/4K2R w K -", "e1g1"),
+                             std::pair("8/8/8/K2pP2k/8/8/8/4B2R w - d6", "e5d6")}) {
+        Position& pos = set_up(fen);
+        Move wanted = must_find(pos, text);
+        for (const MoveEntry& entry : all_moves(pos)) {
+            if (entry.move != wanted) continue;
+            EXPECT_FALSE(surely_gives_no_check(pos, entry, 0)) << text;
+        }
+    }
 }
 
 // clang-format off

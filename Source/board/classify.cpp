@@ -47,3 +47,8 @@ int classify_move(const Position& pos, int side, const MoveEntry& entry) {
         return r | CLASS_PAWN;
     return r;
 }
+
+bool surely_gives_no_check(const Position& pos, const MoveEntry& entry, int move_class) {
+    return !(move_class & CLASS_CHECK) && !(entry.move & FLAG_MASK)
+        && !is_ep_square(pos, type_of(entry.mover), move_to(entry.move));
+}

@@ -18,3 +18,8 @@ int classify_move(const Position& pos, int side, const MoveEntry& entry);
 
 // Tells whether the move gives check, as classify_move sees it.
 bool gives_check(const Position& pos, int side, Move move, int mover_type);
+
+// Tells whether a move of that class, by classify_move, certainly gives no check, so that nobody
+// need look when it is made. Of castling, promotions and en passant it can't be told: the class
+// doesn't see a check by the castling rook, or through the square of the pawn that is taken.
+bool surely_gives_no_check(const Position& pos, const MoveEntry& entry, int move_class);

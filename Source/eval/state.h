@@ -135,7 +135,8 @@ constexpr bool caches_answer(int ply) { return ply > 1; }
 
 // The position's entry of the eval hash; the two colours to move are neighbours.
 inline EvalHashEntry& eval_hash_entry(EvalState& eval, uint64_t key, int side) {
-    return eval.eval_hash[static_cast<size_t>(key & (EVAL_HASH_SIZE - 2)) + static_cast<size_t>(side)];
+    return eval
+        .eval_hash[static_cast<size_t>(key & (EVAL_HASH_SIZE - 2)) + static_cast<size_t>(side)];
 }
 inline EvalHashEntry& eval_hash_entry(EvalState& eval, const Position& pos) {
     return eval_hash_entry(eval, pos.key, pos.side);

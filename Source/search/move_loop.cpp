@@ -131,6 +131,7 @@ int search_moves(Position& pos, int side, int ply, int depth, int alpha, int bet
         prefetch_eval(thread, likely_key, side ^ 1);
         if (!legal_move_knowing(pos, side, move->move, in_check)) continue;
         entry.move_class = static_cast<uint16_t>(classify_move(pos, side, *move));
+        entry.gives_no_check = surely_gives_no_check(pos, *move, entry.move_class);
         entry.reduction = 0;
 
         // 2. Nothing is pruned or reduced while the node has only proven a loss.

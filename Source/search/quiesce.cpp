@@ -47,6 +47,7 @@ int quiesce(Position& pos, int side, int ply, int depth, int alpha, int beta, in
 
     entry.move_count = 0;
     entry.move_class = 0; // moves of quiescence have no class
+    entry.gives_no_check = 0;
     entry.stage = static_cast<uint16_t>(depth >= 0 ? PICK_CHECKS : PICK_CAPTURES);
 
     while (MoveEntry* move = next_move(pos)) {

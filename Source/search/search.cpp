@@ -225,6 +225,7 @@ static int search_null_move(Position& pos, SearchThread& thread, int side, int p
     entry.reduction = static_cast<int8_t>(reduction);
     entry.move_count = 0;
     entry.move_class = 0;
+    entry.gives_no_check = 0;
 
     // A list of its own with nothing but the null move, so that children find no previous move.
     MoveEntry* dummy = entry.move_list;
@@ -275,7 +276,7 @@ int search_node(Position& pos, int side, int ply, int depth, int alpha, int beta
     if (depth >= 0) hash_prefetch(pos.key);
     enter_node(thread, ply, depth, a, b, node_type);
     pv[ply] = pv[ply + 1] = NULL_MOVE;
-    const int checker = find_checker(pos, side);
+    const int checker = thread.stack[ply - 1].gives_no_check ? NO_SQUARE : find_checker(pos, side);
     const int in_check = checker != NO_SQUARE;
     entry.checker_square = static_cast<uint8_t>(checker);
     entry.in_check = static_cast<uint16_t>(in_check);

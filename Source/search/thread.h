@@ -56,6 +56,7 @@ struct SearchStackEntry {
     int8_t reduction;           // plies, of the move being searched, or of the null search
     uint8_t in_iid;             // 1 while internal iterative deepening runs
     uint16_t move_class;        // class of the move being searched, see classify_move
+    uint8_t gives_no_check;     // 1 if the move being searched is known to give no check
     uint16_t from_futility;     // 1 when the node fell into quiescence; for debugging, not read
     int16_t threat_pressure[2]; // by side, in evaluation units; written by HceEval
     int16_t move_count;         // moves searched so far here; written by the move loops
