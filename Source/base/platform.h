@@ -14,9 +14,6 @@ double monotonic_seconds();
 // Sleeps for about that many milliseconds; 0 gives the processor away once.
 void sleep_ms(int milliseconds);
 
-// Sleeps for about that many microseconds.
-void sleep_us(int microseconds);
-
 // A pause inside a loop that waits for another thread.
 inline void relax_processor() {
 #if defined(__x86_64__) || defined(__i386__)
@@ -73,5 +70,12 @@ bool input_waiting();
 // -1 when nothing could be read just now.
 int read_input(char* buffer, size_t size);
 
-// Waits until input arrives or the time is over.
+// Waits until input arrives, wake_main_thread is called, or the time is over. A call that came
+// before the wait ends it at once; several of them count as one.
 void wait_for_input(int milliseconds);
+
+// The same, deaf to input.
+void wait_for_wake(int milliseconds);
+
+// Ends the main thread's wait, or its next one. Any thread.
+void wake_main_thread();

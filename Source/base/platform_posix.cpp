@@ -5,7 +5,6 @@
 #include <cstdlib>
 #include <ctime>
 
-#include <poll.h>
 #include <pthread.h>
 #include <sched.h>
 #include <sys/mman.h>
@@ -36,11 +35,6 @@ void sleep_ms(int milliseconds) {
         return;
     }
     timespec wait = {milliseconds / 1000, (milliseconds % 1000) * 1000000L};
-    nanosleep(&wait, nullptr);
-}
-
-void sleep_us(int microseconds) {
-    timespec wait = {0, microseconds * 1000L};
     nanosleep(&wait, nullptr);
 }
 
@@ -178,21 +172,4 @@ int start_joinable(ThreadHandle& handle, ThreadFunction function, void* argument
 
 int join_thread(ThreadHandle handle) {
     return pthread_join(static_cast<pthread_t>(handle.id), nullptr);
-}
-
-bool input_waiting() {
-    pollfd input = {STDIN_FILENO, POLLIN, 0};
-    return poll(&input, 1, 0) > 0;
-}
-
-int read_input(char* buffer, size_t size) {
-    ssize_t count = read(STDIN_FILENO, buffer, size);
-    if (count >= 0) return static_cast<int>(count);
-    // A closed descriptor or a lost terminal is the end of input; anything else may pass.
-    return errno == EINTR || errno == EAGAIN ? -1 : 0;
-}
-
-void wait_for_input(int milliseconds) {
-    pollfd input = {STDIN_FILENO, POLLIN, 0};
-    poll(&input, 1, milliseconds);
 }

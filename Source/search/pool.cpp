@@ -144,6 +144,7 @@ static void run_search_threads() {
 
     // Last: from here on the main thread may start the next search.
     engine.game_state.fetch_or(STATE_OVER, std::memory_order_release);
+    wake_main_thread();
 }
 
 static void master_thread(void*) {

@@ -89,6 +89,6 @@ bool input_pending() { return pending_length > 0 || unread_start < unread_end; }
 bool input_ended() { return at_end && !input_pending() && partial_length == 0; }
 
 void wait_for_line(int milliseconds) {
-    if (at_end) sleep_ms(milliseconds);
+    if (at_end) wait_for_wake(milliseconds);
     else wait_for_input(milliseconds);
 }

@@ -25,5 +25,6 @@ bool input_pending();
 // Tells whether the input is at its end and all its lines have been handed over.
 bool input_ended();
 
-// Waits until input arrives or the time is over; just sleeps once the input is at its end.
+// Waits until input arrives, the search is over, or the time is; at the end of the input, for the
+// last two.
 void wait_for_line(int milliseconds);

@@ -42,22 +42,25 @@ static void finish_at_end_of_input() {
         set_relaxed(engine.stop, 1);
 }
 
-// Reads input where it is time to, then lets the processor rest until the next pass.
+// Reads input where it is time to, then lets the processor rest as long as there is nothing to do:
+// until input comes, the search is over, or the clock is to be looked at.
 static void hear_and_wait() {
     constexpr float INPUT_DELAY = 0.015f; // seconds at the start of a think without input
-    constexpr int POLL_MS = 2;
-    constexpr int BUSY_SLEEP_US = 200; // between looks at the end of a search
+    constexpr int DEAF_MS = 1;            // between looks without input; reports tell this time
+    constexpr int THINK_MS = 2, IDLE_MS = 1000;
 
-    bool idle = relaxed(engine.game_state) == STATE_IDLE;
-    if (!idle && (relaxed(engine.elapsed) <= INPUT_DELAY || relaxed(engine.stop))) {
-        // Without input to hear, the processor belongs to the search threads.
-        sleep_us(BUSY_SLEEP_US);
-        return;
+    const uint8_t before = relaxed(engine.game_state);
+    const bool deaf =
+        before != STATE_IDLE && (relaxed(engine.elapsed) <= INPUT_DELAY || relaxed(engine.stop));
+    if (!deaf) {
+        PollInput();
+        if (input_ended()) finish_at_end_of_input();
     }
-    PollInput();
-    if (input_ended()) finish_at_end_of_input();
-    // Lines that are waiting already need no sleep between them.
-    if (!shell.quit && !(idle && input_pending())) wait_for_line(POLL_MS);
+    const uint8_t state = relaxed(engine.game_state);
+    if (shell.quit || state == STATE_THINK_REQUEST || state == STATE_PONDER_REQUEST) return;
+    // Without input to hear, the processor belongs to the search threads.
+    if (deaf) wait_for_wake(DEAF_MS);
+    else if (!input_pending()) wait_for_line(state == STATE_IDLE ? IDLE_MS : THINK_MS);
 }
 
 static void print_best_move(const char* best, const char* ponder) {
@@ -106,13 +109,13 @@ static void answer() {
 }
 
 void search_with_input(float input_delay) {
-    constexpr int SHALLOW_DEPTH = 3; // plies: below, a millisecond is longer than the search
+    constexpr int LOOK_MS = 1;
 
     prepare_search();
     if (start_search(STATE_BATCH) != 0) exit(-1);
     // A command that ended the search has changed the state, too.
     while (engine.game_state.load(std::memory_order_acquire) == STATE_BATCH) {
-        sleep_ms(engine.max_depth < SHALLOW_DEPTH ? 0 : 1);
+        wait_for_wake(LOOK_MS);
         check_time();
         bool hears =
             input_delay == 0.0f || (relaxed(engine.elapsed) > input_delay && !relaxed(engine.stop));

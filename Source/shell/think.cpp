@@ -180,6 +180,6 @@ void abandon_search() {
     // A request that the main loop has not taken up yet has no search to wait for.
     while (relaxed(engine.game_state) > STATE_PONDER_REQUEST
            && !(engine.game_state.load(std::memory_order_acquire) & STATE_OVER))
-        sleep_ms(1);
+        wait_for_wake(1);
     end_think();
 }
