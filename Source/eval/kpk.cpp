@@ -4,104 +4,110 @@
 
 uint8_t KpkTable[KPK_SIZE];
 
-constexpr uint8_t KPK_IMPOSSIBLE = 0; // values are collected with "or", so this adds nothing
-constexpr uint8_t KPK_UNKNOWN = 4;    // only while the table is built
-
 constexpr int SECOND_RANK = 1, SEVENTH_RANK = 6;
 
 namespace {
 
-struct Placement {
-    int defender_moves; // 1 if the side without the pawn is to move
-    int pawn;           // squares; the pawn moves up the board
-    int king;           // the attacker's
-    int enemy;          // the defender's
+// The placements of one pawn: for each square of the attacker's king a set of squares of the
+// defender's.
+struct PawnWins {
+    Bitboard attacker_moves[64]; // that the attacker wins when it is to move
+    Bitboard defender_moves[64]; // and when the defender is
 };
 
 } // namespace
 
-static Placement placement_of(int index) {
-    int pawn = index >> 12 & 31;
-    return {index >> 17, (pawn >> 2) * 8 + (pawn & 3), index >> 6 & 63, index & 63};
+static bool touch(int a, int b) { return chebyshev(a, b) <= 1; }
+
+// The defender's squares in placements that can exist, with the defender to move.
+static Bitboard defender_squares(int pawn, int king) {
+    return king == pawn ? 0 : ~(king_attacks[king] | bit(king) | bit(pawn));
 }
 
-static bool attacked_by_pawn(int pawn, int square) {
-    return (pawn_attacks[WHITE][pawn] & bit(square)) != 0;
+// The same with the attacker to move: the pawn gives no check.
+static Bitboard quiet_squares(int pawn, int king) {
+    return defender_squares(pawn, king) & ~pawn_attacks[WHITE][pawn];
 }
 
-// What can be said of a placement without a move.
-static uint8_t seed_value(const Placement& p) {
-    int rank = rank_of(p.pawn);
-    if (rank < SECOND_RANK || rank > SEVENTH_RANK) return KPK_IMPOSSIBLE;
-    if (p.pawn == p.king || p.pawn == p.enemy || chebyshev(p.king, p.enemy) <= 1)
-        return KPK_IMPOSSIBLE;
-    if (!p.defender_moves && attacked_by_pawn(p.pawn, p.enemy)) return KPK_IMPOSSIBLE;
-
-    // Promotion wins at once when the new queen can't be taken.
-    int target = p.pawn + 8;
-    if (!p.defender_moves && rank == SEVENTH_RANK && target != p.king && target != p.enemy
-        && (chebyshev(p.enemy, target) > 1 || chebyshev(p.king, target) <= 1))
-        return KPK_WIN;
-    return KPK_UNKNOWN;
+// All squares next to one of the set.
+static Bitboard neighbours(Bitboard set) {
+    Bitboard sides = step_east(set) | step_west(set);
+    Bitboard row = set | sides;
+    return sides | step_north(row) | step_south(row);
 }
 
-// Union of the values that the attacker can reach.
-static uint8_t attacker_values(const Placement& p) {
-    uint8_t values = 0;
-    int target = p.pawn + 8;
-    if (rank_of(p.pawn) < SEVENTH_RANK) {
-        bool open = target != p.king && target != p.enemy;
-        if (open) values |= KpkTable[kpk_index(1, target, p.king, p.enemy)];
-        if (open && rank_of(p.pawn) == SECOND_RANK && target + 8 != p.king && target + 8 != p.enemy)
-            values |= KpkTable[kpk_index(1, target + 8, p.king, p.enemy)];
+// Where the defender loses to a move of the pawn. `ahead` holds the pawn one square on, `far`
+// two; what they say of a defender on the pawn's new square is nothing.
+static Bitboard push_wins(int pawn, int king, const PawnWins& ahead, const PawnWins& far) {
+    const int target = pawn + 8;
+    const int rank = rank_of(pawn);
+    if (target == king) return 0;
+    if (rank == SEVENTH_RANK) {
+        // Promotion wins at once when the new queen can't be taken.
+        Bitboard takes = touch(king, target) ? 0 : king_attacks[target];
+        return ~(takes | bit(target));
     }
-    for (Bitboard steps = king_attacks[p.king]; steps;)
-        values |= KpkTable[kpk_index(1, p.pawn, pop_lowest(steps), p.enemy)];
-    return values;
+    Bitboard wins = ahead.defender_moves[king];
+    if (rank == SECOND_RANK && target + 8 != king) wins |= far.defender_moves[king] & ~bit(target);
+    return wins;
 }
 
-// Union of the values that the defender can reach; 0 without a move.
-static uint8_t defender_values(const Placement& p) {
-    uint8_t values = 0;
-    for (Bitboard steps = king_attacks[p.enemy]; steps;) {
-        int square = pop_lowest(steps);
-        if (square != p.pawn) values |= KpkTable[kpk_index(0, p.pawn, p.king, square)];
-        else if (chebyshev(p.king, p.pawn) > 1) values |= KPK_DRAW;
+// One pass over the placements of a pawn: adds what the attacker can reach a win from, and what
+// the defender can't leave. Without a move the defender is stalemated: a pawn never mates. Returns
+// whether a set grew.
+static bool sweep(int pawn, PawnWins& wins) {
+    bool grew = false;
+    for (int king = 0; king < 64; king++) {
+        Bitboard reached = wins.attacker_moves[king];
+        for (Bitboard steps = king_attacks[king]; steps;)
+            reached |= wins.defender_moves[pop_lowest(steps)];
+        reached &= quiet_squares(pawn, king);
+        grew = grew || reached != wins.attacker_moves[king];
+        wins.attacker_moves[king] = reached;
     }
-    return values;
+    for (int king = 0; king < 64; king++) {
+        Bitboard pawn_falls = touch(king, pawn) ? 0 : bit(pawn);
+        Bitboard targets = quiet_squares(pawn, king) | pawn_falls;
+        Bitboard lost = neighbours(targets) & ~neighbours(targets & ~wins.attacker_moves[king])
+                      & defender_squares(pawn, king);
+        grew = grew || lost != wins.defender_moves[king];
+        wins.defender_moves[king] = lost;
+    }
+    return grew;
 }
 
-// One pass over the open entries of one pawn square and side to move: a value that is good for it
-// decides, and what remains when nothing is open any more is the other. Returns whether an entry
-// changed.
-static bool sweep(int defender_moves, int pawn) {
-    constexpr int PLACEMENTS = 64 * 64; // of the two kings
-    bool changed = false;
-    int first = kpk_index(defender_moves, pawn, 0, 0);
-    for (int i = first; i < first + PLACEMENTS; i++) {
-        if (KpkTable[i] != KPK_UNKNOWN) continue;
-        Placement p = placement_of(i);
-        uint8_t values = defender_moves ? defender_values(p) : attacker_values(p);
-        uint8_t good = defender_moves ? KPK_DRAW : KPK_WIN;
-        if (values & good) KpkTable[i] = good;
-        else if (values & KPK_UNKNOWN) continue;
-        else if (defender_moves && (values & KPK_WIN)) KpkTable[i] = KPK_WIN;
-        else KpkTable[i] = KPK_DRAW; // stalemate, or nothing that wins
-        changed = true;
+// Solves the placements of a pawn from those of the pawn further on.
+static void solve(int pawn, PawnWins& wins, const PawnWins& ahead, const PawnWins& far) {
+    for (int king = 0; king < 64; king++) {
+        wins.attacker_moves[king] = push_wins(pawn, king, ahead, far) & quiet_squares(pawn, king);
+        wins.defender_moves[king] = 0;
     }
-    return changed;
+    while (sweep(pawn, wins)) {
+    }
+}
+
+static void write_entries(int defender_moves, int pawn, const Bitboard* wins) {
+    for (int king = 0; king < 64; king++) {
+        uint8_t* entries = &KpkTable[kpk_index(defender_moves, pawn, king, 0)];
+        for (int enemy = 0; enemy < 64; enemy++)
+            entries[enemy] = static_cast<uint8_t>(KPK_DRAW + (wins[king] >> enemy & 1));
+    }
 }
 
 void init_kpk_table() {
-    for (int i = 0; i < KPK_SIZE; i++) KpkTable[i] = seed_value(placement_of(i));
+    static_assert(KPK_WIN == KPK_DRAW + 1, "an entry is the draw's and a bit");
+    for (uint8_t& entry : KpkTable) entry = KPK_DRAW;
 
     // The pawn only goes forward, so a square needs no value of the squares behind it.
-    for (int rank = SEVENTH_RANK; rank >= SECOND_RANK; rank--)
-        for (int file = 0; file < 4; file++)
-            for (bool changed = true; changed;) {
-                changed = sweep(0, rank * 8 + file);
-                changed = sweep(1, rank * 8 + file) || changed;
-            }
-    for (uint8_t& entry : KpkTable)
-        if (entry != KPK_WIN) entry = KPK_DRAW;
+    for (int file = 0; file < 4; file++) {
+        PawnWins wins = {}, ahead = {}, far = {};
+        for (int rank = SEVENTH_RANK; rank >= SECOND_RANK; rank--) {
+            const int pawn = rank * 8 + file;
+            far = ahead;
+            ahead = wins;
+            solve(pawn, wins, ahead, far);
+            write_entries(0, pawn, wins.attacker_moves);
+            write_entries(1, pawn, wins.defender_moves);
+        }
+    }
 }
