@@ -1,7 +1,5 @@
 #include "board/bitboard.h"
 
-#include "base/print.h"
-
 Bitboard between[64][64];
 Bitboard ray_north[64], ray_east[64], ray_north_west[64], ray_north_east[64];
 Bitboard ray_south[64], ray_west[64], ray_south_west[64], ray_south_east[64];
@@ -123,8 +121,7 @@ static uint32_t next_random(uint32_t& z, uint32_t& w) {
 }
 
 void init_zobrist() {
-    constexpr int MIN_BITS = 24;    // set bits of a good key
-    constexpr int MIN_DISTANCE = 6; // bits in which any two keys differ
+    constexpr int MIN_BITS = 24; // set bits of a good key
     static bool done = false;
     if (done) return;
     done = true;
@@ -137,12 +134,5 @@ void init_zobrist() {
             key = (high << 32) | next_random(z, w);
         } while (pop_count(key) < MIN_BITS);
         zobrist[i] = key;
-
-        // Never happens with these constants; it guards changes to them.
-        for (int earlier = 0; earlier < i; earlier++)
-            if (pop_count(zobrist[earlier] ^ key) < MIN_DISTANCE) {
-                Print("bad hashcode");
-                break;
-            }
     }
 }

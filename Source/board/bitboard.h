@@ -79,7 +79,8 @@ extern SliderMasks slider_masks[64];
 // Fills every table except zobrist. Call once, before anything that touches a position.
 void init_board_tables();
 
-// Fills zobrist; a second call does nothing. The keys are the same in every run.
+// Fills zobrist; a second call does nothing. The keys are the same in every run, and any two of
+// them differ in at least 6 bits, which a test watches.
 void init_zobrist();
 
 // Set once at start-up: 1 when the processor counts bits in hardware.
