@@ -39,6 +39,47 @@ void hash_free() {
     hash_reciprocal = 0;
 }
 
+namespace {
+
+struct Share {
+    uint64_t first, count; // entries
+};
+
+} // namespace
+
+// No search runs meanwhile, so the words can be written as plain memory.
+static void clear_share(void* argument) {
+    const Share& share = *static_cast<Share*>(argument);
+    memset(static_cast<void*>(hash_table + share.first), 0, share.count * sizeof(HashEntry));
+}
+
+// For a fresh table, which is zero: makes the system hand out the pages now, not to the search.
+static void hand_out_share(void* argument) {
+    constexpr uint64_t STEP = 4096 / sizeof(HashEntry); // no page is smaller
+    const Share& share = *static_cast<Share*>(argument);
+    for (uint64_t i = 0; i < share.count; i += STEP)
+        hash_table[share.first + i].words[0].store(0, std::memory_order_relaxed);
+}
+
+// Runs `function` over the entries with one thread per search thread, each an equal share.
+static void share_entries(ThreadFunction function) {
+    static Share shares[MAX_THREADS];
+    static ThreadHandle threads[MAX_THREADS];
+
+    if (!engine.hash_enabled || !hash_table) return;
+    int count = engine.num_threads > 0 ? engine.num_threads : 1;
+    uint64_t each = hash_entries / static_cast<uint64_t>(count);
+    for (int i = 0; i < count; i++) {
+        shares[i] = {static_cast<uint64_t>(i) * each, each};
+        if (start_joinable(threads[i], function, &shares[i]) != 0) exit(-1);
+    }
+    for (int i = 0; i < count; i++)
+        if (join_thread(threads[i]) != 0) exit(-1);
+    engine.hash_fill = 0.0f;
+}
+
+void hash_clear() { share_entries(clear_share); }
+
 int hash_alloc() {
     init_zobrist();
     hash_free();
@@ -55,38 +96,8 @@ int hash_alloc() {
         hash_reciprocal = UINT64_MAX / hash_entries + std::has_single_bit(hash_entries);
     }
     PrintFormat("info string allocated %d Mbytes for hash table", engine.hash_mb);
-    hash_clear();
+    share_entries(hand_out_share);
     return 1;
-}
-
-namespace {
-
-struct ClearShare {
-    uint64_t first, count; // entries
-};
-
-} // namespace
-
-static void clear_share(void* argument) {
-    // No search runs, so the words can be written as plain memory.
-    const ClearShare& share = *static_cast<ClearShare*>(argument);
-    memset(static_cast<void*>(hash_table + share.first), 0, share.count * sizeof(HashEntry));
-}
-
-void hash_clear() {
-    static ClearShare shares[MAX_THREADS];
-    static ThreadHandle threads[MAX_THREADS];
-
-    if (!engine.hash_enabled || !hash_table) return;
-    int count = engine.num_threads > 0 ? engine.num_threads : 1;
-    uint64_t each = hash_entries / static_cast<uint64_t>(count);
-    for (int i = 0; i < count; i++) {
-        shares[i] = {static_cast<uint64_t>(i) * each, each};
-        if (start_joinable(threads[i], clear_share, &shares[i]) != 0) exit(-1);
-    }
-    for (int i = 0; i < count; i++)
-        if (join_thread(threads[i]) != 0) exit(-1);
-    engine.hash_fill = 0.0f;
 }
 
 void hash_prefetch(uint64_t key) {
