@@ -96,6 +96,23 @@ TEST_F(Threads, MastersRecordIsKeptUpToEightThreads) {
     EXPECT_EQ(relaxed(engine.result_depth), 3);
 }
 
+TEST_F(Threads, TheirNumberMayChangeFromThinkToThink) {
+    set_up(MIDDLEGAME_FEN);
+    for (int threads : {2, 1, 9, 3, 20, 0, 5, 1}) {
+        run_search(threads, 4, 20000);
+        EXPECT_EQ(relaxed(engine.game_state), STATE_BATCH | STATE_OVER) << threads;
+        EXPECT_EQ(relaxed(engine.result_depth), threads ? 4 : 0) << threads;
+    }
+}
+
+TEST_F(Threads, HelpersWaitForTheEndOfTheFirstIteration) {
+    set_up(MIDDLEGAME_FEN);
+    for (int think = 0; think < 5; think++) {
+        run_search(4, 1, 20000);
+        EXPECT_EQ(engine.search_totals[TOTAL_NODES], relaxed(master().nodes));
+    }
+}
+
 TEST_F(Threads, SixtyFourThreadsStartAndStop) {
     set_up(MIDDLEGAME_FEN);
     for (int think = 0; think < 3; think++) {
@@ -160,6 +177,23 @@ TEST_F(Threads, FreshRecordIsZeroed) {
     EXPECT_EQ(set, 0u);
     EXPECT_EQ(reinterpret_cast<uintptr_t>(thread) % 64, 0u);
     free_search_thread(thread);
+}
+
+TEST_F(Threads, SparedRecordIsAsGoodAsNew) {
+    set_up(MIDDLEGAME_FEN);
+    run_search(9, 6, 20000); // so many that the master's is taken away, too
+    ASSERT_EQ(records(), 0);
+    ASSERT_EQ(setup_master_record(), 0);
+    auto is_zero = [](const auto& table) {
+        const auto* bytes = reinterpret_cast<const unsigned char*>(&table);
+        return std::all_of(bytes, bytes + sizeof table, [](unsigned char byte) { return !byte; });
+    };
+    EXPECT_TRUE(is_zero(master().eval.eval_hash));
+    EXPECT_TRUE(is_zero(master().eval.pawn_hash));
+    EXPECT_TRUE(is_zero(master().history));
+    EXPECT_TRUE(is_zero(master().counter1));
+    EXPECT_EQ(master().eval.nn_generation, 0u);
+    EXPECT_EQ(master().eval.nn_acc, nullptr);
 }
 
 TEST_F(Threads, EmptyListsAreTerminators) {

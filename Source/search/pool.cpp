@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <new>
+#include <utility>
 
 #include "base/lock.h"
 #include "base/platform.h"
@@ -17,6 +18,14 @@ SearchThread* main_thread;
 std::atomic<SearchThread*> search_threads[MAX_THREADS];
 SpinLock record_lock;
 
+// Records that helpers have left, by number: memory for the next search, and no more than that. A
+// fresh one costs a page fault for each page that the search touches. Written by the thread of that
+// number and by the master thread, which joins it in between.
+static SearchThread* spare_records[MAX_THREADS];
+
+// 1 when thread 0 has finished its first iteration, or searches no more; the helpers wait for it.
+static std::atomic<int> helpers_released;
+
 // Search threads that have yet to copy the game; set by start_search, counted down by each.
 static std::atomic<int> copies_left;
 
@@ -25,15 +34,20 @@ constexpr int KEEP_RECORD_THREADS = 8;
 
 constexpr uint64_t NO_NODE_LIMIT = 1ULL << 62; // more than any search can reach
 
+// Sets what differs from zero in a new record.
+static void init_record(SearchThread& thread) {
+    thread.position.owner = &thread.line;
+    // Its tables are empty, so they fit any settings.
+    thread.eval.eval_epoch = relaxed(eval_epoch);
+    thread.eval.eval_use_nn = relaxed(shell.use_nn);
+}
+
 SearchThread* allocate_search_thread() {
     // Fresh pages are zero, and a zeroed record is a valid record.
     void* memory = allocate_pages(sizeof(SearchThread), false);
     if (!memory) return nullptr;
     auto* thread = new (memory) SearchThread;
-    thread->position.owner = &thread->line;
-    // Its tables are empty, so they fit any settings.
-    thread->eval.eval_epoch = relaxed(eval_epoch);
-    thread->eval.eval_use_nn = relaxed(shell.use_nn);
+    init_record(*thread);
     return thread;
 }
 
@@ -53,12 +67,22 @@ void reset_search_stack(SearchThread& thread) {
     }
 }
 
+// A record as good as a new one, or null when memory ran out.
+static SearchThread* take_record(int index) {
+    SearchThread* spare = std::exchange(spare_records[index], nullptr);
+    if (!spare) return allocate_search_thread();
+    NnFreeBuffers(spare->eval);
+    memset(static_cast<void*>(spare), 0, sizeof *spare);
+    init_record(*spare);
+    return spare;
+}
+
 // Makes a thread's record a copy of the game. Returns false when memory ran out.
 static bool setup_record(int index) {
     constexpr uint32_t SEED_STEP = 123; // any number will do
     SearchThread* thread = search_threads[index].load(std::memory_order_relaxed);
     if (!thread) {
-        thread = allocate_search_thread();
+        thread = take_record(index);
         if (!thread) return false;
     }
     const SearchThread& game = *main_thread;
@@ -107,19 +131,22 @@ static void helper_thread(void* argument) {
     report_copy();
     if (!ready) return; // the search goes on without it
 
-    // Helpers begin when the master has finished its first iteration. The acquire makes all that
-    // the master built before visible.
-    while (engine.iteration_depth.load(std::memory_order_acquire) < 2 && !relaxed(engine.stop))
-        sleep_ms(1);
+    // The acquire makes all that the master built before visible.
+    helpers_released.wait(0, std::memory_order_acquire);
     if (relaxed(engine.stop)) return;
     search_root(index);
 }
 
-static void free_record(int index) {
+void release_helpers() {
+    helpers_released.store(1, std::memory_order_release);
+    helpers_released.notify_all();
+}
+
+// Takes a thread's record away from it; its memory is spared for the next search.
+static void drop_record(int index) {
     lock(record_lock);
-    SearchThread* thread = search_threads[index].exchange(nullptr, std::memory_order_acq_rel);
+    spare_records[index] = search_threads[index].exchange(nullptr, std::memory_order_acq_rel);
     unlock(record_lock);
-    if (thread) free_search_thread(thread);
 }
 
 static void run_search_threads() {
@@ -132,6 +159,7 @@ static void run_search_threads() {
         if (start_joinable(helpers[i], helper_thread, &numbers[i]) != 0) exit(-1);
     }
     if (threads > 0) search_root(0);
+    release_helpers();
 
     // Helpers look at each other's records, so all are gathered before the first is freed.
     for (int i = 1; i < threads; i++)
@@ -139,8 +167,8 @@ static void run_search_threads() {
     lock(report_lock);
     sum_thread_counters();
     unlock(report_lock);
-    for (int i = 1; i < threads; i++) free_record(i);
-    if (threads > KEEP_RECORD_THREADS) free_record(0);
+    for (int i = 1; i < threads; i++) drop_record(i);
+    if (threads > KEEP_RECORD_THREADS) drop_record(0);
 
     // Last: from here on the main thread may start the next search.
     engine.game_state.fetch_or(STATE_OVER, std::memory_order_release);
@@ -153,10 +181,22 @@ static void master_thread(void*) {
     run_search_threads();
 }
 
+static void free_spare_records(int from) {
+    for (int i = from; i < MAX_THREADS; i++)
+        free_search_thread(std::exchange(spare_records[i], nullptr));
+}
+
+void free_search_records() {
+    for (auto& slot : search_threads) free_search_thread(slot.exchange(nullptr));
+    free_spare_records(0);
+}
+
 int start_search(int state) {
     open_trace();
+    free_spare_records(engine.num_threads);
     set_relaxed(engine.stop, 0);
     set_relaxed(engine.game_state, state);
+    helpers_released.store(0, std::memory_order_relaxed);
     copies_left.store(engine.num_threads > 1 ? engine.num_threads : 1, std::memory_order_relaxed);
     return start_detached(master_thread, nullptr);
 }

@@ -11,12 +11,16 @@
 #include "base/lock.h"
 
 // Keeps thread records in place while others look at them; taken by check_time, and by the
-// master thread when it frees records. No other lock is taken inside.
+// master thread when it takes records away. No other lock is taken inside.
 extern SpinLock record_lock;
 
 // Clears `stop`, sets game_state to `state` and creates the master thread. Returns 0, or the
 // system's error number when it could not be created.
 int start_search(int state);
+
+// Tells the helpers that thread 0 has finished its first iteration, or searches no more. Called by
+// thread 0; without helpers it does nothing.
+void release_helpers();
 
 // Waits until every search thread has its own copy of the game. Before this the main thread must
 // not change the game's position while a search runs; it takes a moment after a start at most.
@@ -24,6 +28,9 @@ void wait_for_copies();
 
 // Prepares thread 0's record as a copy of the game. Returns 0, or -1 when memory ran out.
 int setup_master_record();
+
+// Frees the records of all search threads. No search runs meanwhile.
+void free_search_records();
 
 // Sums the counters of all threads into EngineState. Does nothing once the search is over. The
 // caller holds report_lock, or no search thread runs.

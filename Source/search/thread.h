@@ -3,8 +3,8 @@
 // It holds the thread's line and Position, per-ply stack, move lists, ordering tables, the state of
 // its evaluation, and counters. The main thread has one for the game, from start-up to the end;
 // each search thread has its own, copied from the game's for one search. The master's is kept for
-// the next search as long as there are few threads. A record is written by its own thread alone;
-// others look only at the atomics, and at the master's `seldepth`.
+// the next search as long as there are few threads; of the others only the memory is. A record is
+// written by its own thread alone; others look only at the atomics, and at the master's `seldepth`.
 
 #pragma once
 

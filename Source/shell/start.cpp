@@ -15,6 +15,7 @@
 #include "search/hash.h"
 #include "search/limits.h"
 #include "search/ordering.h"
+#include "search/pool.h"
 #include "search/thread.h"
 #include "shell/bench.h"
 #include "shell/calibration.h"
@@ -94,8 +95,7 @@ bool init_engine() {
 void shut_down_engine() {
     tb_init("");
     hash_free();
-    for (auto& slot : search_threads)
-        if (SearchThread* thread = slot.exchange(nullptr)) free_search_thread(thread);
+    free_search_records();
     free_search_thread(main_thread);
     main_thread = nullptr;
     NnUnload();
