@@ -54,6 +54,18 @@ void update(benchmark::State& state, const char* path, int removed, int added) {
     }
 }
 
+void update_output(benchmark::State& state, const char* path) {
+    if (!NnSelectPath(path)) return state.SkipWithError("not on this processor");
+    size_t at = 0;
+    float result[2];
+    for (auto _ : state) {
+        nn_kernels->update_output(result, rows().sums, rows().picked.data() + at, 4, 4,
+                                  rows().weights, rows().weights + UNITS, UNITS);
+        benchmark::DoNotOptimize(result);
+        at = (at + 8) % 4000;
+    }
+}
+
 void output(benchmark::State& state, const char* path) {
     if (!NnSelectPath(path)) return state.SkipWithError("not on this processor");
     float result[2];
@@ -90,6 +102,7 @@ int main(int argc, char** argv) {
         benchmark::RegisterBenchmark(name("EightRows").c_str(), update, path, 4, 4);
         benchmark::RegisterBenchmark(name("FullRefresh").c_str(), update, path, 0, FULL_ROWS);
         benchmark::RegisterBenchmark(name("Output").c_str(), output, path);
+        benchmark::RegisterBenchmark(name("EightRowsOutput").c_str(), update_output, path);
         benchmark::RegisterBenchmark(name("EvalByDifference").c_str(), evaluate, path, 2);
         benchmark::RegisterBenchmark(name("EvalFromScratch").c_str(), evaluate, path, 1);
     }
