@@ -115,13 +115,14 @@ up_to_date() {
         [ -z "$(find "$root/Source" "$root/CMakeLists.txt" -newer "$stamp" 2>&1 | head -n 1)" ]
 }
 
+# By a profile, as it is a tenth faster: so the engine is built twice.
 configure() {
-    cmake -S "$root" -B "$build" -DCMAKE_BUILD_TYPE=Release -DMIRD_BUILD_TESTS=OFF
+    cmake -S "$root" -B "$build" -DCMAKE_BUILD_TYPE=Release -DMIRD_BUILD_TESTS=OFF -DMIRD_PGO=ON
 }
 
 build_engine() {
     need compiler cmake make || return 1
-    echo "Building Mird, this takes a minute ..." >&2
+    echo "Building Mird, this takes two minutes ..." >&2
     # Without make, cmake must be told to use ninja; an old folder knows already.
     command -v make >/dev/null 2>&1 || export CMAKE_GENERATOR=Ninja
     touch "$root/build/run.start"
