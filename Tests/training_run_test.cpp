@@ -3,8 +3,12 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cstdio>
 
+#include "Training/safe_file.h"
 #include "Training/team.h"
+
+#include "support.h"
 
 #include <gtest/gtest.h>
 
@@ -25,4 +29,23 @@ TEST(Team, DoesEachTaskOnceAndSeesWhatWasDone) {
             EXPECT_EQ(sums[task], expected) << threads << " " << task;
         }
     }
+}
+
+TEST(SafeFile, AnInterruptionLeavesTheOldFile) {
+    const std::string path = fresh_directory() + "/file";
+    auto write = [&](const char* text, bool whole) {
+        FILE* file = begin_file(path);
+        fputs(text, file);
+        return finish_file(file, path, whole);
+    };
+    EXPECT_TRUE(write("old\n", true));
+    EXPECT_FALSE(write("half\n", false));
+    EXPECT_EQ(read_lines(path), std::vector<std::string>{"old"});
+    FILE* file = begin_file(path);
+    fputs("interrupted\n", file);
+    fclose(file);
+    EXPECT_EQ(read_lines(path), std::vector<std::string>{"old"});
+    EXPECT_TRUE(write("new\n", true));
+    EXPECT_EQ(read_lines(path), std::vector<std::string>{"new"});
+    EXPECT_EQ(begin_file(path + "/no/folder"), nullptr);
 }

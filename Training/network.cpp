@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstdio>
 
+#include "Training/safe_file.h"
 #include "eval/logistic.h"
 #include "eval/nn.h"
 #include "eval/nn_kernels.h"
@@ -55,12 +56,12 @@ bool write_network(const Network& network, const std::string& path) {
                            0,
                            FILE_OUTPUTS,
                            {static_cast<uint16_t>(count), static_cast<uint16_t>(count >> 16)}};
-    FILE* file = fopen(path.c_str(), "wb");
+    FILE* file = begin_file(path);
     if (!file) return false;
     bool written =
         fwrite(&head, sizeof head, 1, file) == 1
         && fwrite(numbers.data(), sizeof numbers[0], numbers.size(), file) == numbers.size();
-    return fclose(file) == 0 && written;
+    return finish_file(file, path, written);
 }
 
 bool read_network(Network& network, const std::string& path) {

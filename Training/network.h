@@ -21,7 +21,7 @@ struct Network {
 constexpr float WEIGHT_LIMIT = 4.99f; // of a weight's absolute value: the file holds integers
 
 // Writes the engine's network file, each weight rounded to a multiple of 1/5000. Returns false if
-// it can't be written.
+// it can't be written; an earlier file stays then.
 bool write_network(const Network& network, const std::string& path);
 
 // Reads a network file of this form with any number of hidden units. Returns false, with the
