@@ -145,7 +145,7 @@ TEST_F(TrainingFile, OldFormIsReadButDoesNotGrow) {
 
     PlySets sets;
     EXPECT_TRUE(read_ply_file(sets, name, PLY_FOR_ANY));
-    EXPECT_EQ(sets.games, 2u);
+    EXPECT_EQ(sets.counts.games, 2u);
 
     PlyFile file = {-1, {}};
     EXPECT_EQ(open_ply_file(file, name.c_str(), header()),

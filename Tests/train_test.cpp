@@ -12,6 +12,7 @@
 #include "Training/pst_tuning.h"
 #include "Training/relabelling.h"
 #include "Training/trainer.h"
+#include "board/see.h"
 #include "eval/nn.h"
 #include "hce_support.h"
 #include "search_fixture.h"
@@ -317,6 +318,26 @@ TEST(PlyData, MaterialOfTheHandCraftedEvaluationIsLeftOut) {
     }
 }
 
+TEST(PlyData, WinningCapturesAreLeftOutOnDemand) {
+    set_exchange_values();
+    struct {
+        const char* fen;
+        bool tense;
+    } const cases[] = {
+        {"r3k3/pppp4/8/8/8/8/PPPP4/R3K3 w - -", false}, // RxP loses the exchange
+        {"r3k3/1ppp4/8/8/8/8/PPPP4/R3K3 b - -", false}, // the pawn is guarded
+        {"r3k3/1ppp4/8/8/8/8/P7/1R2K3 w - -", true},    // RxP
+        {"r3k3/1ppp4/8/8/8/8/P7/1R2K3 b - -", true},    // RxP
+        {"4k3/ppp2p2/8/3n4/4P3/8/PPP2P2/3NK3 w - -", true},
+        {"4k3/ppp2p2/4p3/3p4/4P3/8/PPP2P2/3NK3 w - -", false}, // pawn for pawn
+    };
+    for (const auto& c : cases) {
+        const PlyRecord record = record_of(c.fen);
+        EXPECT_EQ(judge_ply(record, {PLY_FOR_NETWORK, false}), PLY_KEPT) << c.fen;
+        EXPECT_EQ(judge_ply(record, {PLY_FOR_NETWORK, true}) == PLY_TENSE, c.tense) << c.fen;
+    }
+}
+
 TEST(PlyData, GamesAreHeldOutWhole) {
     std::string path = fresh_directory() + "/games.ply";
     FILE* file = fopen(path.c_str(), "wb");
@@ -337,7 +358,7 @@ TEST(PlyData, GamesAreHeldOutWhole) {
 
     PlySets sets;
     ASSERT_TRUE(read_ply_file(sets, path, PLY_FOR_NETWORK));
-    EXPECT_EQ(sets.games, 499u);
+    EXPECT_EQ(sets.counts.games, 499u);
     EXPECT_EQ(sets.training.size() + sets.validation.size(), 998u);
     EXPECT_NEAR(static_cast<double>(sets.validation.size()), static_cast<double>(held_out), 2);
     EXPECT_GT(held_out, 4u);

@@ -4,11 +4,13 @@
 #include <algorithm>
 #include <atomic>
 #include <cstdio>
+#include <cstring>
 
+#include "Training/data_file.h"
+#include "Training/ply_store.h"
 #include "Training/safe_file.h"
 #include "Training/team.h"
-
-#include "support.h"
+#include "trainer_support.h"
 
 #include <gtest/gtest.h>
 
@@ -29,6 +31,130 @@ TEST(Team, DoesEachTaskOnceAndSeesWhatWasDone) {
             EXPECT_EQ(sums[task], expected) << threads << " " << task;
         }
     }
+}
+
+namespace {
+
+// Files of games of one record each, whose scores number them; some are for validation.
+std::vector<std::string> numbered_files(const std::string& directory, int files, int games) {
+    PlyRecord record = record_of("r3k3/pppp4/8/8/8/8/PPPP4/R3K3 w - -");
+    record.place |= RECORD_FIRST;
+    std::vector<std::string> names;
+    for (int number = 0; number < files; number++) {
+        names.push_back(directory + "/" + std::to_string(number) + ".ply");
+        DataWriter file;
+        EXPECT_TRUE(begin_data_file(file, names.back(),
+                                    new_data_header(DATA_GAMES, static_cast<uint32_t>(number))));
+        for (int game = 0; game < games; game++) {
+            record.score = static_cast<int16_t>(game % 1400);
+            record.halfmoves = static_cast<uint8_t>(game / 1400 + number * 20);
+            write_records(file, &record, 1);
+        }
+        EXPECT_TRUE(finish_data_file(file));
+    }
+    return names;
+}
+
+// All records of an epoch in the order of training, as pairs of halfmoves and score.
+std::vector<std::pair<int, int>> epoch_records(PlyStore& store, int epoch, Team& team) {
+    constexpr size_t BATCH = 1000;
+    std::vector<std::pair<int, int>> list;
+    size_t used = 0;
+    for (size_t piece = 0; piece < store.pieces; piece++) {
+        EXPECT_TRUE(load_piece(store, 5, epoch, piece, used, team));
+        used = store.order.size() / BATCH * BATCH;
+        if (piece + 1 == store.pieces) used = store.order.size();
+        for (size_t i = 0; i < used; i++) {
+            const PlyRecord& record = store.piece[store.order[i]];
+            list.push_back({record.halfmoves, record.score});
+        }
+    }
+    return list;
+}
+
+bool open_numbered(PlyStore& store, const std::vector<std::string>& names, double memory_mb,
+                   Team& team) {
+    return open_store(store, names, {{PLY_FOR_NETWORK, false}, memory_mb}, team);
+}
+
+} // namespace
+
+TEST(PlyStore, PiecesHoldEachRecordOnceInAnyNumberOfThem) {
+    const std::vector<std::string> names = numbered_files(fresh_directory(), 3, 25000);
+    TeamPointer team = make_team(3), one = make_team(1);
+    PlyStore whole, parts, again;
+    ASSERT_TRUE(open_numbered(whole, names, 100, *team));
+    ASSERT_TRUE(open_numbered(parts, names, 1, *team));
+    ASSERT_TRUE(open_numbered(again, names, 1, *one));
+    EXPECT_EQ(whole.pieces, 1u);
+    EXPECT_EQ(parts.pieces, 4u);
+    EXPECT_EQ(whole.records, 75000u);
+    EXPECT_EQ(whole.counts.games, 75000u);
+    EXPECT_EQ(whole.training + whole.validation.size(), 75000u);
+
+    PlySets sets;
+    for (const std::string& name : names) ASSERT_TRUE(read_ply_file(sets, name, PLY_FOR_NETWORK));
+    EXPECT_EQ(whole.training, sets.training.size());
+    ASSERT_EQ(whole.validation.size(), sets.validation.size());
+    EXPECT_EQ(memcmp(whole.validation.data(), sets.validation.data(),
+                     sets.validation.size() * sizeof(PlyRecord)),
+              0);
+
+    for (int epoch = 0; epoch < 2; epoch++) {
+        auto all = epoch_records(whole, epoch, *team), some = epoch_records(parts, epoch, *team);
+        EXPECT_EQ(some, epoch_records(again, epoch, *one)) << "threads don't matter";
+        EXPECT_NE(all, some);
+        EXPECT_NE(some, epoch_records(parts, epoch + 1, *team));
+        std::sort(all.begin(), all.end());
+        std::sort(some.begin(), some.end());
+        EXPECT_EQ(all, some);
+        EXPECT_EQ(all.size(), whole.training);
+        EXPECT_LT(parts.piece.size() * 36, (1u << 20) + 1000 * 36);
+    }
+}
+
+TEST(PlyStore, OrderIsWellMixed) {
+    PlyStore store;
+    TeamPointer team = make_team(2);
+    fill_store(store, std::vector<PlyRecord>(50000));
+    ASSERT_TRUE(load_piece(store, 1, 0, 0, 0, *team));
+    std::vector<uint32_t> sorted(store.order.begin(), store.order.end());
+    std::sort(sorted.begin(), sorted.end());
+    for (uint32_t i = 0; i < sorted.size(); i++) ASSERT_EQ(sorted[i], i);
+    // Places of the first half: half of them in each tenth.
+    for (size_t tenth = 0; tenth < 10; tenth++) {
+        int low = 0;
+        for (size_t i = 0; i < 5000; i++) low += store.order[tenth * 5000 + i] < 25000;
+        EXPECT_NEAR(low, 2500, 200) << tenth;
+    }
+}
+
+TEST(PlyStore, ChecksumTellsOtherDataFromTheSame) {
+    const std::vector<std::string> names = numbered_files(fresh_directory(), 2, 9000);
+    TeamPointer team = make_team(2);
+    PlyStore store, other;
+    ASSERT_TRUE(open_numbered(store, names, 100, *team));
+    ASSERT_TRUE(open_numbered(other, names, 1, *team));
+    EXPECT_EQ(store.checksum, other.checksum);
+    FILE* file = fopen(names[1].c_str(), "r+b");
+    fseek(file, -20, SEEK_END);
+    fputc(1, file); // a unit of the last record
+    fclose(file);
+    ASSERT_TRUE(open_numbered(other, names, 100, *team));
+    EXPECT_NE(store.checksum, other.checksum);
+    ASSERT_TRUE(open_numbered(other, {names[0]}, 100, *team));
+    EXPECT_NE(store.checksum, other.checksum);
+}
+
+TEST(PlyStore, FilesThatShrinkAreReported) {
+    const std::vector<std::string> names = numbered_files(fresh_directory(), 1, 9000);
+    TeamPointer team = make_team(1);
+    PlyStore store;
+    ASSERT_TRUE(open_numbered(store, names, 100, *team));
+    fclose(fopen(names[0].c_str(), "wb"));
+    testing::internal::CaptureStderr();
+    EXPECT_FALSE(load_piece(store, 1, 0, 0, 0, *team));
+    EXPECT_NE(testing::internal::GetCapturedStderr(), "");
 }
 
 TEST(SafeFile, AnInterruptionLeavesTheOldFile) {

@@ -38,6 +38,23 @@ bool is_validation_game(uint32_t seed, uint64_t game) {
     return next_random(random) % ONE_IN == 0;
 }
 
+PlyPurpose sort_ply(const PlyRecord& record, bool held_out, const PlyFilter& filter,
+                    PlyCounts& counts) {
+    if (!is_sound(record)) return FOR_NOTHING;
+    PlyVerdict verdict = judge_ply(record, filter);
+    counts.verdicts[verdict]++;
+    if (verdict != PLY_KEPT) return FOR_NOTHING;
+    if (!held_out) return FOR_TRAINING;
+    // The neighbours of a held-out game must not teach what validation asks.
+    return has_result(record) ? FOR_VALIDATION : FOR_NOTHING;
+}
+
+void add_counts(PlyCounts& sum, const PlyCounts& more) {
+    sum.games += more.games;
+    for (int verdict = 0; verdict < PLY_VERDICTS; verdict++)
+        sum.verdicts[verdict] += more.verdicts[verdict];
+}
+
 // Sorts the records of one file into the sets.
 static void sort_records(PlySets& sets, const std::vector<PlyRecord>& records, uint32_t seed,
                          PlyUse use) {
@@ -46,15 +63,11 @@ static void sort_records(PlySets& sets, const std::vector<PlyRecord>& records, u
     for (size_t i = 0; i < records.size(); i++) {
         const PlyRecord& record = records[i];
         if (i > 0 && (record.place & RECORD_FIRST)) held_out = is_validation_game(seed, ++game);
-        if (!is_sound(record)) continue;
-        PlyVerdict verdict = judge_ply(record, use);
-        sets.verdicts[verdict]++;
-        if (verdict != PLY_KEPT) continue;
-        // The neighbours of a held-out game must not teach what validation asks.
-        if (!held_out) sets.training.push_back(record);
-        else if (has_result(record)) sets.validation.push_back(record);
+        PlyPurpose purpose = sort_ply(record, held_out, {use, false}, sets.counts);
+        if (purpose == FOR_TRAINING) sets.training.push_back(record);
+        if (purpose == FOR_VALIDATION) sets.validation.push_back(record);
     }
-    if (!records.empty()) sets.games += game + 1;
+    if (!records.empty()) sets.counts.games += game + 1;
 }
 
 bool read_ply_file(PlySets& sets, const std::string& path, PlyUse use) {
@@ -70,14 +83,14 @@ bool read_ply_file(PlySets& sets, const std::string& path, PlyUse use) {
     return true;
 }
 
-void print_ply_sets(const PlySets& sets) {
-    printf("%llu games;", static_cast<unsigned long long>(sets.games));
+void print_counts(const PlyCounts& counts, uint64_t training, uint64_t validation) {
+    printf("%llu games;", static_cast<unsigned long long>(counts.games));
     for (int verdict = 0; verdict < PLY_VERDICTS; verdict++)
         printf(" %s %llu%s", PLY_VERDICT_NAMES[verdict],
-               static_cast<unsigned long long>(sets.verdicts[verdict]),
+               static_cast<unsigned long long>(counts.verdicts[verdict]),
                verdict + 1 < PLY_VERDICTS ? "," : "\n");
-    printf("%zu positions for training, %zu for validation\n", sets.training.size(),
-           sets.validation.size());
+    printf("%llu positions for training, %llu for validation\n",
+           static_cast<unsigned long long>(training), static_cast<unsigned long long>(validation));
 }
 
 void shuffle_plies(std::vector<PlyRecord>& records, uint64_t seed) {

@@ -11,11 +11,16 @@
 #include "Training/ply_filter.h"
 #include "Training/ply_record.h"
 
-struct PlySets {
-    std::vector<PlyRecord> training;      // plies of the other games, and neighbours
-    std::vector<PlyRecord> validation;    // plies with a result, of 2 per cent of the games
-    uint64_t games = 0;                   // read so far
+// Games and records that were read.
+struct PlyCounts {
+    uint64_t games = 0;
     uint64_t verdicts[PLY_VERDICTS] = {}; // records by what became of them
+};
+
+struct PlySets {
+    std::vector<PlyRecord> training;   // plies of the other games, and neighbours
+    std::vector<PlyRecord> validation; // plies with a result, of 2 per cent of the games
+    PlyCounts counts;                  // read so far
 };
 
 // Names of the data files of a list of files and folders; a folder stands for its *.ply files in
@@ -27,8 +32,18 @@ std::vector<std::string> list_ply_files(const std::vector<std::string>& paths);
 // data file.
 bool read_ply_file(PlySets& sets, const std::string& path, PlyUse use);
 
-// Prints how many games and records there are and what became of them.
-void print_ply_sets(const PlySets& sets);
+// What a record is for.
+enum PlyPurpose { FOR_NOTHING, FOR_TRAINING, FOR_VALIDATION };
+
+// Tells what a record is for and counts its verdict, if it is sound. `held_out` is of its game, see
+// is_validation_game.
+PlyPurpose sort_ply(const PlyRecord& record, bool held_out, const PlyFilter& filter,
+                    PlyCounts& counts);
+
+void add_counts(PlyCounts& sum, const PlyCounts& more);
+
+// Prints how many games and records there are, what became of them, and how many are for what.
+void print_counts(const PlyCounts& counts, uint64_t training, uint64_t validation);
 
 // Tells whether a game, given by its file's seed and its number in the file from 0 on, is held out
 // for validation.

@@ -16,6 +16,7 @@ enum PlyVerdict {
     PLY_DECIDED,  // the score is so high that its size says nothing
     PLY_FIFTY,    // the score is drawn towards 0 by the fifty-move rule
     PLY_KNOWN,    // what is to be trained never answers such a position
+    PLY_TENSE,    // a capture wins material, though the best move is another one
     PLY_VERDICTS
 };
 extern const char* const PLY_VERDICT_NAMES[PLY_VERDICTS];
@@ -32,5 +33,15 @@ constexpr int PLY_MIN_PLY = 16;       // plies since the start of the game
 constexpr int PLY_MAX_SCORE = 1500;   // evaluation units, of either sign
 constexpr int PLY_MAX_HALFMOVES = 60; // plies since the last capture or pawn move
 
+// Which records a trainer wants.
+struct PlyFilter {
+    PlyUse use;
+    bool quiet; // leave out PLY_TENSE, which otherwise counts as kept
+};
+
 // Judges a record, which must be sound unless the use is PLY_FOR_ANY.
 PlyVerdict judge_ply(const PlyRecord& record, PlyUse use);
+
+// The same with the whole filter; the record must be sound. What a capture wins is told by static
+// exchange with the values in see_value, pins and promotions being overlooked.
+PlyVerdict judge_ply(const PlyRecord& record, const PlyFilter& filter);

@@ -78,7 +78,7 @@ static bool read_options(TrainOptions& options, int argc, char** argv) {
 static bool read_data(PlySets& sets, const std::vector<std::string>& paths) {
     for (const std::string& file : list_ply_files(paths))
         if (!read_ply_file(sets, file, PLY_FOR_NETWORK)) return false;
-    print_ply_sets(sets);
+    print_counts(sets.counts, sets.training.size(), sets.validation.size());
     if (!sets.training.empty() && !sets.validation.empty()) return true;
     fprintf(stderr, "too few positions\n");
     return false;

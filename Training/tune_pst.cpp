@@ -84,7 +84,7 @@ int main(int argc, char** argv) {
     auto sets = std::make_unique<PlySets>();
     for (const std::string& file : list_ply_files(options.paths))
         if (!read_ply_file(*sets, file, PLY_FOR_TABLES)) return 1;
-    print_ply_sets(*sets);
+    print_counts(sets->counts, sets->training.size(), sets->validation.size());
     thin_out(sets->training, options.positions, options.seed);
     if (sets->training.empty() || sets->validation.empty()) {
         fprintf(stderr, "too few positions\n");
