@@ -8,6 +8,7 @@
 
 #include "Training/data_file.h"
 #include "Training/ply_store.h"
+#include "Training/run_settings.h"
 #include "Training/safe_file.h"
 #include "Training/team.h"
 #include "trainer_support.h"
@@ -155,6 +156,33 @@ TEST(PlyStore, FilesThatShrinkAreReported) {
     testing::internal::CaptureStderr();
     EXPECT_FALSE(load_piece(store, 1, 0, 0, 0, *team));
     EXPECT_NE(testing::internal::GetCapturedStderr(), "");
+}
+
+TEST(RunSettings, DifferencesAreNamed) {
+    bool quiet = false;
+    double rate = 0.001;
+    int batch = 64;
+    std::string out = "a";
+    const std::vector<Option> options = {{"--quiet", "", &quiet, ""},
+                                         {"--rate", "X", &rate, ""},
+                                         {"--batch", "N", &batch, ""},
+                                         {"--out", "FILE", &out, ""}};
+    auto text = [&] {
+        std::string lines;
+        add_options(lines, options, {"--out"});
+        add_setting(lines, "data", "2 files");
+        return lines;
+    };
+    const std::string before = text();
+    EXPECT_EQ(before, "--quiet no\n--rate 0.001\n--batch 64\ndata 2 files\n");
+    out = "b";
+    EXPECT_EQ(differing_settings(text(), before), "");
+    rate = 0.0015;
+    quiet = true;
+    EXPECT_EQ(differing_settings(text(), before),
+              "--quiet is yes and was no, --rate is 0.0015 and was 0.001");
+    EXPECT_EQ(differing_settings(before + "pieces 2\n", before), "pieces is 2 and was nothing");
+    EXPECT_EQ(differing_settings(before, before + "pieces 2\n"), "pieces is nothing and was 2");
 }
 
 TEST(SafeFile, AnInterruptionLeavesTheOldFile) {
