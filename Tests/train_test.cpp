@@ -6,33 +6,18 @@
 
 #include "Training/data_header.h"
 #include "Training/features.h"
-#include "Training/kernels.h"
-#include "Training/network.h"
 #include "Training/ply_data.h"
 #include "Training/pst_tuning.h"
 #include "Training/relabelling.h"
-#include "Training/trainer.h"
 #include "board/see.h"
 #include "eval/nn.h"
 #include "hce_support.h"
 #include "search_fixture.h"
+#include "trainer_support.h"
 
 namespace {
 
 class PstTuning : public OwnParams {};
-
-// Random positions of games that are not answered by endgame knowledge.
-std::vector<std::string> unknown_positions(int count, uint64_t seed) {
-    Random random = {seed};
-    std::vector<std::string> fens;
-    while (static_cast<int>(fens.size()) < count) {
-        std::string fen = random_fen(random);
-        Position& pos = set_up(fen.c_str());
-        int ignored = 0;
-        if (!endgame_score(pos, pos.side, ignored)) fens.push_back(fen);
-    }
-    return fens;
-}
 
 int white_score(Position& pos) {
     int score = HceEval(*main_thread, pos.side, 1, 0);
@@ -132,57 +117,10 @@ TEST_F(PstTuning, SourceFileKeepsItsFormAndTheGivenRows) {
 
 namespace {
 
-PlyRecord record_of(const std::string& fen, int score = 0) {
-    PlyRecord record;
-    pack_ply(record, set_up(fen.c_str()), NULL_MOVE, score, 40);
-    record.place &= static_cast<uint16_t>(~RECORD_TACTICAL); // no move stands behind it
-    return record;
-}
-
 std::vector<int> features_of(const std::string& fen) {
     NetworkInput input;
     list_features(input, record_of(fen));
     return {input.features, input.features + input.count};
-}
-
-// Records of random positions with the hand-crafted score and a result that follows from it.
-std::vector<PlyRecord> scored_records(int count, uint64_t seed) {
-    std::vector<PlyRecord> records;
-    for (const std::string& fen : unknown_positions(count, seed)) {
-        Position& pos = set_up(fen.c_str());
-        int score = std::clamp(HceEval(*main_thread, pos.side, 1, 0), -1500, 1500);
-        PlyRecord record = record_of(fen, score);
-        int result = score > 100 ? RESULT_WON : score < -100 ? RESULT_LOST : RESULT_DRAWN;
-        record.state = static_cast<uint8_t>(record.state | result << RECORD_RESULT_SHIFT);
-        record.halfmoves = static_cast<uint8_t>(count % 40);
-        records.push_back(record);
-    }
-    return records;
-}
-
-TrainSettings small_settings() {
-    TrainSettings settings;
-    settings.hidden = 64;
-    settings.batch = 64;
-    settings.epochs = 10;
-    settings.threads = 1;
-    settings.rate = 0.003;
-    return settings;
-}
-
-// The weighted loss by the plain forward pass in double precision.
-double plain_loss(const Network& network, const std::vector<PlyRecord>& records, double lambda,
-                  double pawn_weight) {
-    double sum = 0;
-    for (const PlyRecord& record : records) {
-        NetworkInput input;
-        list_features(input, record);
-        double p = 1 / (1 + std::exp(-network_output(network, input) * input.fifty));
-        double target =
-            lambda * score_probability(record.score) + (1 - lambda) * ply_result(record);
-        sum += (input.rows[2] > 0 ? pawn_weight : 1.0) * (p - target) * (p - target);
-    }
-    return sum / static_cast<double>(records.size());
 }
 
 } // namespace
@@ -367,122 +305,6 @@ TEST(PlyData, GamesAreHeldOutWhole) {
     testing::internal::CaptureStderr();
     EXPECT_FALSE(read_ply_file(sets, path + ".missing", PLY_FOR_NETWORK));
     EXPECT_NE(testing::internal::GetCapturedStderr(), "");
-}
-
-TEST(TrainNetwork, SlopesAreThoseOfThePlainForwardPass) {
-    constexpr double LAMBDA = 0.7;
-    TrainSettings settings = small_settings();
-    auto trainer = make_trainer(settings);
-    std::vector<PlyRecord> records = scored_records(20, 3);
-    records.push_back(record_of("4k3/pp6/8/8/8/8/PP6/3K4 w - -", 60)); // a pawn ending, second set
-    Slopes slopes = batch_slopes(*trainer, records, LAMBDA);
-    Network network = export_network(*trainer);
-    EXPECT_NEAR(slopes.loss, plain_loss(network, records, LAMBDA, settings.pawn_weight), 1e-6);
-
-    auto check = [&](float& weight, double slope, const std::string& name) {
-        constexpr float STEP = 0.0002f; // small, since the rectifiers bend
-        const float before = weight;
-        weight = before + STEP;
-        double above = plain_loss(network, records, LAMBDA, settings.pawn_weight);
-        weight = before - STEP;
-        double below = plain_loss(network, records, LAMBDA, settings.pawn_weight);
-        weight = before;
-        EXPECT_NEAR(slope, (above - below) / (2.0 * STEP), 2e-5 + 0.02 * std::fabs(slope)) << name;
-    };
-    Random random = {12};
-    NetworkInput input;
-    for (int n = 0; n < 40; n++) {
-        list_features(input, records[static_cast<size_t>(n) % records.size()]);
-        int feature = input.features[random_below(random, input.count)];
-        size_t i = static_cast<size_t>(feature * settings.hidden + random_below(random, 64));
-        check(network.weights[i], slopes.weights[i], "input " + std::to_string(feature));
-    }
-    for (size_t i = 0; i < network.rows.size(); i += 7)
-        check(network.rows[i], slopes.rows[i], "row weight " + std::to_string(i));
-    check(network.bias, slopes.bias, "bias");
-}
-
-TEST(TrainNetwork, KernelsAgree) {
-    std::vector<PlyRecord> records = scored_records(8, 6);
-    std::vector<NetworkInput> inputs(records.size());
-    for (size_t i = 0; i < records.size(); i++) list_features(inputs[i], records[i]);
-    struct alignas(64) Vector {
-        float value[16];
-    };
-    Random random = {2};
-    std::vector<Vector> weights(NN_INPUTS * 4), rows(NN_ROWS * 4), hidden(records.size() * 4);
-    for (auto* lines : {&weights, &rows})
-        for (Vector& line : *lines)
-            for (float& value : line.value)
-                value = static_cast<float>(random_below(random, 2001) - 1000) * 0.0003f;
-    std::vector<Vector> sums(1), expected(1);
-    KERNELS_SSE2.forward({inputs.data(), inputs.size(), weights[0].value, rows[0].value, 0.1f,
-                          hidden[0].value, expected[0].value});
-    best_kernels().forward({inputs.data(), inputs.size(), weights[0].value, rows[0].value, 0.1f,
-                            hidden[0].value, sums[0].value});
-    for (size_t i = 0; i < inputs.size(); i++)
-        EXPECT_NEAR(sums[0].value[i], expected[0].value[i], 1e-4) << i;
-}
-
-TEST(TrainNetwork, FileKeepsWeightsToTheirRounding) {
-    TrainSettings settings = small_settings();
-    Network network = export_network(*make_trainer(settings));
-    network.weights[5] = 7.0f; // beyond the limit
-    network.bias = -3.7624f;
-    std::string path = fresh_directory() + "/network.bin";
-    ASSERT_TRUE(write_network(network, path));
-
-    Network back;
-    ASSERT_TRUE(read_network(back, path));
-    EXPECT_EQ(back.hidden, 64);
-    EXPECT_NEAR(back.weights[5], WEIGHT_LIMIT, 1e-6);
-    EXPECT_NEAR(back.bias, network.bias, 0.00011);
-    network.weights[5] = WEIGHT_LIMIT;
-    for (size_t i = 0; i < network.weights.size(); i++)
-        ASSERT_NEAR(back.weights[i], network.weights[i], 0.000101) << i;
-    for (size_t i = 0; i < network.rows.size(); i++)
-        ASSERT_NEAR(back.rows[i], network.rows[i], 0.000101) << i;
-
-    FILE* file = fopen(path.c_str(), "rb");
-    fseek(file, 0, SEEK_END);
-    EXPECT_EQ(ftell(file), 18 + 2 * (1824 * 64 + 5 * 64 + 5 + 8));
-    fclose(file);
-
-    auto trainer = make_trainer(settings);
-    import_network(*trainer, back);
-    EXPECT_EQ(export_network(*trainer).weights, back.weights);
-}
-
-TEST(TrainNetwork, LossFallsAlikeWithAnyNumberOfThreads) {
-    std::vector<PlyRecord> records = scored_records(640, 8);
-    TrainSettings settings = small_settings();
-    auto trainer = make_trainer(settings);
-    settings.threads = 3;
-    auto team = make_trainer(settings);
-    double before = evaluate_records(*trainer, records).target;
-    for (int epoch = 0; epoch < settings.epochs; epoch++) {
-        train_epoch(*trainer, records, 100);
-        train_epoch(*team, records, 100);
-    }
-    EXPECT_LT(evaluate_records(*trainer, records).target, 0.5 * before);
-    EXPECT_EQ(export_network(*trainer).weights, export_network(*team).weights);
-
-    // A saved state goes on as if nothing had happened.
-    std::string path = fresh_directory() + "/state";
-    ASSERT_TRUE(save_state(*trainer, path));
-    auto other = make_trainer(settings);
-    ASSERT_TRUE(load_state(*other, path));
-    EXPECT_EQ(other->epoch, settings.epochs);
-    train_epoch(*trainer, records, 120);
-    train_epoch(*other, records, 120);
-    EXPECT_EQ(export_network(*trainer).rows, export_network(*other).rows);
-}
-
-TEST(TrainNetwork, StepSizeRisesAndFalls) {
-    TrainSettings settings;
-    EXPECT_NEAR(rate_of_step(settings, 0, 1000), settings.rate / 30, 1e-9);
-    EXPECT_NEAR(rate_of_step(settings, 30, 1000), settings.rate, 1e-9);
-    EXPECT_NEAR(rate_of_step(settings, 1000, 1000), settings.rate * settings.last_rate, 1e-9);
 }
 
 namespace {

@@ -11,6 +11,7 @@
 #include "Training/run_settings.h"
 #include "Training/safe_file.h"
 #include "Training/team.h"
+#include "Training/training_curve.h"
 #include "trainer_support.h"
 
 #include <gtest/gtest.h>
@@ -183,6 +184,18 @@ TEST(RunSettings, DifferencesAreNamed) {
               "--quiet is yes and was no, --rate is 0.0015 and was 0.001");
     EXPECT_EQ(differing_settings(before + "pieces 2\n", before), "pieces is 2 and was nothing");
     EXPECT_EQ(differing_settings(before, before + "pieces 2\n"), "pieces is nothing and was 2");
+}
+
+TEST(TrainingCurve, IsReadBackAsWritten) {
+    const std::string path = fresh_directory() + "/curve.csv";
+    CurvePoint point = {1, 0.001, 0.03, {0.02, 0.01, 0.1, {0.5, 0.4, 0.3, 0.2, 0.1}, 7}, 12};
+    ASSERT_TRUE(write_curve_table({point, point}, path));
+    const std::vector<CurvePoint> back = read_curve_table(path);
+    ASSERT_EQ(back.size(), 2u);
+    EXPECT_EQ(back[1].validation.phase[3], 0.2);
+    EXPECT_EQ(back[1].validation.idle_units, 7);
+    EXPECT_EQ(back[1].clamped, 12u);
+    EXPECT_TRUE(read_curve_table(path + ".missing").empty());
 }
 
 TEST(SafeFile, AnInterruptionLeavesTheOldFile) {

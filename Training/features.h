@@ -15,7 +15,7 @@ static_assert(NN_MAX_ACTIVE <= FEATURE_SLOTS, "room for all inputs");
 struct NetworkInput {
     uint16_t features[FEATURE_SLOTS]; // active inputs, 0 to NN_INPUTS - 1
     uint16_t count;                   // of them
-    uint16_t unused;                  // fills the line
+    uint16_t material;                // phase units of both sides, 0 to 64 in a normal game
     float rows[NN_ROWS];              // shares of the output rows in the output
     float fifty; // what is left of the output after the fifty-move scaling, 0 to 1
 };

@@ -7,33 +7,35 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 
-#include "Training/features.h"
+#include "Training/slice.h"
+#include "eval/nn_inputs.h"
 
-constexpr int BLOCK = 64; // hidden units of a block: a block of weights fits the L2 cache
+// What the hidden units put out goes through memory once a batch and takes most of its bandwidth.
+// The upper half of a float, which keeps the sign and 8 binary digits, is enough for the slopes of
+// the output rows; the outputs themselves are summed up before rounding.
 
-// Forward pass of `count` inputs through one block.
+// Forward pass of a slice through one block.
 struct ForwardJob {
-    const NetworkInput* inputs; // [count]
-    size_t count;               // positions
-    const float* weights;       // [NN_INPUTS][BLOCK]
-    const float* rows;          // [NN_ROWS][BLOCK]
-    float bias;                 // the one that all units share
-    float* hidden;              // out: [count][BLOCK], activated
-    float* sums;                // out: [count], the block's part of the output
+    const Slice* slice;
+    const float* weights; // [NN_INPUTS][BLOCK]
+    const float* rows;    // [NN_ROWS][BLOCK]
+    float bias;           // the one that all units share
+    uint16_t* hidden;     // out: [SLICE][BLOCK], activated, rounded to their upper halves
+    float* sums;          // out: [SLICE], the block's part of the output
 };
 
-// Backward pass of the same inputs; everything that it fills is added to.
+// Backward pass of the same slice; everything that it fills is added to.
 struct BackwardJob {
-    const NetworkInput* inputs; // [count]
-    size_t count;               // positions
-    const float* rows;          // [NN_ROWS][BLOCK]
-    const float* hidden;        // [count][BLOCK], as the forward pass left it
-    const float* slopes;        // [count]: derivative of the loss by the output
-    float* weight_slopes;       // [NN_INPUTS][BLOCK]
-    float* row_slopes;          // [NN_ROWS][BLOCK]
-    float* bias_slopes;         // [BLOCK], to be summed up
+    const Slice* slice;
+    const float* rows;      // [NN_ROWS][BLOCK]
+    const uint16_t* hidden; // [SLICE][BLOCK], as the forward pass left it
+    const float* outputs;   // [SLICE]: derivative of the loss by the output
+    float* scratch;         // [SLICE][BLOCK], overwritten
+    float* slopes;          // [SLOPE_ROWS][BLOCK]: of the inputs' weights, the rows and the bias
 };
+constexpr int SLOPE_ROWS = NN_INPUTS + NN_ROWS + 1; // the bias is to be summed up
 
 // One step of Adam with decoupled decay.
 struct StepJob {
@@ -54,6 +56,9 @@ struct Kernels {
     void (*forward)(const ForwardJob&);
     void (*backward)(const BackwardJob&);
     void (*step)(const StepJob&);
+    void (*add)(float* sum, const float* more, size_t count); // onto the sum; no overlap
+    // Moves means towards the weights by the share `weight` of the difference.
+    void (*average)(float* mean, const float* weights, size_t count, float weight);
 };
 extern const Kernels KERNELS_SSE2, KERNELS_AVX2, KERNELS_AVX512;
 

@@ -1,3 +1,3 @@
 #include "Training/kernels_body.h"
 
-const Kernels KERNELS_AVX512 = {"avx512", forward, backward, step};
+const Kernels KERNELS_AVX512 = {"avx512", forward, backward, step, add, average};

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstdio>
 
+#include "Training/data_header.h"
 #include "Training/safe_file.h"
 #include "eval/logistic.h"
 #include "eval/nn.h"
@@ -87,6 +88,20 @@ bool read_network(Network& network, const std::string& path) {
     for (size_t i = 0; i < second; i++) network.rows[i] = value(first + i);
     network.bias = value(first + second + tail + BIAS_EXTRA);
     return true;
+}
+
+size_t count_clamped(const Network& network) {
+    size_t count = 0;
+    for (const auto* weights : {&network.weights, &network.rows})
+        for (float weight : *weights) count += std::fabs(weight) >= WEIGHT_LIMIT;
+    return count;
+}
+
+uint64_t weights_checksum(const Network& network) {
+    uint64_t sum = add_checksum(EMPTY_CHECKSUM, &network.bias, sizeof network.bias);
+    for (const auto* weights : {&network.weights, &network.rows})
+        sum = add_checksum(sum, weights->data(), weights->size() * sizeof(float));
+    return sum;
 }
 
 double network_output(const Network& network, const NetworkInput& input) {

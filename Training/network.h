@@ -6,6 +6,8 @@
 
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -27,6 +29,12 @@ bool write_network(const Network& network, const std::string& path);
 // Reads a network file of this form with any number of hidden units. Returns false, with the
 // network unchanged, if it can't be read or is of another form.
 bool read_network(Network& network, const std::string& path);
+
+// Number of weights of inputs and rows at the limit.
+size_t count_clamped(const Network& network);
+
+// A number that tells networks apart: of all weights and the bias.
+uint64_t weights_checksum(const Network& network);
 
 // The output z for the side to move; the score is SCORE_PER_OUTPUT times as much.
 double network_output(const Network& network, const NetworkInput& input);

@@ -5,7 +5,6 @@
 
 #pragma once
 
-#include <atomic>
 #include <cstddef>
 #include <thread>
 #include <vector>
@@ -22,14 +21,4 @@ void run_workers(int threads, const Work& work) {
 // Begin of a worker's share of `count` things; its end is the begin of the next worker's.
 inline size_t share_begin(size_t count, int worker, int threads) {
     return count * static_cast<size_t>(worker) / static_cast<size_t>(threads);
-}
-
-// Calls work(task, worker) for tasks 0 ... tasks - 1, each once, on several threads: whoever is
-// free takes the next task.
-template <class Work>
-void run_tasks(int threads, size_t tasks, const Work& work) {
-    std::atomic<size_t> next = 0;
-    run_workers(threads, [&](int worker) {
-        for (size_t task = next++; task < tasks; task = next++) work(task, worker);
-    });
 }

@@ -3,27 +3,43 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "Training/safe_file.h"
+#include "Training/slice.h"
+
 bool write_curve_table(const std::vector<CurvePoint>& points, const std::string& path) {
-    FILE* file = fopen(path.c_str(), "w");
+    FILE* file = begin_file(path);
     if (!file) return false;
-    fputs("epoch,rate,training,validation,validation_score,validation_result\n", file);
-    for (const CurvePoint& point : points)
-        fprintf(file, "%d,%.8f,%.7f,%.7f,%.7f,%.7f\n", point.epoch, point.rate, point.training,
+    fputs("epoch,rate,training,validation,validation_score,validation_result", file);
+    for (const char* phase : PHASE_NAMES) fprintf(file, ",%s", phase);
+    fputs(",idle_units,clamped_weights\n", file);
+    for (const CurvePoint& point : points) {
+        fprintf(file, "%d,%.8f,%.7f,%.7f,%.7f,%.7f", point.epoch, point.rate, point.training,
                 point.validation.target, point.validation.score, point.validation.result);
-    return fclose(file) == 0;
+        for (double loss : point.validation.phase) fprintf(file, ",%.7f", loss);
+        fprintf(file, ",%d,%zu\n", point.validation.idle_units, point.clamped);
+    }
+    return finish_file(file, path, true);
+}
+
+// Reads one line of the table. Returns false if it is none, as the head.
+static bool read_point(CurvePoint& point, const char* line) {
+    static_assert(PHASES == 5, "as many in the form");
+    TrainLoss& loss = point.validation;
+    return sscanf(line, "%d,%lf,%lf,%lf,%lf,%lf,%lf,%lf,%lf,%lf,%lf,%d,%zu", &point.epoch,
+                  &point.rate, &point.training, &loss.target, &loss.score, &loss.result,
+                  &loss.phase[0], &loss.phase[1], &loss.phase[2], &loss.phase[3], &loss.phase[4],
+                  &loss.idle_units, &point.clamped)
+        == 13;
 }
 
 std::vector<CurvePoint> read_curve_table(const std::string& path) {
     std::vector<CurvePoint> points;
     FILE* file = fopen(path.c_str(), "r");
     if (!file) return points;
-    char line[256];
+    char line[512];
     while (fgets(line, sizeof line, file)) {
         CurvePoint point = {};
-        if (sscanf(line, "%d,%lf,%lf,%lf,%lf,%lf", &point.epoch, &point.rate, &point.training,
-                   &point.validation.target, &point.validation.score, &point.validation.result)
-            == 6)
-            points.push_back(point);
+        if (read_point(point, line)) points.push_back(point);
     }
     fclose(file);
     return points;
@@ -68,7 +84,7 @@ static void draw_axes(FILE* file, const Scale& scale) {
 }
 
 bool write_curve_picture(const std::vector<CurvePoint>& points, const std::string& path) {
-    FILE* file = fopen(path.c_str(), "w");
+    FILE* file = begin_file(path);
     if (!file) return false;
     Scale scale = {1e9, 0, 1};
     for (const CurvePoint& point : points) {
@@ -90,5 +106,5 @@ bool write_curve_picture(const std::vector<CurvePoint>& points, const std::strin
             "<tspan fill=\"#3070b0\">training</tspan>, "
             "<tspan fill=\"#c04020\">validation</tspan></text>\n</svg>\n",
             LEFT);
-    return fclose(file) == 0;
+    return finish_file(file, path, true);
 }

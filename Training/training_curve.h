@@ -4,6 +4,7 @@
 
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -14,9 +15,11 @@ struct CurvePoint {
     double rate;          // step size at its end
     double training;      // mean loss against the target
     TrainLoss validation; // at the end of the epoch
+    size_t clamped;       // weights at the limit then
 };
 
-// Writes a table with one line an epoch, with a head line. Returns false if it can't be written.
+// Writes a table with one line an epoch, with a head line. Files are replaced as a whole. Returns
+// false if it can't be written.
 bool write_curve_table(const std::vector<CurvePoint>& points, const std::string& path);
 
 // Reads such a table back, as far as it has whole lines; empty if there is none.
