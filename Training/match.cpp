@@ -167,7 +167,6 @@ static bool play_match(MatchOptions& options, const std::vector<std::string>& op
 }
 
 static bool run_match(MatchOptions& options) {
-    ignore_broken_pipes();
     shell.chess960 = options.chess960;
     for (MatchPlayer& player : options.players)
         if (!options.options.empty())

@@ -22,6 +22,7 @@
 }
 
 bool start_engine(UciEngine& child, const std::string& command) {
+    ignore_broken_pipes(); // a child that has died is found out by the write
     // No other engine may hold an end of these pipes, or their end would never be seen.
     int to[2], from[2];
     if (pipe2(to, O_CLOEXEC) != 0) return false;

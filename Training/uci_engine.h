@@ -1,7 +1,7 @@
 // uci_engine.h: a chess engine as a child process, spoken to line by line.
 //
-// POSIX. The caller has to ignore broken pipes (base/platform.h), since an engine may die at any
-// time. One thread for each engine.
+// POSIX. An engine may die at any time, so that starting one makes the process ignore broken pipes.
+// One thread for each engine.
 
 #pragma once
 
