@@ -14,6 +14,9 @@ double monotonic_seconds();
 // Sleeps for about that many milliseconds; 0 gives the processor away once.
 void sleep_ms(int milliseconds);
 
+// Sleeps for about that many microseconds; the system adds some fifty of its own.
+void sleep_us(int microseconds);
+
 // A pause inside a loop that waits for another thread.
 inline void relax_processor() {
 #if defined(__x86_64__) || defined(__i386__)

@@ -38,6 +38,11 @@ void sleep_ms(int milliseconds) {
     nanosleep(&wait, nullptr);
 }
 
+void sleep_us(int microseconds) {
+    timespec wait = {0, microseconds * 1000L};
+    nanosleep(&wait, nullptr);
+}
+
 bool file_exists(const char* name) {
     struct stat status;
     return stat(name, &status) == 0;

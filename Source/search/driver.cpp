@@ -442,7 +442,6 @@ void search_root(int thread_number) {
         if (master) {
             set_relaxed(thread.current_depth, depth);
             engine.iteration_depth.store(static_cast<int8_t>(depth), std::memory_order_release);
-            if (depth == 2) release_helpers();
         } else {
             depth = helper_depth(depth);
             perturb_root(thread);

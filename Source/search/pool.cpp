@@ -23,9 +23,6 @@ SpinLock record_lock;
 // number and by the master thread, which joins it in between.
 static SearchThread* spare_records[MAX_THREADS];
 
-// 1 when thread 0 has finished its first iteration, or searches no more; the helpers wait for it.
-static std::atomic<int> helpers_released;
-
 // Search threads that have yet to copy the game; set by start_search, counted down by each.
 static std::atomic<int> copies_left;
 
@@ -126,20 +123,19 @@ void wait_for_copies() {
 }
 
 static void helper_thread(void* argument) {
+    constexpr int LOOK_US = 50; // a first iteration takes some hundred
     int index = *static_cast<int*>(argument);
     bool ready = setup_record(index);
     report_copy();
     if (!ready) return; // the search goes on without it
 
-    // The acquire makes all that the master built before visible.
-    helpers_released.wait(0, std::memory_order_acquire);
+    // Helpers begin when the master has finished its first iteration. The acquire makes all that
+    // the master built before visible. They look for themselves: a thread that the master wakes is
+    // often put on the master's processor.
+    while (engine.iteration_depth.load(std::memory_order_acquire) < 2 && !relaxed(engine.stop))
+        sleep_us(LOOK_US);
     if (relaxed(engine.stop)) return;
     search_root(index);
-}
-
-void release_helpers() {
-    helpers_released.store(1, std::memory_order_release);
-    helpers_released.notify_all();
 }
 
 // Takes a thread's record away from it; its memory is spared for the next search.
@@ -159,7 +155,6 @@ static void run_search_threads() {
         if (start_joinable(helpers[i], helper_thread, &numbers[i]) != 0) exit(-1);
     }
     if (threads > 0) search_root(0);
-    release_helpers();
 
     // Helpers look at each other's records, so all are gathered before the first is freed.
     for (int i = 1; i < threads; i++)
@@ -196,7 +191,6 @@ int start_search(int state) {
     free_spare_records(engine.num_threads);
     set_relaxed(engine.stop, 0);
     set_relaxed(engine.game_state, state);
-    helpers_released.store(0, std::memory_order_relaxed);
     copies_left.store(engine.num_threads > 1 ? engine.num_threads : 1, std::memory_order_relaxed);
     return start_detached(master_thread, nullptr);
 }

@@ -18,10 +18,6 @@ extern SpinLock record_lock;
 // system's error number when it could not be created.
 int start_search(int state);
 
-// Tells the helpers that thread 0 has finished its first iteration, or searches no more. Called by
-// thread 0; without helpers it does nothing.
-void release_helpers();
-
 // Waits until every search thread has its own copy of the game. Before this the main thread must
 // not change the game's position while a search runs; it takes a moment after a start at most.
 void wait_for_copies();
