@@ -54,9 +54,6 @@ struct ThreadHandle {
     uint64_t id; // the system's own
 };
 
-// Starts a thread that nobody joins. Returns 0, or the system's error number.
-int start_detached(ThreadFunction function, void* argument);
-
 // Starts a thread for join_thread. Returns 0, or the system's error number; `handle` is then
 // unchanged.
 int start_joinable(ThreadHandle& handle, ThreadFunction function, void* argument);

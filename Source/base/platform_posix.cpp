@@ -146,32 +146,21 @@ static void* thread_entry(void* memory) {
     return nullptr;
 }
 
-static int start_thread(pthread_t& thread, ThreadFunction function, void* argument, int state) {
+int start_joinable(ThreadHandle& handle, ThreadFunction function, void* argument) {
     auto* start = static_cast<Start*>(malloc(sizeof(Start)));
     if (!start) return ENOMEM;
     *start = {function, argument};
 
+    pthread_t thread;
     pthread_attr_t attributes;
     int error = pthread_attr_init(&attributes);
     if (error == 0) {
-        pthread_attr_setdetachstate(&attributes, state);
         pthread_attr_setstacksize(&attributes, STACK_BYTES);
         error = pthread_create(&thread, &attributes, thread_entry, start);
         pthread_attr_destroy(&attributes);
     }
-    if (error != 0) free(start);
-    return error;
-}
-
-int start_detached(ThreadFunction function, void* argument) {
-    pthread_t thread;
-    return start_thread(thread, function, argument, PTHREAD_CREATE_DETACHED);
-}
-
-int start_joinable(ThreadHandle& handle, ThreadFunction function, void* argument) {
-    pthread_t thread;
-    int error = start_thread(thread, function, argument, PTHREAD_CREATE_JOINABLE);
     if (error == 0) handle.id = static_cast<uint64_t>(thread);
+    else free(start);
     return error;
 }
 

@@ -1,5 +1,6 @@
 #include "search/pool.h"
 
+#include <climits>
 #include <cstdlib>
 #include <cstring>
 #include <new>
@@ -22,6 +23,13 @@ SpinLock record_lock;
 // fresh one costs a page fault for each page that the search touches. Written by the thread of that
 // number and by the master thread, which joins it in between.
 static SearchThread* spare_records[MAX_THREADS];
+
+// The master thread stays parked from think to think: it waits for this number to change. Written
+// by the main thread.
+static std::atomic<int> think_number;
+constexpr int NO_THINK = 0; // before the first think, and to end the thread
+static ThreadHandle master_handle;
+static bool master_started; // main thread only
 
 // Search threads that have yet to copy the game; set by start_search, counted down by each.
 static std::atomic<int> copies_left;
@@ -171,9 +179,14 @@ static void run_search_threads() {
 }
 
 static void master_thread(void*) {
-    if (setup_master_record() != 0) exit(-1);
-    report_copy();
-    run_search_threads();
+    for (int seen = NO_THINK;;) {
+        think_number.wait(seen, std::memory_order_acquire);
+        seen = think_number.load(std::memory_order_acquire);
+        if (seen == NO_THINK) return;
+        if (setup_master_record() != 0) exit(-1);
+        report_copy();
+        run_search_threads();
+    }
 }
 
 static void free_spare_records(int from) {
@@ -181,7 +194,31 @@ static void free_spare_records(int from) {
         free_search_thread(std::exchange(spare_records[i], nullptr));
 }
 
-void free_search_records() {
+// Starts the master thread if there is none yet. Returns 0, or the system's error number.
+static int start_master() {
+    if (master_started) return 0;
+    int error = start_joinable(master_handle, master_thread, nullptr);
+    master_started = error == 0;
+    return error;
+}
+
+// The number behind the last one, which is never NO_THINK.
+static int next_think() {
+    int last = think_number.load(std::memory_order_relaxed);
+    return last == INT_MAX ? NO_THINK + 1 : last + 1;
+}
+
+static void wake_master(int think) {
+    think_number.store(think, std::memory_order_release);
+    think_number.notify_one();
+}
+
+void end_search_threads() {
+    if (master_started) {
+        wake_master(NO_THINK);
+        if (join_thread(master_handle) != 0) exit(-1);
+        master_started = false;
+    }
     for (auto& slot : search_threads) free_search_thread(slot.exchange(nullptr));
     free_spare_records(0);
 }
@@ -192,7 +229,9 @@ int start_search(int state) {
     set_relaxed(engine.stop, 0);
     set_relaxed(engine.game_state, state);
     copies_left.store(engine.num_threads > 1 ? engine.num_threads : 1, std::memory_order_relaxed);
-    return start_detached(master_thread, nullptr);
+    if (int error = start_master()) return error;
+    wake_master(next_think());
+    return 0;
 }
 
 void sum_thread_counters() {

@@ -93,9 +93,9 @@ bool init_engine() {
 }
 
 void shut_down_engine() {
+    end_search_threads();
     tb_init("");
     hash_free();
-    free_search_records();
     free_search_thread(main_thread);
     main_thread = nullptr;
     NnUnload();
