@@ -21,12 +21,12 @@ constexpr uint64_t MAX_TEXT = 1 << 20; // bytes: a longer text is no text of our
 
 } // namespace
 
-// All arrays of the state, in the order of the file.
+// All arrays of the state that hold something, in the order of the file.
 static std::vector<Floats*> state_arrays(Trainer& trainer) {
     std::vector<Floats*> arrays;
     for (Weights* weights : {&trainer.weights, &trainer.delta, &trainer.rows, &trainer.bias})
         for (Floats* array : {&weights->value, &weights->first, &weights->second, &weights->mean})
-            arrays.push_back(array);
+            if (!array->empty()) arrays.push_back(array);
     return arrays;
 }
 
