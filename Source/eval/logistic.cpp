@@ -8,7 +8,6 @@
 #include <array>
 #include <cstddef>
 #include <limits>
-#include <utility>
 
 constexpr int STEPS = NN_MAX_SCORE - NN_MIN_SCORE; // the score rises by 1 at each
 

@@ -1,8 +1,8 @@
 // pool.h: starting, running and gathering the search threads.
 //
-// The main thread never searches in play: it sets the master thread to work, thread 0, which creates
-// the helpers for each think. All of them run search_root on their own copy of the game and share
-// only the hash table and EngineState.
+// The main thread never searches in play: it sets the master thread to work, thread 0, which
+// creates the helpers for each think. All of them run search_root on their own copy of the game and
+// share only the hash table and EngineState.
 
 #pragma once
 
