@@ -1,6 +1,6 @@
 // Records from texts and games of others, and texts from records.
 
-#include "training_support.h"
+#include "search_fixture.h"
 
 #include <cstdio>
 

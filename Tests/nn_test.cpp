@@ -318,7 +318,7 @@ TEST_F(LongNetwork, DifferencesEqualFullSums) {
     free_search_thread(fresh);
 }
 
-// What a search evaluates, compared with full sums at each call of the last layer.
+// What a search evaluates, compared with full sums each time.
 namespace {
 
 struct SumCheck {
@@ -329,8 +329,8 @@ struct SumCheck {
 };
 SumCheck sum_check;
 
-void check_output(float result[2], const float* sums, const float* row0, const float* row1,
-                  int count) {
+void check_output(float result[2], float* sums, const float* const* changed, int removed, int added,
+                  const float* row0, const float* row1, int count) {
     std::vector<const float*> rows;
     const SearchThread& thread = *search_threads[0].load();
     for (int input : plain_inputs(sum_check.shape, thread.position))
@@ -339,7 +339,7 @@ void check_output(float result[2], const float* sums, const float* row0, const f
     sum_check.kernels->update(full.data(), rows.data(), 0, static_cast<int>(rows.size()), count);
     float expected[2];
     sum_check.kernels->output(expected, full.data(), row0, row1, count);
-    sum_check.kernels->output(result, sums, row0, row1, count);
+    sum_check.kernels->update_output(result, sums, changed, removed, added, row0, row1, count);
     for (int i : {0, 1})
         sum_check.worst =
             std::max(sum_check.worst, static_cast<double>(std::abs(result[i] - expected[i])));
@@ -353,7 +353,7 @@ TEST_F(LongNetwork, DifferencesEqualFullSumsInSearches) {
     ASSERT_TRUE(NnSelectPath(""));
     sum_check = {nn_kernels, {}, 0, 0.0};
     NnKernels checking = *nn_kernels;
-    checking.output = check_output;
+    checking.update_output = check_output;
     nn_kernels = &checking;
     for (int depth = 8; sum_check.positions < 100000; depth++)
         for (const char* fen : FENS) search_nodes(fen, depth);

@@ -1,5 +1,6 @@
 // Records of training positions: packing, their flags and filter.
 
+#include "search_fixture.h"
 #include "training_support.h"
 
 #include "Training/game_check.h"

@@ -1,6 +1,6 @@
 // Relabelling of files: parts, seeds, records without a move.
 
-#include "training_support.h"
+#include "search_fixture.h"
 
 #include <set>
 

@@ -6,7 +6,6 @@
 #include <numeric>
 #include <set>
 
-#include "Training/batch.h"
 #include "Training/kernels.h"
 #include "Training/network.h"
 #include "Training/ply_data.h"

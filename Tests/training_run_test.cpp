@@ -2,7 +2,6 @@
 // of a run, the threads.
 
 #include <algorithm>
-#include <atomic>
 #include <cstdio>
 #include <cstring>
 

@@ -2,10 +2,10 @@
 
 #pragma once
 
-#include "search_fixture.h"
-
 #include "Training/ply_record.h"
 #include "Training/selfplay_game.h"
+#include "board/make.h"
+#include "support.h"
 
 // A short game, as its records.
 inline Game short_game() {
