@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "base/defaults.h"
+#include "base/files.h"
 #include "eval/evaluate.h"
 #include "eval/nn.h"
 #include "search/hash.h"
@@ -33,6 +34,7 @@ KeptRecords::~KeptRecords() {
     memcpy(static_cast<void*>(&engine), engine_bytes, sizeof engine);
     memcpy(static_cast<void*>(&shell), shell_bytes, sizeof shell);
     think_start = start;
+    file_failed = false;
     if (engine.hash_mb != megabytes) resize_hash(engine.hash_mb);
 
     testing::internal::CaptureStdout();
