@@ -117,7 +117,7 @@ TEST_F(BookBuild, PrintsADotAfterEach1024thGame) {
     EXPECT_EQ(lines[3], "games= 2050, nmoves= 0");
 }
 
-TEST_F(BookBuild, AMissingFileOrADirectoryIsPassedOverInSilence) {
+TEST_F(BookBuild, OfAMissingFileOrADirectoryNothingIsPrinted) {
     for (const char* name : {"", "no-such-file.pgn", "."}) {
         build_file(name);
         EXPECT_EQ(lines, Lines{}) << name;
@@ -155,7 +155,7 @@ TEST(BookBuildProgram, IsARunModeOfItsOwn) {
     EXPECT_EQ(read_book(directory + "/tmp_book.bin").size(), 1u);
 
     Program missing = start_program({"-mkbook", "no-such-file"});
-    EXPECT_EQ(wait_exit(missing), 0);
+    EXPECT_EQ(wait_exit(missing), 1);
     EXPECT_EQ(missing.lines.size(), 3u) << joined(missing.lines);
 }
 

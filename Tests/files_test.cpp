@@ -305,3 +305,267 @@ TEST_F(Files, RemovingNeverTakesADirectory) {
     EXPECT_TRUE(remove_file("plain")) << "it is gone already";
     EXPECT_EQ(names_in("."), "folder");
 }
+
+// The jobs of the program.
+
+namespace {
+
+const std::string MATE = "6k1/5ppp/8/8/8/8/8/4R1K1 w - -"; // Re8 mates
+
+// Games whose book and scans have more than two thousand bytes.
+std::string many_games() {
+    std::string text;
+    for (const char* first : {"a3", "b3", "c3", "d3", "e3", "f3", "g3", "h3", "a4", "b4", "c4",
+                              "d4", "e4", "f4", "g4", "h4"})
+        for (int i = 0; i < 3; i++)
+            text += std::string("[Event \"x\"]\n[Result \"1-0\"]\n\n1. ") + first
+                  + " {+0.10/5} a6 {-0.10/5} 2. Na3 {+0.10/5} h6 {-0.10/5} 3. Nh3 {+0.10/5} b6 "
+                    "{-0.10/5} 4. Rb1 {+0.10/5} g6 {-0.10/5} 5. Rg1 {+0.10/5} c6 {-0.10/5} 6. Ra1 "
+                    "{+0.10/5} d6 {-0.10/5} 7. Rh1 {+0.10/5} 1-0\n\n";
+    return text;
+}
+
+// A directory with the inputs of all jobs.
+std::string job_directory() {
+    std::string directory = fresh_directory();
+    std::ofstream(directory + "/games.pgn") << many_games();
+    std::ofstream suite(directory + "/suite.epd");
+    for (int i = 0; i < 60; i++) suite << MATE << " ce 500; gr 1.0;\n";
+    std::filesystem::create_directory(directory + "/folder");
+    return directory;
+}
+
+struct JobRun {
+    Lines lines; // standard output behind the two lines of the start
+    std::string errors;
+    int status;
+};
+
+// Runs the program by a shell in that directory; its streams go to files beside it, so that the
+// words may redirect them. `before` comes before the program on the shell's line.
+JobRun run_job(const std::string& directory, const std::string& words,
+               const std::string& before = "") {
+    const std::string aside = fresh_directory();
+    const std::string command = "cd " + directory + " && { " + before + " exec " + MIRD_BINARY + " "
+                              + words + "; } >" + aside + "/out 2>" + aside + "/err";
+    signal(SIGXFSZ, SIG_DFL);
+    int status = system(command.c_str());
+    Lines lines = read_lines(aside + "/out");
+    lines.erase(lines.begin(), lines.begin() + std::min<ptrdiff_t>(3, std::ssize(lines)));
+    return {lines, text_of(aside + "/err"), WIFEXITED(status) ? WEXITSTATUS(status) : -1};
+}
+
+const std::string JOBS[] = {"-anepd suite.epd -d 1 -use_hce", "-mktune1 suite.epd -d 1",
+                            "-mktune2 suite.epd -d 1 -tbpath .", "-scan_pgn1 games.pgn",
+                            "-scan_pgn2 games.pgn"};
+
+std::string output_of(const std::string& job) {
+    if (job.find("-anepd") == 0) return "analysis.epd";
+    return job.find("-mktune") == 0 ? "tune_new.epd" : "tmp.epd";
+}
+
+std::string input_of(const std::string& job) {
+    return job.find("-scan") == 0 ? "games.pgn" : "suite.epd";
+}
+
+// The job with another word for its input.
+std::string reading(const std::string& job, const std::string& input) {
+    std::string other = job;
+    return other.replace(job.find(input_of(job)), input_of(job).size(), input);
+}
+
+} // namespace
+
+TEST(JobFiles, WhatCanNotBeOpenedIsSaidInOneLine) {
+    const std::string directory = job_directory();
+    const std::string before = names_in(directory);
+    auto expect_refused = [&](const std::string& words, const std::string& error) {
+        JobRun run = run_job(directory, "-hash 1 " + words);
+        EXPECT_EQ(run.status, 1) << words;
+        EXPECT_EQ(joined(run.lines), "") << words;
+        EXPECT_EQ(run.errors, error + "\n") << words;
+        EXPECT_EQ(names_in(directory), before) << words;
+    };
+    for (const std::string& job : JOBS) {
+        const std::string input = input_of(job);
+        expect_refused(reading(job, "no-such"), "Can't read 'no-such': No such file or directory");
+        expect_refused(reading(job, "folder"), "Can't read 'folder': Is a directory");
+        expect_refused(job + " -o folder", "Can't write 'folder': Is a directory");
+        expect_refused(job + " -o no/such", "Can't write 'no/such': No such file or directory");
+        expect_refused(job + " -o " + input, "Can't write '" + input + "' over '" + input + "'");
+        expect_refused(job + " -o ./" + input,
+                       "Can't write './" + input + "' over '" + input + "'");
+    }
+    expect_refused("-mkbook no-such", "Can't read 'no-such': No such file or directory");
+    expect_refused("-mkbook folder", "Can't read 'folder': Is a directory");
+    expect_refused("-mkbook", "Can't read '': No such file or directory");
+    EXPECT_EQ(text_of(directory + "/games.pgn"), many_games()) << "the input is not touched";
+}
+
+TEST(JobFiles, AnAnalysisIsNotWrittenOverItself) {
+    const std::string directory = job_directory(), analysis = directory + "/analysis.epd";
+    std::ofstream(analysis) << MATE << " bm Re8;\n";
+    JobRun run = run_job(directory, "-anepd analysis.epd -d 1 -use_hce");
+    EXPECT_EQ(run.errors, "Can't write 'analysis.epd' over 'analysis.epd'\n");
+    EXPECT_EQ(run.status, 1);
+    EXPECT_EQ(text_of(analysis), MATE + " bm Re8;\n");
+    std::filesystem::create_hard_link(analysis, directory + "/hard");
+    std::filesystem::create_symlink("analysis.epd", directory + "/soft");
+    for (const char* name : {"hard", "soft"}) {
+        run = run_job(directory, std::string("-anepd analysis.epd -d 1 -use_hce -o ") + name);
+        EXPECT_EQ(run.status, 1) << name;
+        EXPECT_EQ(text_of(analysis), MATE + " bm Re8;\n") << name;
+    }
+}
+
+TEST(JobFiles, AFullDiskIsNoSuccess) {
+    const std::string directory = job_directory();
+    for (const std::string& job : JOBS) {
+        JobRun whole = run_job(directory, job + " -hash 1");
+        EXPECT_EQ(whole.status, 0) << job;
+        EXPECT_EQ(whole.errors, "") << job;
+        const std::string output = directory + "/" + output_of(job);
+        ASSERT_GT(std::filesystem::file_size(output), 2048u) << job;
+        std::ofstream(output) << "old";
+        const std::string before = names_in(directory);
+
+        JobRun full = run_job(directory, job + " -hash 1", "ulimit -f 1;");
+        EXPECT_EQ(full.status, 1) << job;
+        EXPECT_EQ(full.errors, "Can't write '" + output_of(job) + "': File too large\n");
+        EXPECT_EQ(full.lines.size(), whole.lines.size())
+            << "what is printed is printed all the same";
+        EXPECT_EQ(text_of(output), "old") << job;
+        EXPECT_EQ(names_in(directory), before) << job;
+
+        JobRun device = run_job(directory, job + " -hash 1 -o /dev/full");
+        EXPECT_EQ(device.status, 1) << job;
+        EXPECT_EQ(device.errors, "Can't write '/dev/full': No space left on device\n");
+    }
+}
+
+TEST(JobFiles, ABookThatCanNotBeWrittenLeavesTheOldOne) {
+    const std::string directory = job_directory(), book = directory + "/tmp_book.bin";
+    JobRun whole = run_job(directory, "-mkbook games.pgn -hash 1");
+    EXPECT_EQ(whole.status, 0);
+    ASSERT_GT(std::filesystem::file_size(book), 1024u);
+    std::ofstream(book) << "old";
+    JobRun full = run_job(directory, "-mkbook games.pgn -hash 1", "ulimit -f 1;");
+    EXPECT_EQ(full.status, 1);
+    EXPECT_EQ(full.errors, "Can't write 'tmp_book.bin': File too large\n");
+    EXPECT_EQ(full.lines, whole.lines);
+    EXPECT_EQ(text_of(book), "old");
+
+    std::filesystem::remove(book);
+    std::filesystem::create_directory(book);
+    JobRun occupied = run_job(directory, "-mkbook games.pgn -hash 1");
+    EXPECT_EQ(occupied.status, 1);
+    EXPECT_EQ(occupied.errors, "Can't write 'tmp_book.bin': Is a directory\n");
+    EXPECT_EQ(occupied.lines, whole.lines);
+    EXPECT_TRUE(std::filesystem::is_directory(book)) << "though it is empty";
+}
+
+TEST(JobFiles, TheSecondOutputIsLookedAtToo) {
+    const std::string directory = job_directory();
+    std::ofstream(directory + "/tmpX.epd") << "old";
+    std::filesystem::create_symlink("/dev/full", directory + "/full");
+    std::filesystem::create_directory(directory + "/sub");
+    JobRun run = run_job(directory, "-scan_pgn1 games.pgn -hash 1 -o /dev/full");
+    EXPECT_EQ(run.status, 1);
+    EXPECT_EQ(text_of(directory + "/tmpX.epd"), "old") << "both outputs are of one run";
+
+    std::filesystem::remove(directory + "/tmpX.epd");
+    run = run_job(directory, "-scan_pgn1 games.pgn -hash 1 -o ./tmpX.epd");
+    EXPECT_EQ(run.errors, "Can't write 'tmpX.epd' over './tmpX.epd'\n");
+    EXPECT_EQ(run.status, 1);
+    EXPECT_FALSE(std::filesystem::exists(directory + "/tmpX.epd"));
+}
+
+TEST(JobFiles, PipesAndStandardStreamsAreFiles) {
+    const std::string directory = job_directory();
+    for (const std::string& job : JOBS) {
+        const std::string output = directory + "/" + output_of(job), input = input_of(job);
+        JobRun plain = run_job(directory, job + " -hash 1");
+        const std::string expected = text_of(output);
+        std::filesystem::remove(output);
+
+        // From a pipe: standard input, whose lines are then no commands.
+        JobRun piped =
+            run_job(directory, reading(job, "/dev/stdin") + " -hash 1", "cat " + input + " |");
+        EXPECT_EQ(piped.status, 0) << job;
+        EXPECT_EQ(text_of(output), expected) << job;
+        JobRun redirected = run_job(directory, reading(job, "/dev/stdin") + " -hash 1 <" + input);
+        EXPECT_EQ(redirected.status, 0) << job;
+        EXPECT_EQ(text_of(output), expected) << job;
+
+        // Into one, and through one with a name.
+        JobRun through = run_job(directory, job + " -hash 1 -o /dev/stdout | cat >copy", "");
+        EXPECT_EQ(through.status, 0) << job;
+        std::string all = text_of(directory + "/copy");
+        for (const std::string& line : split_text(expected))
+            EXPECT_NE(all.find(line + "\n"), std::string::npos) << job;
+        run_job(directory, reading(job, "named") + " -hash 1",
+                "rm -f named; mkfifo named; cat " + input + " >named &");
+        EXPECT_EQ(text_of(output), expected) << job;
+    }
+    // And so is a file that standard output goes to: its own lines stay.
+    JobRun both = run_job(directory, "-anepd suite.epd -d 1 -use_hce -o /dev/stdout");
+    EXPECT_EQ(count_lines(both.lines, MATE), 60) << joined(both.lines);
+    EXPECT_EQ(count_lines(both.lines, "60 / "), 0);
+    EXPECT_EQ(count_lines(both.lines, "0 / 60 correct"), 1) << joined(both.lines);
+}
+
+TEST(JobFiles, ABookIsMadeFromAPipe) {
+    const std::string directory = job_directory(), book = directory + "/tmp_book.bin";
+    JobRun plain = run_job(directory, "-mkbook games.pgn -hash 1");
+    const std::string expected = text_of(book);
+    std::filesystem::remove(book);
+    JobRun piped = run_job(directory, "-mkbook /dev/stdin -hash 1", "cat games.pgn |");
+    EXPECT_EQ(piped.status, 0);
+    EXPECT_EQ(text_of(book), expected);
+    EXPECT_EQ(piped.lines.size(), plain.lines.size());
+}
+
+TEST(JobFiles, ASignalLeavesNothingUnfinished) {
+    for (int signal_number : {SIGINT, SIGTERM, SIGHUP}) {
+        const std::string directory = fresh_directory();
+        std::ofstream(directory + "/suite.epd") << START_FEN << " bm e4;\n";
+        std::ofstream(directory + "/analysis.epd") << "old";
+        const std::string before = names_in(directory);
+        Program program = start_program({"-anepd", "suite.epd", "-use_hce"}, directory);
+        ASSERT_NE(wait_for(program, "Analyzing"), "");
+        EXPECT_TRUE(std::filesystem::exists(directory + "/analysis.epd.part"));
+        kill(program.pid, signal_number);
+        EXPECT_EQ(wait_exit(program, 60000), -1) << "ended by the signal";
+        EXPECT_EQ(names_in(directory), before);
+        EXPECT_EQ(text_of(directory + "/analysis.epd"), "old");
+    }
+}
+
+TEST(JobFiles, AFullDiskDoesNotEndAGame) {
+    const std::string directory = fresh_directory();
+    std::ofstream(directory + "/tmp.pgn") << "[Event \"old\"]\n\n";
+    std::ofstream input(directory + "/input");
+    input << "new\n";
+    for (int i = 0; i < 60; i++) input << "Nf3\nNf6\nNg1\nNg8\n";
+    input << "save\nbd\n";
+    input.close();
+    JobRun run = run_job(directory, "-c -log -use_hce -hash 1 <input | tail -n 3", "ulimit -f 1;");
+    EXPECT_EQ(text_of(directory + "/tmp.pgn"), "[Event \"old\"]\n\n");
+    Lines errors = split_text(run.errors);
+    std::sort(errors.begin(), errors.end());
+    EXPECT_EQ(joined(errors), "Can't write 'mird.log': File too large\n"
+                              "Can't write 'tmp.pgn': File too large\n");
+}
+
+TEST(JobFiles, ANetworkThatCanNotBeWrittenIsSaidAndUsed) {
+    const std::string directory = fresh_directory();
+    std::ofstream(directory + "/start.cfg") << "NN_File = new\n";
+    std::ofstream(directory + "/nn.bin") << "old";
+    JobRun run = run_job(directory, "-bench -d 1 -hash 1 -cfg start.cfg", "ulimit -f 4;");
+    EXPECT_EQ(run.status, 1);
+    EXPECT_EQ(run.errors, "Can't write 'nn.bin': File too large\nCan't write 'nn.bin': File too "
+                          "large\n")
+        << "the file is loaded twice";
+    EXPECT_TRUE(has_line(run.lines, "info string created new NN"));
+    EXPECT_EQ(text_of(directory + "/nn.bin"), "old");
+}

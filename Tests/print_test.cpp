@@ -6,6 +6,7 @@
 #include <fstream>
 #include <thread>
 
+#include "base/files.h"
 #include "shell_fixture.h"
 
 namespace {
@@ -71,6 +72,24 @@ TEST_F(Printing, WithoutAnOpenLogNothingIsLogged) {
                   Print("somewhere");
               })),
               "somewhere\n");
+}
+
+TEST_F(Printing, ALogThatFailsIsToldOnceAndLinesStillGoOut) {
+    log_file = fopen("/dev/full", "w");
+    ASSERT_NE(log_file, nullptr);
+    active_personality.Log = 1;
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(joined(printed_by([] {
+                  log_line("first");
+                  Print("second");
+                  Print("third");
+              })),
+              "second\nthird\n");
+    close_log();
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "Can't write 'mird.log': No space left on device\n");
+    EXPECT_EQ(log_file, nullptr);
+    EXPECT_TRUE(file_failed);
 }
 
 TEST_F(Printing, VeryLongTextsAreCut) {
@@ -162,6 +181,10 @@ TEST(Log, AFileThatCantBeDeletedSwitchesItOff) {
     EXPECT_TRUE(has_line(program.lines, "info string Log set to 1"));
     EXPECT_TRUE(has_line(program.lines, "log file in use."));
     EXPECT_TRUE(has_line(program.lines, "option name Log type check default false"));
+    std::filesystem::remove(directory + "/mird.log/full");
+    program = talk({"-log"}, directory, {"uci"});
+    EXPECT_TRUE(has_line(program.lines, "log file in use.")) << "nor is an empty directory deleted";
+    EXPECT_TRUE(std::filesystem::is_directory(directory + "/mird.log"));
 }
 
 TEST(Log, AFileThatCantBeOpenedIsPassedOverInSilence) {

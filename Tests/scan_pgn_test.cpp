@@ -685,7 +685,7 @@ TEST(ScanPgn, FilesWithoutGamesHaveNone) {
     EXPECT_EQ(scan("[Event \"x\"]", 1).out, (Lines{"[Event \"x\"]", ""}));
 }
 
-TEST(ScanPgn, FilesThatCannotBeOpenedEndTheRunInSilence) {
+TEST(ScanPgn, FilesThatCannotBeOpenedEndTheRun) {
     std::string directory = fresh_directory();
     std::filesystem::create_directory(directory + "/folder");
     std::ofstream(directory + "/games.pgn") << tags() << "1. e4\n";
@@ -699,7 +699,7 @@ TEST(ScanPgn, FilesThatCannotBeOpenedEndTheRunInSilence) {
           std::vector<std::string>{"-scan_pgn1", "games.pgn", "-o", "tmpX.epd"},
           std::vector<std::string>{"-scan_pgn1"}}) {
         Program program = start_program(arguments, directory);
-        EXPECT_EQ(wait_exit(program, 60000), 0);
+        EXPECT_EQ(wait_exit(program, 60000), 1);
         EXPECT_EQ(program.lines.size(), 3u) << joined(program.lines);
     }
     EXPECT_EQ(read_lines(directory + "/games.pgn").size(), 5u) << "the input is not touched";
@@ -707,7 +707,7 @@ TEST(ScanPgn, FilesThatCannotBeOpenedEndTheRunInSilence) {
     std::filesystem::remove_all(directory + "/tmpX.epd");
     std::filesystem::create_directory(directory + "/tmpX.epd");
     Program program = start_program({"-scan_pgn1", "games.pgn"}, directory);
-    EXPECT_EQ(wait_exit(program, 60000), 0);
+    EXPECT_EQ(wait_exit(program, 60000), 1);
     EXPECT_EQ(program.lines.size(), 3u) << joined(program.lines);
 }
 

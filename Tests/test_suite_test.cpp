@@ -112,18 +112,6 @@ TEST(TestSuite, WithoutPositionsAllAveragesAreZero) {
         EXPECT_TRUE(has_line(run.lines, line)) << line << "\n" << joined(run.lines);
 }
 
-TEST(TestSuite, AFileThatCantBeOpenedEndsTheRunInSilence) {
-    int status = -1;
-    Program program =
-        run_with_input({"-anepd", "no-such-file", "-d", "4", "-use_hce"}, "", &status);
-    EXPECT_EQ(status, 0);
-    EXPECT_EQ(program.lines.size(), 3u) << joined(program.lines);
-
-    SuiteRun run = run_suite(MATE + " bm Re8;\n", {"-d", "4", "-o", "no/such/place"});
-    EXPECT_EQ(run.status, 0);
-    EXPECT_EQ(run.lines.size(), 3u) << joined(run.lines);
-}
-
 TEST(TestSuite, TheOutputCanBeNamed) {
     SuiteRun run = run_suite(MATE + " bm Re8;\n", {"-d", "4", "-o", "mine.epd"}, "", "mine.epd");
     EXPECT_EQ(run.result.size(), 1u);

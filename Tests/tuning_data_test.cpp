@@ -250,7 +250,7 @@ TEST(TuningDataLong, ASearchWithoutLimitsHearsStopAndQuit) {
         << "stop keeps what was found, quit drops it";
 }
 
-TEST(TuningData, FilesThatCannotBeOpenedEndTheRunInSilence) {
+TEST(TuningData, FilesThatCannotBeOpenedEndTheRun) {
     std::string directory = fresh_directory();
     std::filesystem::create_directory(directory + "/folder");
     std::ofstream(directory + "/in.epd") << MATE << "\n";
@@ -264,7 +264,7 @@ TEST(TuningData, FilesThatCannotBeOpenedEndTheRunInSilence) {
           std::vector<std::string>{"-mktune1", "tune_new.epd"},
           std::vector<std::string>{"-mktune1"}}) {
         Program program = start_program(arguments, directory);
-        EXPECT_EQ(wait_exit(program, 60000), 0);
+        EXPECT_EQ(wait_exit(program, 60000), 1);
         EXPECT_EQ(program.lines.size(), 3u) << joined(program.lines);
     }
     EXPECT_EQ(read_lines(directory + "/in.epd"), Lines{MATE});

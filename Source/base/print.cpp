@@ -1,9 +1,13 @@
 #include "base/print.h"
 
+#include <atomic>
+#include <cerrno>
 #include <cstdarg>
 
+#include "base/files.h"
 #include "base/lock.h"
 #include "base/platform.h"
+#include "base/platform_files.h"
 #include "base/state.h"
 
 FILE* log_file;
@@ -11,16 +15,27 @@ FILE* log_file;
 constexpr char LOG_NAME[] = "mird.log";
 constexpr size_t LINE_LENGTH = 8192;
 
+// Says, once in a run, that the log misses lines. Any thread.
+static void tell_log_error(int error) {
+    static std::atomic<bool> told;
+    if (!told.exchange(true)) tell_file_error("write", LOG_NAME, error);
+}
+
+// Sends out what stands in the log's buffer. Returns 0, or the system's error number.
+static int flush_log() { return fflush(log_file) == 0 ? 0 : errno; }
+
 void Print(const char* text) {
+    int log_error = 0;
     lock(print_lock);
     fputs(text, stdout);
     putchar('\n');
     fflush(stdout);
     if (log_file && load_shared(active_personality.Log)) {
         fprintf(log_file, "%s\n", text);
-        fflush(log_file);
+        log_error = flush_log();
     }
     unlock(print_lock);
+    if (log_error) tell_log_error(log_error);
 }
 
 void PrintFormat(const char* format, ...) {
@@ -39,12 +54,12 @@ void log_line(const char* format, ...) {
     vfprintf(log_file, format, arguments);
     va_end(arguments);
     fputc('\n', log_file);
-    fflush(log_file);
+    if (int error = flush_log()) tell_log_error(error);
 }
 
 void open_log() {
     if (!active_personality.Log || log_file) return;
-    if (file_exists(LOG_NAME) && remove(LOG_NAME) != 0) {
+    if (file_exists(LOG_NAME) && !remove_file(LOG_NAME)) {
         Print("log file in use.");
         store_shared(active_personality.Log, 0);
         return;
@@ -53,4 +68,10 @@ void open_log() {
     lock(print_lock); // search threads look at log_file under this lock
     log_file = file;
     unlock(print_lock);
+}
+
+void close_log() {
+    if (!log_file) return;
+    if (fclose(log_file) != 0) tell_log_error(errno);
+    log_file = nullptr;
 }

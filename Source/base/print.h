@@ -12,7 +12,8 @@
 extern FILE* log_file;
 
 // Prints one line to standard output and, when Log is on and a log is open, to the log; both are
-// flushed. An empty text prints an empty line. Output errors are not looked at.
+// flushed. An empty text prints an empty line. That standard output fails is not looked at; that
+// the log does is told once in a run, by a line on standard error.
 void Print(const char* text);
 
 // Formats, then prints as Print does. Texts longer than 8,191 characters are cut.
@@ -22,6 +23,9 @@ void Print(const char* text);
 [[gnu::format(printf, 1, 2)]] void log_line(const char* format, ...);
 
 // Opens mird.log in the working directory if Log is on and no log is open. An old file is
-// replaced; if it can't be deleted, "log file in use." is printed and Log goes off. A file that
-// can't be opened is passed over in silence.
+// replaced; if it can't be deleted, as a directory never is, "log file in use." is printed and Log
+// goes off. A file that can't be opened is passed over in silence.
 void open_log();
+
+// Closes the log at the end of the run. No thread may print any more.
+void close_log();

@@ -7,7 +7,9 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "base/files.h"
 #include "base/platform.h"
+#include "base/platform_files.h"
 #include "base/print.h"
 #include "base/state.h"
 #include "board/make.h"
@@ -179,21 +181,21 @@ static bool parse_line(Position& pos, GamesReader& reader, const char* line) {
 }
 
 // The dots are all that standard output gets; where nobody sees them, a person at the terminal is
-// told on the error stream.
+// told on the error stream, with the share of a file whose length is known.
 static void show_progress(const GamesReader& reader, FILE* file, long bytes, bool watched) {
     putchar('.');
     fflush(stdout);
-    if (watched)
-        fprintf(stderr, "\r%d games, %.0f%%", reader.games,
+    if (!watched) return;
+    fprintf(stderr, "\r%d games", reader.games);
+    if (bytes > 0)
+        fprintf(stderr, ", %.0f%%",
                 100.0 * static_cast<double>(ftell(file)) / static_cast<double>(bytes));
 }
 
 // Reads all games. Returns false without memory.
 static bool read_games(FILE* file, GamesReader& reader) {
     const bool watched = is_terminal(stderr) && !is_terminal(stdout);
-    fseek(file, 0, SEEK_END);
-    const long bytes = ftell(file);
-    rewind(file);
+    const long bytes = file_size(file);
 
     reader = {};
     reader.result = UNKNOWN; // moves before the first game count for nothing
@@ -256,31 +258,32 @@ static void write_position(FILE* file, const BookNode* first, const BookNode* en
     for (int i = 0; i < count; i++) write_book_entry(file, kept[i].entry);
 }
 
+// Writes the book; an old one stays if that fails.
 static void write_book() {
-    remove(BOOK_OUTPUT);
-    FILE* file = fopen(BOOK_OUTPUT, "wb");
-    if (!file) return;
+    OutputFile file;
+    if (!open_output(file, BOOK_OUTPUT)) return;
     for (const BookNode* first : buckets)
         while (first) {
             const BookNode* end = first->next;
             while (end && end->key == first->key) end = end->next;
-            write_position(file, first, end);
+            write_position(file.stream, first, end);
             first = end;
         }
-    fclose(file);
+    finish_output(file);
 }
 
 void build_book() {
-    FILE* file = open_plain_file(shell.games_in_name, "r");
+    if (refuse_same_file(shell.games_in_name, BOOK_OUTPUT)) return;
+    FILE* file = open_input(shell.games_in_name);
     if (!file) return;
     PrintFormat(" Creating file %s from games in %s", BOOK_OUTPUT, shell.games_in_name);
     GamesReader reader;
     const bool complete = read_games(file, reader);
-    fclose(file);
+    const bool whole = finish_input(file, shell.games_in_name);
     if (complete) {
         printf("\nwriting book file ...");
         fflush(stdout);
-        write_book();
+        if (whole) write_book();
         printf("\ngames= %d, nmoves= %d\n", reader.games, reader.nodes);
         printf("done\n");
         fflush(stdout);

@@ -15,6 +15,6 @@ constexpr char BOOK_OUTPUT[] = "tmp_book.bin";
 // view of the side that played it. That sum is its weight; where the best one of a position is
 // above 60,000, the weights of the position are scaled down to that.
 //
-// Without the file, or for what is no plain file, nothing happens. Without memory for all moves
-// no book is written.
+// A file that can't be read or written is told on standard error; an old book then stays. Without
+// memory for all moves no book is written.
 void build_book();

@@ -52,7 +52,8 @@ extern NnHeader nn_header;
 void NnLoad();
 
 // Writes the network in use as a file: each weight in whole steps of 0.0002, halves away from zero.
-// Returns false if it can't be written.
+// Returns false if it can't be opened or, which is told on standard error, not wholly written; an
+// old file is then as it was.
 bool NnSave(const char* name);
 
 // Gives the network's memory back; there is none afterwards.

@@ -6,7 +6,9 @@
 #include <cstring>
 #include <ctime>
 
+#include "base/files.h"
 #include "base/platform.h"
+#include "base/platform_files.h"
 #include "base/print.h"
 #include "base/state.h"
 #include "eval/evaluate.h"
@@ -187,8 +189,9 @@ static void replace_network(NnHeader& net) {
 
 bool NnSave(const char* name) {
     const NnHeader& net = nn_header;
-    FILE* file = open_plain_file(name, "wb");
-    if (!file) return false;
+    OutputFile file;
+    // Nothing that could block: a running engine writes here.
+    if (kind_of_file(name) == FileKind::OTHER || !begin_output(file, name)) return false;
     unsigned char header[HEADER_BYTES];
     const uint16_t fields[] = {net.version, net.format,  net.board_inputs, net.material_inputs,
                                net.hidden1, net.hidden2, net.outputs};
@@ -199,13 +202,13 @@ bool NnSave(const char* name) {
     }
     write_u16(out, static_cast<unsigned>(net.total & 0xFFFF));
     write_u16(out + 2, static_cast<unsigned>(net.total >> 16));
-    bool written = fwrite(header, 1, sizeof header, file) == sizeof header;
+    bool written = fwrite(header, 1, sizeof header, file.stream) == sizeof header;
     for (int64_t i = 0; written && i < net.total; i++) {
         unsigned char bytes[WEIGHT_BYTES];
         write_u16(bytes, static_cast<unsigned>(lround(net.weights[i] * STEPS_OF_ONE)));
-        written = fwrite(bytes, 1, sizeof bytes, file) == sizeof bytes;
+        written = fwrite(bytes, 1, sizeof bytes, file.stream) == sizeof bytes;
     }
-    return fclose(file) == 0 && written;
+    return finish_output(file);
 }
 
 // A path can be forced, for comparisons; a name that can't be had counts as none.

@@ -4,7 +4,9 @@
 #include <cstdio>
 #include <cstring>
 
+#include "base/files.h"
 #include "base/platform.h"
+#include "base/platform_files.h"
 #include "base/print.h"
 #include "base/text.h"
 #include "board/line.h"
@@ -138,10 +140,12 @@ bool load_game(Position& pos, const char* file_name, const char* tag) {
 }
 
 void save_game(Position& pos) {
+    constexpr char NAME[] = "tmp.pgn";
     constexpr int MOVES_IN_LINE = 11;
 
-    FILE* file = open_plain_file("tmp.pgn", "a");
+    FILE* file = open_plain_file(NAME, "a");
     if (!file) return;
+    const long old_size = file_size(file);
     const int length = pos.owner->undo_index;
     rewind_game(pos);
     fprintf(file, "[Event \"Unknown\"]\n");
@@ -154,5 +158,5 @@ void save_game(Position& pos) {
         replay_move(pos);
     }
     fprintf(file, "\n\n");
-    fclose(file);
+    finish_addition(file, NAME, old_size);
 }

@@ -18,5 +18,6 @@ void find_test_position(Position& pos, const char* id);
 bool load_game(Position& pos, const char* file_name, const char* tag);
 
 // Appends the game's moves to "tmp.pgn" in their short form, without numbers, tags or a result;
-// load_game reads them back.
+// load_game reads them back. If not all of it can be written, the file stays as it was, and that is
+// told on standard error.
 void save_game(Position& pos);

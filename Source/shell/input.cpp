@@ -88,6 +88,13 @@ bool input_pending() { return pending_length > 0 || unread_start < unread_end; }
 
 bool input_ended() { return at_end && !input_pending() && partial_length == 0; }
 
+void end_input() { at_end = true; }
+
+void reset_input() {
+    partial_length = pending_length = unread_start = unread_end = 0;
+    at_end = false;
+}
+
 void wait_for_line(int milliseconds) {
     if (at_end) wait_for_wake(milliseconds);
     else wait_for_input(milliseconds);

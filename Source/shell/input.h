@@ -25,6 +25,12 @@ bool input_pending();
 // Tells whether the input is at its end and all its lines have been handed over.
 bool input_ended();
 
+// Hears no more: standard input belongs to somebody else from here on.
+void end_input();
+
+// Forgets all that was read, and that there was an end.
+void reset_input();
+
 // Waits until input arrives, the search is over, or the time is; at the end of the input, for the
 // last two.
 void wait_for_line(int milliseconds);

@@ -4,7 +4,9 @@
 #include <cstdlib>
 
 #include "base/defaults.h"
+#include "base/files.h"
 #include "base/platform.h"
+#include "base/platform_files.h"
 #include "base/print.h"
 #include "base/state.h"
 #include "base/text.h"
@@ -99,8 +101,7 @@ void shut_down_engine() {
     free_search_thread(main_thread);
     main_thread = nullptr;
     NnUnload();
-    if (log_file) fclose(log_file);
-    log_file = nullptr;
+    close_log();
 }
 
 static void run_game() {
@@ -129,6 +130,7 @@ static void run_mode(const CommandLine& line) {
 
 int run_program(int argc, char** argv) {
     ignore_broken_pipes();
+    ignore_size_limits();
     find_program_directory(argv[0]);
     if (!init_records()) return 1;
 
@@ -153,5 +155,5 @@ int run_program(int argc, char** argv) {
 
     run_mode(line);
     shut_down_engine();
-    return 0;
+    return file_failed ? 1 : 0;
 }

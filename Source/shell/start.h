@@ -26,7 +26,8 @@ struct CommandLine {
     int exit_status;          // not 0: the process ends with it at once, without a message
 };
 
-// The whole program: start-up in its fixed order, one run mode, shutdown. Returns the exit status.
+// The whole program: start-up in its fixed order, one run mode, shutdown. Returns the exit status:
+// 0 unless the command line was refused, memory ran out, or a file could not be read or written.
 int run_program(int argc, char** argv);
 
 // Scans the arguments behind the program's name into the process-wide records; unknown ones are

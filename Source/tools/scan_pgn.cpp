@@ -3,7 +3,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "base/platform.h"
+#include "base/files.h"
 #include "base/state.h"
 #include "base/text.h"
 #include "board/attack.h"
@@ -191,24 +191,42 @@ static void read_games(Scan& scan, FILE* in) {
     }
 }
 
+// Reads all games and writes what the mode asks for. Returns false if the input broke off.
+static bool scan_games(const char* in_name, FILE* in, FILE* out, FILE* second, int mode) {
+    Scan scan = {};
+    scan.out = out;
+    scan.second = second;
+    scan.mode = mode;
+    store_shared(active_personality.Log, 0);
+    read_games(scan, in);
+    fputc('\n', out);
+    printf("games= %d, positions= %d\n", scan.games, scan.positions);
+    fflush(stdout);
+    return finish_input(in, in_name);
+}
+
 void scan_pgn(const char* in_name, const char* out_name, int mode) {
     if (out_name[0] == 0) out_name = "tmp.epd";
-    if (same_file(in_name, out_name) || same_file(in_name, SECOND_OUTPUT)) return;
-    FILE* in = open_plain_file(in_name, "r");
-    FILE* out = in ? open_plain_file(out_name, "w") : nullptr;
-    FILE* second =
-        out && !same_file(out_name, SECOND_OUTPUT) ? open_plain_file(SECOND_OUTPUT, "w") : nullptr;
-    if (second) {
-        Scan scan = {};
-        scan.out = out;
-        scan.second = second;
-        scan.mode = mode;
-        store_shared(active_personality.Log, 0);
-        read_games(scan, in);
-        fputc('\n', out);
-        printf("games= %d, positions= %d\n", scan.games, scan.positions);
-        fflush(stdout);
+    if (refuse_same_file(in_name, out_name) || refuse_same_file(in_name, SECOND_OUTPUT)
+        || refuse_same_file(out_name, SECOND_OUTPUT))
+        return;
+    FILE* in = open_input(in_name);
+    if (!in) return;
+    OutputFile out, second;
+    if (!open_output(out, out_name)) {
+        fclose(in);
+        return;
     }
-    for (FILE* file : {in, out, second})
-        if (file) fclose(file);
+    if (!open_output(second, SECOND_OUTPUT)) {
+        abandon_output(out);
+        fclose(in);
+        return;
+    }
+    // Both outputs are of one run, or none is replaced.
+    if (scan_games(in_name, in, out.stream, second.stream, mode) && finish_output(out)) {
+        finish_output(second);
+    } else {
+        if (out.stream) abandon_output(out);
+        abandon_output(second);
+    }
 }

@@ -19,8 +19,8 @@ enum ScanMode {
 
 // Reads the games of a PGN file and writes what `mode` asks for to the output, "tmp.epd" if that
 // name is empty; "tmpX.epd" takes the corrections of blunders in mode 1. Prints the number of
-// games and of positions written. Does nothing if one of the three is not a plain file that can
-// be opened, or if two of them are the same file.
+// games and of positions written. Does nothing but say so on standard error if one of the three
+// can't be opened, or if two of them are the same file.
 //
 // A game ends at the first word that is no move, see pgn.h for what counts as one.
 void scan_pgn(const char* in_name, const char* out_name, int mode);

@@ -4,6 +4,8 @@
 #include <cstdio>
 #include <cstring>
 
+#include "base/files.h"
+#include "base/platform_files.h"
 #include "base/print.h"
 #include "base/state.h"
 #include "base/text.h"
@@ -11,6 +13,7 @@
 #include "search/hash.h"
 #include "search/info.h"
 #include "search/thread.h"
+#include "shell/input.h"
 #include "shell/loop.h"
 #include "shell/think.h"
 #include "tools/epd.h"
@@ -143,16 +146,21 @@ void run_test_suite() {
     constexpr int HASH_DEPTH = 4; // plies: below, clearing the table costs more than it gives
 
     if (shell.out_name[0] == 0) copy_text(shell.out_name, "analysis.epd", sizeof shell.out_name);
-    FILE* in = fopen(shell.epd_in_name, "r");
-    FILE* out = in ? fopen(shell.out_name, "w") : nullptr;
-    if (in && out) {
-        PrintFormat("Analyzing %s...", shell.epd_in_name);
-        if (engine.max_depth < HASH_DEPTH) engine.hash_enabled = 0;
-        Totals totals = {};
-        char line[EPD_LINE_LENGTH];
-        while (!shell.quit && read_epd_line(in, line)) analyse_line(line, out, totals);
-        print_totals(totals);
+    if (refuse_same_file(shell.epd_in_name, shell.out_name)) return;
+    FILE* in = open_input(shell.epd_in_name);
+    if (!in) return;
+    OutputFile out;
+    if (!open_output(out, shell.out_name)) {
+        fclose(in);
+        return;
     }
-    if (in) fclose(in);
-    if (out) fclose(out);
+    if (is_standard_input(shell.epd_in_name)) end_input();
+    PrintFormat("Analyzing %s...", shell.epd_in_name);
+    if (engine.max_depth < HASH_DEPTH) engine.hash_enabled = 0;
+    Totals totals = {};
+    char line[EPD_LINE_LENGTH];
+    while (!shell.quit && read_epd_line(in, line)) analyse_line(line, out.stream, totals);
+    print_totals(totals);
+    if (finish_input(in, shell.epd_in_name)) finish_output(out);
+    else abandon_output(out);
 }

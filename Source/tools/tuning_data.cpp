@@ -5,7 +5,9 @@
 #include <cmath>
 #include <cstring>
 
+#include "base/files.h"
 #include "base/platform.h"
+#include "base/platform_files.h"
 #include "base/print.h"
 #include "base/state.h"
 #include "base/text.h"
@@ -15,6 +17,7 @@
 #include "eval/evaluate.h"
 #include "search/thread.h"
 #include "search/timing.h"
+#include "shell/input.h"
 #include "shell/loop.h"
 #include "shell/think.h"
 #include "syzygy/tbcore.h"
@@ -29,7 +32,7 @@ struct Run {
     FILE* out;
     int mode;
     bool show_progress;
-    long size;    // bytes of the input
+    long size;    // bytes of the input, -1 where that can't be known
     int searched; // positions
     int written;  // lines
     double shown; // monotonic seconds of the last progress line
@@ -189,18 +192,17 @@ static void show_progress(Run& run) {
 
     if (!run.show_progress || monotonic_seconds() < run.shown + INTERVAL) return;
     run.shown = monotonic_seconds();
-    double part =
-        run.size > 0 ? static_cast<double>(ftell(run.in)) / static_cast<double>(run.size) : 0.0;
-    fprintf(stderr, "\r%d positions, %.1f %% ", run.searched, part * 100.0);
+    fprintf(stderr, "\r%d positions", run.searched);
+    if (run.size > 0)
+        fprintf(stderr, ", %.1f %% ",
+                100.0 * static_cast<double>(ftell(run.in)) / static_cast<double>(run.size));
 }
 
 static void prepare_run(Run& run) {
     constexpr int HASH_DEPTH = 3; // plies: below, a table is of no use
 
     run.show_progress = is_terminal(stderr);
-    fseek(run.in, 0, SEEK_END);
-    run.size = ftell(run.in);
-    rewind(run.in);
+    run.size = file_size(run.in);
 
     shell.noise = NOISE_CALIBRATION;
     if (relaxed(shell.use_nn)) eval_epoch.fetch_add(1, std::memory_order_relaxed);
@@ -212,24 +214,33 @@ static void prepare_run(Run& run) {
     tb_init(path);
 }
 
+static void use_lines(Run& run, const char* out_name) {
+    PrintFormat("Creating file %s", out_name);
+    prepare_run(run);
+    char text[LINE_LENGTH];
+    while (!shell.quit && read_line(run.in, text)) {
+        use_line(run, text);
+        show_progress(run);
+    }
+    if (run.shown > 0.0) fputc('\n', stderr);
+}
+
 void make_tuning_data(const char* in_name, const char* out_name, int mode) {
     if (out_name[0] == 0) out_name = "tune_new.epd";
-    if (strcmp(in_name, out_name) == 0 || same_file(in_name, out_name)) return;
+    if (refuse_same_file(in_name, out_name)) return;
 
     Run run = {};
+    OutputFile out;
     run.mode = mode;
-    run.in = open_plain_file(in_name, "r");
-    run.out = run.in ? open_plain_file(out_name, "w") : nullptr;
-    if (run.out) {
-        PrintFormat("Creating file %s", out_name);
-        prepare_run(run);
-        char text[LINE_LENGTH];
-        while (!shell.quit && read_line(run.in, text)) {
-            use_line(run, text);
-            show_progress(run);
-        }
-        if (run.shown > 0.0) fputc('\n', stderr);
-        fclose(run.out);
+    run.in = open_input(in_name);
+    if (!run.in) return;
+    if (!open_output(out, out_name)) {
+        fclose(run.in);
+        return;
     }
-    if (run.in) fclose(run.in);
+    run.out = out.stream;
+    if (is_standard_input(in_name)) end_input();
+    use_lines(run, out_name);
+    if (finish_input(run.in, in_name)) finish_output(out);
+    else abandon_output(out);
 }

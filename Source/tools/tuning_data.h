@@ -29,7 +29,8 @@ struct TuningLine {
 // that is empty from a fixed path. "quit" on standard input is heard every 256 positions, and in a
 // position that takes more than a second.
 //
-// Does nothing if both names lead to one file, or if one is not a plain file that can be opened.
+// Does nothing but say so on standard error if both names lead to one file, or if one can't be
+// opened. From standard input as the file to be read no commands are heard.
 void make_tuning_data(const char* in_name, const char* out_name, int mode);
 
 // Takes a line apart; `score` becomes 0.

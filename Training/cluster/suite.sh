@@ -18,8 +18,6 @@ if [ "$step" = shard ]; then
     rm -f "$name.result"
     split -n "l/$((shard + 1))/$shards" "$file" >"$name.epd"
     "$build/mird" -anepd "$name.epd" -o "$name.new" "$@" </dev/null >"$name.totals"
-    # Of a file that it can't open it says nothing.
-    grep -q '^total nodes= ' "$name.totals"
     mv "$name.new" "$name.result"
     exit
 fi
