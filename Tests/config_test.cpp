@@ -2,7 +2,10 @@
 
 #include "shell/options.h"
 
+#include <filesystem>
 #include <fstream>
+
+#include <sys/stat.h>
 
 #include "base/text.h"
 #include "shell/think.h"
@@ -139,11 +142,48 @@ TEST_F(Config, AFileMayNameAFurtherOne) {
                                    "info string Contempt set to 2\n");
 }
 
-TEST_F(Config, AFileThatNamesItselfIsNotReadForEver) {
-    load("ConfigFilePath = " + path + "\nContempt = 4\n");
+TEST_F(Config, AFileThatNamesItselfIsLoadedOnce) {
+    const std::string again = std::filesystem::path(path).parent_path() / "./mird.cfg";
+    const std::string left_out = " left out: named within itself, or one file too many\n";
+    EXPECT_EQ(joined(load("ConfigFilePath = " + path + "\nContempt = 4\nConfigFilePath = " + again
+                          + "\n")),
+              "info string ConfigFilePath set to '" + path + "'\ninfo string " + path + left_out
+                  + "info string Contempt set to 4\ninfo string ConfigFilePath set to '" + again
+                  + "'\n")
+        << "said once";
     EXPECT_EQ(active_personality.Contempt, 4);
     // And a later load works as ever.
     EXPECT_EQ(joined(load("Contempt = 5\n")), "info string Contempt set to 5\n");
+}
+
+TEST_F(Config, FilesThatNameEachOtherAreBounded) {
+    for (int i = 1; i <= 20; i++) {
+        std::ofstream(path + std::to_string(i))
+            << "ConfigFilePath = " << path << i + 1 << "\nContempt = " << i << "\n";
+    }
+    std::vector<std::string> lines = load("ConfigFilePath = " + path + "1\n");
+    EXPECT_EQ(count_lines(lines, "info string loading"), 9) << "ten deep, with the first";
+    EXPECT_EQ(active_personality.Contempt, 1);
+
+    // Each of ten names five others: at ten deep that would be ten million.
+    for (int i = 1; i <= 10; i++) {
+        std::ofstream file(path + std::to_string(i));
+        for (int k = 1; k <= 5; k++)
+            file << "ConfigFilePath = " << path << (i + k) % 10 + 1 << "\n";
+    }
+    lines = load("ConfigFilePath = " + path + "1\n");
+    EXPECT_EQ(count_lines(lines, "info string loading"), 49);
+    int told = 0;
+    for (const std::string& line : lines) told += line.find(" left out: ") != std::string::npos;
+    EXPECT_EQ(told, 1);
+}
+
+TEST_F(Config, OnlyPlainFilesAreRead) {
+    ASSERT_EQ(mkfifo((path + "p").c_str(), 0600), 0);
+    for (const std::string& name : {path + "p", std::string("/dev/zero"), std::string("/")}) {
+        copy_text(active_personality.ConfigFilePath, name.c_str(), PATH_LENGTH);
+        EXPECT_EQ(joined(printed_by([] { LoadConfig(); })), "") << name;
+    }
 }
 
 TEST_F(Config, AnEmptyFileLoadsNothing) { EXPECT_EQ(joined(load("")), ""); }

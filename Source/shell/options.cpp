@@ -7,6 +7,7 @@
 #include <span>
 
 #include "base/option_table.h"
+#include "base/platform.h"
 #include "base/print.h"
 #include "base/state.h"
 #include "base/text.h"
@@ -17,6 +18,23 @@
 // Changes that came during a search. Search threads read what they would take away.
 static bool tables_waiting;  // of SyzygyPath
 static bool network_waiting; // of NN_File
+
+constexpr int MAX_NESTED_CONFIGS = 10; // files within each other
+constexpr int MAX_CONFIGS = 50;        // files that one file leads to, itself included
+
+namespace {
+
+// Configuration files that are being read; each may name a further one.
+struct Configs {
+    char names[MAX_NESTED_CONFIGS][PATH_LENGTH];
+    int depth; // of the names; 0 when none is read
+    int files; // read so far since the first name
+    bool told; // that one was left out
+};
+
+} // namespace
+
+static Configs configs;
 
 static bool busy() { return relaxed(engine.game_state) != STATE_IDLE; }
 
@@ -30,6 +48,8 @@ void apply_deferred_options() {
         NnLoad();
     }
 }
+
+void forget_deferred_options() { tables_waiting = network_waiting = false; }
 
 static void resize_hash() {
     if (active_personality.Hash == engine.hash_mb) return;
@@ -99,15 +119,33 @@ static bool split_setting(char* line, char*& name, char*& value) {
     return true;
 }
 
+// Enters a file that is going to be read. Returns false, which is told once, if it is being read
+// already or is one too many.
+static bool enter_config(const char* name) {
+    if (configs.depth == 0) configs = {};
+    bool open = configs.depth < MAX_NESTED_CONFIGS && configs.files < MAX_CONFIGS;
+    for (int i = 0; i < configs.depth; i++) open = open && !same_file(configs.names[i], name);
+    if (!open) {
+        if (!configs.told)
+            PrintFormat("info string %s left out: named within itself, or one file too many", name);
+        configs.told = true;
+        return false;
+    }
+    copy_text(configs.names[configs.depth], name, PATH_LENGTH);
+    configs.depth++;
+    configs.files++;
+    return true;
+}
+
 void LoadConfig() {
     constexpr size_t LINE_LENGTH = 255, NAME_LENGTH = 101, VALUE_LENGTH = 201;
-    constexpr int MAX_NESTED = 10; // a file that names itself is not read for ever
-    static int nested;
 
-    if (nested >= MAX_NESTED) return;
-    FILE* file = fopen(active_personality.ConfigFilePath, "r");
+    FILE* file = open_plain_file(active_personality.ConfigFilePath, "r");
     if (!file) return;
-    nested++;
+    if (!enter_config(active_personality.ConfigFilePath)) {
+        fclose(file);
+        return;
+    }
     PrintFormat("info string loading parameters from %s", active_personality.ConfigFilePath);
 
     char line[LINE_LENGTH];
@@ -120,7 +158,7 @@ void LoadConfig() {
         SetOption(name, value);
     }
     fclose(file);
-    nested--;
+    configs.depth--;
     active_personality.eval_dirty = 1;
     default_personality = active_personality;
 }

@@ -16,8 +16,13 @@ void SetOption(const char* name, const char* value);
 // last call. Call it where a search has ended.
 void apply_deferred_options();
 
+// Drops such changes instead.
+void forget_deferred_options();
+
 // Reads the file named by ConfigFilePath: lines of "name = value", with at least one space in
-// front of the "=" and comments behind "#". A file that can't be opened is passed over.
+// front of the "=" and comments behind "#". What is no plain file or can't be opened is passed over
+// in silence. A file that names itself, one that is nested ten deep, and the fiftieth that a file
+// leads to are left out, the first of them with a line that says so.
 void LoadConfig();
 
 // Prints the options of the `uci` listing, with the defaults of default_personality.
