@@ -8,6 +8,8 @@
 #include <fstream>
 #include <vector>
 
+#include <sys/stat.h>
+
 #include "hce_support.h"
 #include "shell/think.h"
 
@@ -328,6 +330,40 @@ TEST_F(ParamsFile, OddTextDoesNoHarm) {
     for (size_t i = 0; i < binary.size(); i++) binary[i] = static_cast<char>(i * 37);
     read_params(std::string(100000, 'x') + "\n" + binary + "\nmtl_pawn,zero,99999999999999\n");
     EXPECT_EQ(packed_mg(eval_params[mtl_pawn].value), 0) << "no number is 0";
+}
+
+TEST_F(ParamsFile, ValuesBeyondSixteenBitsAreClampedWithAWord) {
+    EXPECT_EQ(read_params("mtl_pawn,40000,-40000\nmtl_knight,-99999999999,99999999999\n"
+                          "mtl_bishop,-32768,32767\nmtl_rook,32767,-32768\n"),
+              "info string mtl_pawn: 40000 clamped to 32767\n"
+              "info string mtl_pawn: -40000 clamped to -32768\n"
+              "info string mtl_knight: -2147483648 clamped to -32768\n"
+              "info string mtl_knight: 2147483647 clamped to 32767\n");
+    EXPECT_EQ(row_halves(mtl_pawn), (Halves{32767, -32768}));
+    EXPECT_EQ(row_halves(mtl_knight), (Halves{-32768, 32767}));
+    EXPECT_EQ(row_halves(mtl_bishop), (Halves{-32768, 32767}));
+    EXPECT_EQ(row_halves(mtl_rook), (Halves{32767, -32768}));
+}
+
+TEST_F(ParamsFile, WildValuesCanBeEvaluated) {
+    std::string text;
+    for (int i = 0; i < PARAM_ROWS; i++)
+        text += std::string("x,") + (i & 1 ? "2147483647" : "-2147483648") + ",99999\n";
+    read_params(text);
+    for (const char* fen : {START_FEN, "8/P7/1k6/8/8/1K6/p7/8 w - -",
+                            "r1bq1rk1/pp2bppp/2n1pn2/3p4/3P4/2NBPN2/PP3PPP/R1BQ1RK1 w - -"}) {
+        Position& pos = set_up(fen);
+        HceEval(*main_thread, pos.side, 1, 0);
+    }
+}
+
+TEST_F(ParamsFile, OnlyPlainFilesAreRead) {
+    ASSERT_EQ(mkfifo("params.txt", 0600), 0);
+    ReadParamsFile(); // would wait for ever
+    std::filesystem::remove("params.txt");
+    std::filesystem::create_symlink("/dev/zero", "params.txt");
+    ReadParamsFile();
+    EXPECT_EQ(row_halves(mtl_pawn), (Halves{100, 100}));
 }
 
 TEST_F(ParamsFile, CountsWhenTheEvaluationIsRebuilt) {

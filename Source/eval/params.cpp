@@ -1,10 +1,13 @@
 #include "eval/params.h"
 
+#include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 
+#include "base/platform.h"
+#include "base/print.h"
 #include "base/state.h"
 #include "base/text.h"
 #include "board/types.h"
@@ -144,10 +147,17 @@ void BuildEvalParams() {
         for (const PstPair& pair : table.rows) write_row(next, table.name, pair.mg, pair.eg);
 }
 
+// Reads a value, which must fit its half of a packed word.
+static int packable(const char* name, const char* text) {
+    const int value = read_integer(text), fitting = std::clamp(value, INT16_MIN, INT16_MAX);
+    if (fitting != value) PrintFormat("info string %s: %d clamped to %d", name, value, fitting);
+    return fitting;
+}
+
 void ReadParamsFile() {
     constexpr char DELIMITERS[] = "(),\"\n";
     constexpr size_t LINE_LENGTH = 254; // the rest of a longer line counts as the next
-    FILE* file = fopen(active_personality.params_file, "r");
+    FILE* file = open_plain_file(active_personality.params_file, "r");
     if (!file) return;
 
     char line[LINE_LENGTH];
@@ -160,7 +170,8 @@ void ReadParamsFile() {
         char* eg = strtok_r(nullptr, DELIMITERS, &rest);
         if (!name || !mg || !eg) continue;
         if (strcmp(name, "mtl_pawn") == 0) next = mtl_pawn;
-        write_row(next, name, atoi(mg), atoi(eg));
+        const int midgame = packable(name, mg), endgame = packable(name, eg);
+        write_row(next, name, midgame, endgame);
     }
     fclose(file);
 }

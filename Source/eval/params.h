@@ -64,9 +64,10 @@ static_assert(PARAM_SPARE == FAMILY_ROWS && PST_Q2 + 64 == PARAM_ROWS, "the rows
 void BuildEvalParams();
 
 // Reads the active personality's params_file, by default params.txt of the working directory, if
-// there is one. Lines are fset("name", mg, eg), or the three items alone, in table order from
-// "mtl_pawn": the file is positional, and a name that doesn't fit is only reported. Lines with
-// fewer than three items are skipped, and so are rows behind the end of the table.
+// there is one and it is a plain file. Lines are fset("name", mg, eg), or the three items alone, in
+// table order from "mtl_pawn": the file is positional, and a name that doesn't fit is only
+// reported. Lines with fewer than three items are skipped, and so are rows behind the end of the
+// table. Values beyond 16 bits are clamped to them, with a line that says so.
 void ReadParamsFile();
 
 // Multiplies each row whose name contains `substring` by a pair of per cent values, midgame and
