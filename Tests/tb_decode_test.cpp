@@ -103,6 +103,18 @@ TEST(TbSquares, TwistFallsTowardsTheMiddleAndTheLastRank) {
     EXPECT_EQ(tb_squares.twist[52], 0);  // e7
 }
 
+TEST(TbDecompress, NothingIsReadFarBehindABlock) {
+    SmallPairs small;
+    small.size_table[0] = small.size_table[1] = 0xFF; // 65,536 values in the first block's 32 bits
+    small.pairs.table_size = 65536;
+    small.pairs.idx_bits = 16;
+    small.index_table[4] = 0;
+    small.index_table[5] = 0x80;
+    EXPECT_EQ(tb_decompress(small.pairs, 31), 4) << "the last bit of the block";
+    EXPECT_EQ(tb_decompress(small.pairs, 150), TB_DAMAGED);
+    EXPECT_EQ(tb_decompress(small.pairs, 65535), TB_DAMAGED);
+}
+
 TEST(TbDecompress, SingleValueTouchesNoBlock) {
     PairsData pairs = {}; // all references null
     pairs.min_len = 3;
@@ -286,12 +298,20 @@ INSTANTIATE_TEST_SUITE_P(Table, TbHeader,
                              HeaderCase{"SymbolWithinItself", 41, 0x01}),
                          [](const auto& test) { return test.param.name; });
 
-TEST(TbHeader, FilesOfAnotherLengthAreDamaged) {
+TEST(TbHeader, ShorterFilesAreDamagedAndLongerOnesAreNot) {
     std::vector<uint8_t> bytes = read_bytes(own_tables() + "/KQvK.rtbw");
     for (size_t size = 0; size < bytes.size(); size++)
         EXPECT_FALSE(builds(
             "KQvK", std::vector<uint8_t>(bytes.begin(), bytes.begin() + static_cast<long>(size))));
-    bytes.push_back(0);
+    bytes.resize(bytes.size() + 100, 0xFF);
+    EXPECT_TRUE(builds("KQvK", bytes));
+}
+
+TEST(TbHeader, TheNumberOfPiecesMayBeMissing) {
+    std::vector<uint8_t> bytes = read_bytes(own_tables() + "/KQvK.rtbw");
+    bytes[4] &= 0x0F;
+    EXPECT_TRUE(builds("KQvK", bytes));
+    bytes[4] |= 0x20;
     EXPECT_FALSE(builds("KQvK", bytes));
 }
 

@@ -167,7 +167,9 @@ TEST_F(TbProbe, AFileThatShrinksBeforeItsFirstUseIsDamaged) {
     testing::internal::CaptureStderr();
     EXPECT_EQ(wdl_of("4k3/8/4K3/4P3/8/8/8/8 w - -"), 99);
     EXPECT_EQ(wdl_of("8/8/8/8/8/4K3/4Q3/1k6 b - -"), 99);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "Corrupted table.\nCorrupted table.\n");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "Corrupted table.\nKPvK.rtbw can't be used\n"
+              "Corrupted table.\nKQvK.rtbw can't be used\n");
 }
 
 TEST_F(TbProbe, ManyThreadsMayUseATableFirst) {

@@ -131,6 +131,7 @@ void tb_describe(TBEntry& entry, const char* name) {
     entry.data = nullptr;
     entry.mapping = {};
     entry.decoders = nullptr;
+    entry.dtz_told = false;
     entry.ready.store(TB_UNTRIED, std::memory_order_relaxed);
 }
 
@@ -289,6 +290,10 @@ static void release(FileMapping& mapping) {
 
 // --- First use --------------------------------------------------------------------------------
 
+static void tell_corrupted(const TBEntry& entry, const char* suffix) {
+    fprintf(stderr, "Corrupted table.\n%s%s can't be used\n", entry.name, suffix);
+}
+
 static void release_entry(TBEntry& entry) {
     if (entry.decoders) {
         tb_free_decoders(entry.decoders, tb_sides(entry, true) * tb_file_groups(entry));
@@ -312,7 +317,7 @@ static bool open_entry(TBEntry& entry) {
         && tb_build_decoders(entry.decoders, flags, nullptr, entry, entry.data, entry.mapping.size,
                              true))
         return true;
-    fputs("Corrupted table.\n", stderr);
+    tell_corrupted(entry, ".rtbw");
     release_entry(entry);
     return false;
 }
@@ -340,8 +345,8 @@ static void release_dtz(DtzCacheEntry& cached) {
     cached = {};
 }
 
-// Opens a distance table. Returns null, after one line about the reason, if it can't be used.
-static DtzTable* open_dtz(const TBEntry& entry) {
+// Opens a distance table. Returns null if it can't be used, and says why the first time.
+static DtzTable* open_dtz(TBEntry& entry) {
     auto* table = static_cast<DtzTable*>(calloc(1, sizeof(DtzTable)));
     if (!table) return nullptr;
     table->entry = &entry;
@@ -350,8 +355,11 @@ static DtzTable* open_dtz(const TBEntry& entry) {
         && tb_build_decoders(table->decoders, table->flags, &table->maps, entry, data,
                              table->mapping.size, false))
         return table;
-    if (data) fputs("Corrupted table.\n", stderr);
-    else fprintf(stderr, "Could not find %s.rtbz\n", entry.name);
+    if (!entry.dtz_told) {
+        if (data) tell_corrupted(entry, ".rtbz");
+        else fprintf(stderr, "Could not find %s.rtbz\n", entry.name);
+    }
+    entry.dtz_told = true;
     DtzCacheEntry failed = {0, 0, table};
     release_dtz(failed);
     return nullptr;
@@ -370,7 +378,7 @@ const DtzTable* tb_use_dtz(uint64_t key) {
         move_to_front(i);
         return dtz_cache[0].table;
     }
-    const TBEntry* entry = tb_find(key);
+    TBEntry* entry = tb_find(key);
     if (!entry) return nullptr;
 
     // The files of both kinds share the handles of the platform.

@@ -33,6 +33,7 @@ struct TBEntry {
     uint64_t key, mirrored_key;  // of the material as named, and with colours exchanged
     FileMapping mapping;         // keeps `data` alive
     std::atomic<uint8_t> ready;  // written under the lock of first use, last of all
+    bool dtz_told;               // that the ".rtbz" file can't be used; once, whoever asks again
     bool symmetric;              // both sides have the same pieces
     bool has_pawns;              // of either side; the tables then have file groups
     uint8_t num;                 // pieces, kings included

@@ -169,14 +169,16 @@ int tb_sides(const TBEntry& entry, bool wdl) { return wdl && !entry.symmetric ? 
 
 int tb_file_groups(const TBEntry& entry) { return entry.has_pawns ? TB_FILE_GROUPS : 1; }
 
-// Magic number, pieces and kind of table must fit the name that the file has.
+// Magic number, pieces and kind of table must fit the name that the file has. Large tables leave
+// the number of pieces out.
 static bool read_start(TBCursor& cursor, const TBEntry& entry, bool wdl) {
     constexpr uint32_t WDL_MAGIC = 0x5D23E871, DTZ_MAGIC = 0xA50C66D7;
     constexpr uint8_t SPLIT = 1, PAWNS = 2;
     const uint8_t* start = take(cursor, 5);
     if (!start || read_32(start) != (wdl ? WDL_MAGIC : DTZ_MAGIC)) return false;
+    const int pieces = start[4] >> 4;
     return !(start[4] & SPLIT) == entry.symmetric && !(start[4] & PAWNS) == !entry.has_pawns
-        && start[4] >> 4 == entry.num;
+        && (pieces == 0 || pieces == entry.num);
 }
 
 static bool read_piece_lists(TBDecoder* decoders, TBCursor& cursor, const TBEntry& entry,
@@ -245,11 +247,11 @@ bool tb_build_decoders(TBDecoder* decoders, uint8_t* flags, TBMaps* maps, const 
         if (sizes[i].data_bytes) align(cursor, BLOCK_ALIGNMENT);
         decoders[i].pairs.data = take(cursor, sizes[i].data_bytes);
     }
-    // Nothing may be missing and nothing be left over: a file of another length was cut short or
-    // is none of ours. The checksum also lets a block's last bits be read in whole words.
+    // Nothing may be missing: a shorter file was cut. What stands behind the checksum is nobody's
+    // business. The checksum also lets a block's last bits be read in whole words.
     align(cursor, BLOCK_ALIGNMENT);
     take(cursor, CHECKSUM_BYTES);
-    return !cursor.failed && cursor.at == cursor.size;
+    return !cursor.failed;
 }
 
 void tb_free_decoders(TBDecoder* decoders, int count) {
@@ -269,12 +271,16 @@ struct BitReader {
     const uint8_t* end;
     uint64_t bits; // the code word in the upper half, what follows it in the lower half
     int spare;     // valid bits below the code word
+    int behind;    // words fetched behind the block's end
 };
 
 } // namespace
 
 static uint32_t fetch_word(BitReader& reader) {
-    if (reader.next >= reader.end) return 0;
+    if (reader.next >= reader.end) {
+        reader.behind++;
+        return 0;
+    }
     uint32_t word = read_32_big(reader.next);
     reader.next += 4;
     return word;
@@ -329,6 +335,8 @@ static uint64_t read_symbol(const PairsData& pairs, uint32_t code, int& length) 
 }
 
 int tb_decompress(const PairsData& pairs, uint64_t index) {
+    constexpr int MAX_BEHIND = 2; // words: the code word runs ahead of its symbol
+
     if (pairs.idx_bits == 0) return pairs.min_len;
 
     uint32_t block;
@@ -336,7 +344,7 @@ int tb_decompress(const PairsData& pairs, uint64_t index) {
     if (!find_block(pairs, index, block, lit)) return TB_DAMAGED;
 
     const uint8_t* start = pairs.data + (static_cast<uint64_t>(block) << pairs.block_size);
-    BitReader reader = {start, start + (1ULL << pairs.block_size), 0, 32};
+    BitReader reader = {start, start + (1ULL << pairs.block_size), 0, 32, 0};
     reader.bits = static_cast<uint64_t>(fetch_word(reader)) << 32;
     reader.bits |= fetch_word(reader);
     unsigned symbol;
@@ -348,6 +356,7 @@ int tb_decompress(const PairsData& pairs, uint64_t index) {
         if (lit <= pairs.sym_len[symbol]) break;
         lit -= pairs.sym_len[symbol] + 1;
         skip_bits(reader, length);
+        if (reader.behind > MAX_BEHIND) return TB_DAMAGED;
     }
     // Each step goes to a shorter symbol, even if the file is overwritten meanwhile.
     while (int length = pairs.sym_len[symbol]) {
