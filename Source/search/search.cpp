@@ -40,11 +40,9 @@ static bool count_node(SearchThread& thread) {
 }
 
 // Resets what a node owns of its stack entry, and the killers of the plies below it.
-static void enter_node(SearchThread& thread, int ply, int depth, int alpha, int beta,
-                       int node_type) {
+static void enter_node(SearchThread& thread, int ply, int alpha, int beta, int node_type) {
     SearchStackEntry& entry = thread.stack[ply];
     entry.node_type = static_cast<int16_t>(node_type);
-    entry.depth = static_cast<int16_t>(depth);
     entry.alpha = static_cast<int16_t>(alpha);
     entry.beta = static_cast<int16_t>(beta);
     entry.static_eval = 0;
@@ -274,7 +272,7 @@ int search_node(Position& pos, int side, int ply, int depth, int alpha, int beta
 
     // 3. The node's own state. The bucket is on its way while check and draws are tested.
     if (depth >= 0) hash_prefetch(pos.key);
-    enter_node(thread, ply, depth, a, b, node_type);
+    enter_node(thread, ply, a, b, node_type);
     pv[ply] = pv[ply + 1] = NULL_MOVE;
     const int checker = thread.stack[ply - 1].gives_no_check ? NO_SQUARE : find_checker(pos, side);
     const int in_check = checker != NO_SQUARE;
