@@ -164,6 +164,13 @@ std::string fresh_directory() {
     return pattern;
 }
 
+void reset_signals() {
+    for (int number : {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGPIPE, SIGXFSZ}) signal(number, SIG_DFL);
+    sigset_t none;
+    sigemptyset(&none);
+    sigprocmask(SIG_SETMASK, &none, nullptr);
+}
+
 Program start_program(const std::vector<std::string>& arguments, const std::string& directory) {
     signal(SIGPIPE, SIG_IGN);
     std::string place = directory.empty() ? fresh_directory() : directory;
@@ -179,6 +186,7 @@ Program start_program(const std::vector<std::string>& arguments, const std::stri
     Program program;
     program.pid = fork();
     if (program.pid == 0) {
+        reset_signals();
         dup2(to_child[0], STDIN_FILENO);
         dup2(from_child[1], STDOUT_FILENO);
         if (chdir(place.c_str()) != 0) _exit(126);

@@ -57,6 +57,10 @@ struct Program {
     std::vector<std::string> lines; // all lines so far
 };
 
+// Signals as a child expects them, whatever this process has from its own parent or has changed: a
+// run under `nohup` or in the background of a shell ignores some.
+void reset_signals();
+
 // Starts the program with its arguments in a fresh working directory of its own, or in
 // `directory`.
 Program start_program(const std::vector<std::string>& arguments, const std::string& directory = "");

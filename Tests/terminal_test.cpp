@@ -16,14 +16,14 @@ namespace {
 
 // The program with a terminal as its standard input and output. The test holds the terminal's far
 // end open as well, to look at its settings when the program has gone.
-struct Terminal {
+struct Screen {
     Program program;
     int line = -1; // the program's end
     termios before = {};
 };
 
-Terminal open_terminal(const std::string& directory, std::vector<std::string> arguments) {
-    Terminal terminal;
+Screen open_terminal(const std::string& directory, std::vector<std::string> arguments) {
+    Screen terminal;
     int master = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
     EXPECT_GE(master, 0);
     EXPECT_EQ(grantpt(master), 0);
@@ -39,6 +39,7 @@ Terminal open_terminal(const std::string& directory, std::vector<std::string> ar
 
     terminal.program.pid = fork();
     if (terminal.program.pid == 0) {
+        reset_signals();
         setsid();
         int end = open(name, O_RDWR); // becomes the controlling terminal
         dup2(end, STDIN_FILENO);
@@ -52,15 +53,15 @@ Terminal open_terminal(const std::string& directory, std::vector<std::string> ar
     return terminal;
 }
 
-Terminal open_console(const std::string& directory = fresh_directory()) {
-    Terminal terminal = open_terminal(directory, {"-c", "-use_hce", "-hash", "1"});
+Screen open_console(const std::string& directory = fresh_directory()) {
+    Screen terminal = open_terminal(directory, {"-c", "-use_hce", "-hash", "1"});
     EXPECT_NE(wait_for(terminal.program, "info string et="), "");
     return terminal;
 }
 
 // Types a line and waits for an answer that begins with `prefix`. The terminal ends lines with a
 // carriage return.
-std::string type(Terminal& terminal, const std::string& line, const std::string& prefix) {
+std::string type(Screen& terminal, const std::string& line, const std::string& prefix) {
     send(terminal.program, line);
     std::string answer = wait_for(terminal.program, prefix);
     EXPECT_NE(answer, "") << "after " << line;
@@ -68,7 +69,7 @@ std::string type(Terminal& terminal, const std::string& line, const std::string&
 }
 
 // Waits for the end of the program; the terminal must be as it was found.
-int leave(Terminal& terminal) {
+int leave(Screen& terminal) {
     constexpr int RUNNING = -1000;
     int status = 0, result = RUNNING;
     for (int i = 0; i < 10000 && result == RUNNING; i++) {
@@ -93,11 +94,29 @@ int leave(Terminal& terminal) {
     return result;
 }
 
+// Tells whether the system has terminals to give: a bare container may have none.
+bool terminals_there() {
+    int master = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+    if (master < 0) return false;
+    const char* name = grantpt(master) == 0 && unlockpt(master) == 0 ? ptsname(master) : nullptr;
+    int line = name ? open(name, O_RDWR | O_NOCTTY | O_CLOEXEC) : -1;
+    if (line >= 0) close(line);
+    close(master);
+    return line >= 0;
+}
+
+class Terminal : public testing::Test {
+protected:
+    void SetUp() override {
+        if (!terminals_there()) GTEST_SKIP() << "this system has no terminal to give";
+    }
+};
+
 } // namespace
 
-TEST(Terminal, AGameIsPlayedTakenBackEditedSavedAndLoaded) {
+TEST_F(Terminal, AGameIsPlayedTakenBackEditedSavedAndLoaded) {
     std::string directory = fresh_directory();
-    Terminal terminal = open_console(directory);
+    Screen terminal = open_console(directory);
     type(terminal, "new", "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w");
     type(terminal, "set depth 4", "set depth");
     type(terminal, "e4", "1. move e4");
@@ -129,8 +148,8 @@ TEST(Terminal, AGameIsPlayedTakenBackEditedSavedAndLoaded) {
     EXPECT_EQ(leave(terminal), 0);
 }
 
-TEST(Terminal, ALineIsHeardWhileASearchRuns) {
-    Terminal terminal = open_console();
+TEST_F(Terminal, ALineIsHeardWhileASearchRuns) {
+    Screen terminal = open_console();
     type(terminal, "go", "00] 0");
     usleep(100000);
     type(terminal, ".", "move= ");
@@ -139,8 +158,8 @@ TEST(Terminal, ALineIsHeardWhileASearchRuns) {
     EXPECT_EQ(leave(terminal), 0);
 }
 
-TEST(Terminal, HalfALineIsNotHeard) {
-    Terminal terminal = open_console();
+TEST_F(Terminal, HalfALineIsNotHeard) {
+    Screen terminal = open_console();
     send_bytes(terminal.program, "b");
     usleep(50000);
     send_bytes(terminal.program, "x\x7f"); // the terminal's own line editing
@@ -149,22 +168,22 @@ TEST(Terminal, HalfALineIsNotHeard) {
     EXPECT_EQ(leave(terminal), 0);
 }
 
-TEST(Terminal, CtrlDEndsTheProgram) {
-    Terminal terminal = open_console();
+TEST_F(Terminal, CtrlDEndsTheProgram) {
+    Screen terminal = open_console();
     send_bytes(terminal.program, "\x04");
     EXPECT_EQ(leave(terminal), 0);
 }
 
-TEST(Terminal, CtrlDEndsTheEditModeToo) {
-    Terminal terminal = open_console();
+TEST_F(Terminal, CtrlDEndsTheEditModeToo) {
+    Screen terminal = open_console();
     type(terminal, "edit", "b  Pa7");
     send_bytes(terminal.program, "\x04");
     EXPECT_EQ(leave(terminal), 0);
 }
 
-TEST(Terminal, CtrlCEndsTheProgramAndLeavesTheTerminalAlone) {
+TEST_F(Terminal, CtrlCEndsTheProgramAndLeavesTheTerminalAlone) {
     for (const char* line : {"bd", "go", "edit"}) {
-        Terminal terminal = open_console();
+        Screen terminal = open_console();
         send(terminal.program, line);
         usleep(100000);
         send_bytes(terminal.program, "\x03");
@@ -172,8 +191,8 @@ TEST(Terminal, CtrlCEndsTheProgramAndLeavesTheTerminalAlone) {
     }
 }
 
-TEST(Terminal, ALostTerminalEndsTheProgram) {
-    Terminal terminal = open_console();
+TEST_F(Terminal, ALostTerminalEndsTheProgram) {
+    Screen terminal = open_console();
     signal(SIGPIPE, SIG_IGN);
     close(terminal.line);
     close(terminal.program.input);
