@@ -13,7 +13,7 @@ Bitboard pawn_front_span[2][64];
 int log2_table[256];
 uint64_t zobrist[PIECE_CODES * 64];
 
-alignas(64) SliderMasks slider_masks[64];
+SliderMasks slider_masks[64];
 
 bool has_hardware_popcount;
 
@@ -63,10 +63,13 @@ static void init_rays() {
         rook_rays[s] = ray_north[s] | ray_east[s] | ray_south[s] | ray_west[s];
         bishop_rays[s] =
             ray_north_west[s] | ray_north_east[s] | ray_south_west[s] | ray_south_east[s];
-        slider_masks[s] = {{{ray_south[s], ray_north[s]},
-                            {ray_west[s], ray_east[s]},
-                            {ray_south_west[s], ray_north_east[s]},
-                            {ray_south_east[s], ray_north_west[s]}}};
+        slider_masks[s] = {.file = ray_north[s] | ray_south[s],
+                           .diagonal = ray_north_east[s] | ray_south_west[s],
+                           .anti_diagonal = ray_north_west[s] | ray_south_east[s],
+                           .west = ray_west[s],
+                           .east = ray_east[s],
+                           .twice = bit(s) << 1,
+                           .mirrored_twice = bit(s ^ rank_flip[BLACK]) << 1};
     }
 }
 

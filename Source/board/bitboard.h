@@ -65,13 +65,14 @@ extern int log2_table[256];
 
 extern uint64_t zobrist[PIECE_CODES * 64]; // piece code * 64 + square; row 0: en passant, rights
 
-// One line through a square, split at the square.
-struct LineMasks {
-    Bitboard lower; // the part with the smaller square numbers
-    Bitboard upper; // the part with the greater ones
-};
-struct SliderMasks {
-    LineMasks line[4]; // file, rank, diagonal (a1-h8), anti-diagonal
+// What a slider's attacks are computed from, the square itself left out of all lines.
+struct alignas(64) SliderMasks {
+    Bitboard file;
+    Bitboard diagonal;       // a1-h8 and parallel
+    Bitboard anti_diagonal;  // h1-a8 and parallel
+    Bitboard west, east;     // the two parts of the rank
+    Bitboard twice;          // the square's bit, doubled; 0 for h8
+    Bitboard mirrored_twice; // the same of the square in the same file as Black sees it
 };
 static_assert(sizeof(SliderMasks) == 64, "one cache line a square");
 extern SliderMasks slider_masks[64];
@@ -120,24 +121,36 @@ inline int pop_lowest(Bitboard& set) {
     return square;
 }
 
-// Attacked squares on one line up to and including the first blocker either way. With m the
-// highest blocker below (or bit 0), upper - m borrows up to the lowest blocker above, so that
-// the exclusive-or marks everything from one blocker to the other.
-inline Bitboard line_attacks(const LineMasks& line, Bitboard occupied) {
-    Bitboard lower = line.lower & occupied;
-    Bitboard upper = line.upper & occupied;
-    Bitboard highest = 1ULL << bit_scan_reverse(lower);
-    return (line.lower | line.upper) & (upper ^ (upper - highest));
+// Attacked squares of a slider on its file or a diagonal of it, up to and including the first
+// blocker either way. Taking twice the slider's bit from the blockers borrows from the lowest one
+// above it, and so flips all squares up to that one. The same on the mirrored board, whose ranks
+// run the other way, flips them below.
+inline Bitboard line_attacks(Bitboard line, const SliderMasks& masks, Bitboard occupied) {
+    Bitboard blockers = line & occupied;
+    Bitboard above = blockers - masks.twice;
+    Bitboard below = __builtin_bswap64(__builtin_bswap64(blockers) - masks.mirrored_twice);
+    return line & (above ^ below);
+}
+
+// The same on its rank, which no exchange of bytes mirrors. With m the highest blocker to the west
+// (or bit 0), east - m borrows up to the lowest blocker to the east, so that the exclusive-or marks
+// everything from one blocker to the other.
+inline Bitboard rank_attacks(const SliderMasks& masks, Bitboard occupied) {
+    Bitboard west = masks.west & occupied;
+    Bitboard east = masks.east & occupied;
+    Bitboard highest = 1ULL << bit_scan_reverse(west);
+    return (masks.west | masks.east) & (east ^ (east - highest));
 }
 
 // Attacked squares of a slider, the first blocker of either colour on each ray included.
 inline Bitboard rook_attacks(int square, Bitboard occupied) {
     const SliderMasks& masks = slider_masks[square];
-    return line_attacks(masks.line[0], occupied) | line_attacks(masks.line[1], occupied);
+    return line_attacks(masks.file, masks, occupied) | rank_attacks(masks, occupied);
 }
 inline Bitboard bishop_attacks(int square, Bitboard occupied) {
     const SliderMasks& masks = slider_masks[square];
-    return line_attacks(masks.line[2], occupied) | line_attacks(masks.line[3], occupied);
+    return line_attacks(masks.diagonal, masks, occupied)
+         | line_attacks(masks.anti_diagonal, masks, occupied);
 }
 
 // All squares of a set moved one step; what leaves the board is dropped.
