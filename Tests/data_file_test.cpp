@@ -305,9 +305,11 @@ TEST_F(TrainingScorer, EvaluationChangesIt) {
     Scorer by_hand = {}, changed = {}, by_network = {};
     ASSERT_TRUE(describe_scorer(by_hand, 200, 8));
     eval_params[rook_openfile].value += 3;
+    build_eval_tables();
     eval_epoch.fetch_add(1);
     ASSERT_TRUE(describe_scorer(changed, 200, 8));
     eval_params[rook_openfile].value -= 3;
+    build_eval_tables();
     EXPECT_NE(changed.params, by_hand.params);
     EXPECT_NE(changed.engine, by_hand.engine);
 

@@ -370,6 +370,7 @@ TEST_F(EvalHash, TwoColoursOfAPositionAreNeighbours) {
 
 TEST_F(EvalHash, ScoresAreTheSameWithAndWithoutTheHashes) {
     BuildEvalParams();
+    build_eval_tables();
     Random random = {21};
     for (int n = 0; n < 600; n++) {
         std::string fen = n % 2 ? random_placement(random) : random_fen(random);

@@ -127,20 +127,19 @@ inline bool operator==(const Halves& a, const Halves& b) { return a.mg == b.mg &
 inline void PrintTo(const Halves& h, std::ostream* out) { *out << h.mg << ',' << h.eg; }
 inline Halves halves(int32_t packed) { return {packed_mg(packed), packed_eg(packed)}; }
 
-inline void set_row(int row, int mg, int eg) {
-    eval_params[row].value = pack_score(mg, eg);
-    eval_params[row].mg = static_cast<float>(mg);
-    eval_params[row].eg = static_cast<float>(eg);
+inline void set_rows(int first, int count, int mg, int eg) {
+    for (int row = first; row < first + count; row++) {
+        eval_params[row].value = pack_score(mg, eg);
+        eval_params[row].mg = static_cast<float>(mg);
+        eval_params[row].eg = static_cast<float>(eg);
+    }
+    build_eval_tables();
 }
-inline void zero_rows() {
-    for (int row = 0; row < PARAM_ROWS; row++) set_row(row, 0, 0);
-}
+inline void set_row(int row, int mg, int eg) { set_rows(row, 1, mg, eg); }
+inline void zero_rows() { set_rows(0, PARAM_ROWS, 0, 0); }
 inline void only_row(int row, int mg, int eg) {
     zero_rows();
     set_row(row, mg, eg);
-}
-inline void set_rows(int first, int count, int mg, int eg) {
-    for (int i = 0; i < count; i++) set_row(first + i, mg, eg);
 }
 
 // Evaluates a FEN text's position afresh, at ply 1; what the terms left behind stands in the

@@ -12,6 +12,15 @@
 
 std::atomic<uint32_t> eval_epoch;
 
+int32_t packed_rows[PARAM_ROWS];
+
+void build_eval_tables() {
+    for (int i = 0; i < PARAM_ROWS; i++) packed_rows[i] = eval_params[i].value;
+    build_pawn_tables();
+    build_piece_tables();
+    build_king_tables();
+}
+
 void refresh_eval_tables(SearchThread& thread) {
     EvalState& eval = thread.eval;
     // A search with noise and one without must not find each other's scores: the same game played
@@ -95,7 +104,6 @@ static void prepare_context(const Position& pos, EvalContext& context) {
     context.phase = material < FULL_MATERIAL ? static_cast<float>(1.0 - FOR_UNIT * material) : 0.0f;
     context.occupied = occupied(pos);
     context.hung_pieces = context.free_pawns = 0;
-    memset(context.attacks, 0, sizeof context.attacks);
     for (int side : {WHITE, BLACK}) {
         int king = pos.king_square[side];
         context.packed[side] = 0;
@@ -114,8 +122,9 @@ static void prepare_context(const Position& pos, EvalContext& context) {
 }
 
 // Keeps what was added since the last checkpoint as a group of the report.
+template <bool REPORT>
 static void checkpoint(EvalContext& context, EvalGroup group) {
-    if (!context.report) return;
+    if constexpr (!REPORT) return;
     for (int side : {WHITE, BLACK}) {
         context.group[group][side] = packed_sub(context.packed[side], context.group_start[side]);
         context.group_start[side] = context.packed[side];
@@ -123,27 +132,28 @@ static void checkpoint(EvalContext& context, EvalGroup group) {
 }
 
 // Runs all terms into the packed totals.
+template <bool REPORT>
 static void add_terms(SearchThread& thread, EvalContext& context) {
     const Position& pos = thread.position;
     count(thread.pawn_probes);
     if (PawnEval(pos, thread.eval)) count(thread.pawn_hits);
-    checkpoint(context, GROUP_PAWNS);
+    checkpoint<REPORT>(context, GROUP_PAWNS);
     eval_knights(pos, context);
-    checkpoint(context, GROUP_KNIGHTS);
+    checkpoint<REPORT>(context, GROUP_KNIGHTS);
     eval_bishops(pos, context);
-    checkpoint(context, GROUP_BISHOPS);
+    checkpoint<REPORT>(context, GROUP_BISHOPS);
     eval_rooks(pos, context);
-    checkpoint(context, GROUP_ROOKS);
+    checkpoint<REPORT>(context, GROUP_ROOKS);
     eval_queens(pos, context);
-    checkpoint(context, GROUP_QUEENS);
+    checkpoint<REPORT>(context, GROUP_QUEENS);
     for (int side : {WHITE, BLACK}) eval_king(pos, context, side);
-    checkpoint(context, GROUP_KING);
+    checkpoint<REPORT>(context, GROUP_KING);
     eval_passed_pawns(pos, context);
-    checkpoint(context, GROUP_PPAWNS);
+    checkpoint<REPORT>(context, GROUP_PPAWNS);
     eval_threats(pos, context);
-    checkpoint(context, GROUP_THREATS);
+    checkpoint<REPORT>(context, GROUP_THREATS);
     add_row(context, pos.side, stm_bonus);
-    checkpoint(context, GROUP_SPECIAL);
+    checkpoint<REPORT>(context, GROUP_SPECIAL);
 }
 
 int HceEval(SearchThread& thread, int side, int ply, int report) {
@@ -165,7 +175,7 @@ int HceEval(SearchThread& thread, int side, int ply, int report) {
     }
 
     prepare_context(pos, context);
-    add_terms(thread, context);
+    report ? add_terms<true>(thread, context) : add_terms<false>(thread, context);
     int white = blend(packed_sub(context.packed[WHITE], context.packed[BLACK]), context.phase);
     float scale = endgame_scale(pos, white);
     score = static_cast<int>(static_cast<float>(white) * scale);

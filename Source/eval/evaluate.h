@@ -41,6 +41,10 @@ int HceEval(SearchThread& thread, int side, int ply, int report);
 // hash and pawn hash before it searches. Written by the main thread.
 extern std::atomic<uint32_t> eval_epoch;
 
+// Brings what the hand-crafted evaluation reads of eval_params up to date with it. To be called
+// between searches by whoever changes eval_params.
+void build_eval_tables();
+
 // Flushes the thread's two tables if they were filled under other settings, and the eval hash if
 // the network's noise has been switched since.
 void refresh_eval_tables(SearchThread& thread);

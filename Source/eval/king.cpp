@@ -57,12 +57,10 @@ static int zone_danger(const EvalContext& context, int side, const CheckSquares&
          + context.king_attack_weight[side];
 }
 
-// Share of the danger rows for so many points: nearly quadratic, as attackers help each other, and
-// flat from 39 on, where it has reached 2.1.
-static float danger_share(int danger) {
-    constexpr int MAX_DANGER = 39;
+// Share of the danger rows for x points: nearly quadratic, as attackers help each other. It ends at
+// MAX_DANGER, where it has reached 2.1.
+static float danger_share(int x) {
     constexpr double FOR_SQUARE = 0.0018, DAMPING = 0.006;
-    int x = std::min(danger, MAX_DANGER);
     double damping = static_cast<float>(1.0 - DAMPING * x);
     return static_cast<float>(damping * FOR_SQUARE * (x * x));
 }
@@ -74,9 +72,28 @@ static float shield_share(int shield) {
     return static_cast<float>((shield - ZONE_SQUARES) * FOR_SQUARE);
 }
 
+static constexpr int FULL_SHIELD = 8; // squares of the zone; the ninth changes nothing
+static constexpr int MAX_DANGER = 39; // points
+
+static int32_t shield_rows[FULL_SHIELD + 1];   // by squares of the shield
+static int32_t danger_rows[2][MAX_DANGER + 1]; // by points, without and with an enemy queen
+static int32_t pawn_distance_rows[8];          // by king steps
+
+void build_king_tables() {
+    // Share of the row by king steps.
+    static constexpr float KingPawnDistance[8] = {0.0f, 0.2f, 0.4f, 0.6f, 0.8f, 1.0f, 1.0f, 1.0f};
+    for (int i = 0; i <= FULL_SHIELD; i++)
+        shield_rows[i] = scaled_row(pawn_shield, shield_share(i));
+    for (int i = 0; i <= MAX_DANGER; i++) {
+        danger_rows[0][i] = scaled_row(king_danger2, danger_share(i));
+        danger_rows[1][i] = scaled_row(king_danger1, danger_share(i));
+    }
+    for (int i = 0; i < 8; i++)
+        pawn_distance_rows[i] = scaled_row(king_pawn_dist, KingPawnDistance[i]);
+}
+
 // Pawns before the king, and attacks on it.
 static void eval_king_safety(const Position& pos, EvalContext& context, int side) {
-    constexpr int FULL_SHIELD = 8;            // squares of the zone; the ninth changes nothing
     constexpr int QUEEN_CHECK_PRESSURE = 800; // a safe queen's check from next to the king
     constexpr int NO_DANGER = 1;              // points that add nothing
 
@@ -86,7 +103,7 @@ static void eval_king_safety(const Position& pos, EvalContext& context, int side
     Bitboard sheltered = pawns | one | step_forward(side, one);
     int shield = pop_count(step_forward(side, context.king_zone[side]) & sheltered);
     context.king_attack_weight[side] -= std::min(shield, FULL_SHIELD);
-    if (shield <= FULL_SHIELD) add_row_scaled(context, side, pawn_shield, shield_share(shield));
+    if (shield <= FULL_SHIELD) add_packed(context, side, shield_rows[shield]);
 
     CheckSquares squares = find_check_squares(pos, context, side);
     int checks = count_checks(context, them, squares);
@@ -96,18 +113,16 @@ static void eval_king_safety(const Position& pos, EvalContext& context, int side
         & king_attacks[pos.king_square[side]])
         context.threat_pressure[side] += QUEEN_CHECK_PRESSURE;
     if (danger > NO_DANGER)
-        add_row_scaled(context, side, pos.pieces[them][QUEEN] ? king_danger1 : king_danger2,
-                       danger_share(danger));
+        add_packed(context, side,
+                   danger_rows[pos.pieces[them][QUEEN] != 0][std::min(danger, MAX_DANGER)]);
 }
 
 // King steps from the king's surroundings to the nearest way of a pawn.
-static int pawn_way_distance(const Position& pos, int king) {
+static int pawn_way_distance(const EvalContext& context, int king) {
     constexpr int MAX_DISTANCE = 7; // of any two squares
-    Bitboard ways =
-        fill_forward(WHITE, pos.pieces[WHITE][PAWN]) | fill_forward(BLACK, pos.pieces[BLACK][PAWN]);
     Bitboard box = king_attacks[king] | bit(king);
     int distance = 0;
-    while (!(ways & box) && distance < MAX_DISTANCE) {
+    while (!(context.pawn_ways & box) && distance < MAX_DISTANCE) {
         box = grow_king_step(box);
         distance++;
     }
@@ -115,8 +130,6 @@ static int pawn_way_distance(const Position& pos, int king) {
 }
 
 void eval_king(const Position& pos, EvalContext& context, int side) {
-    // Share of the row by king steps.
-    static constexpr float KingPawnDistance[8] = {0.0f, 0.2f, 0.4f, 0.6f, 0.8f, 1.0f, 1.0f, 1.0f};
     constexpr int FEW_ATTACKERS = 8; // phase units; so little attacks no king
 
     int king = pos.king_square[side], them = side ^ 1;
@@ -127,6 +140,5 @@ void eval_king(const Position& pos, EvalContext& context, int side) {
         king_attacks[king] & ~pos.pieces[side][ALL_PIECES] & ~context.attacks[them][ATTACKS_ALL];
     if (!exits) add_row(context, side, king_trapped);
     if (context.all_pawns)
-        add_row_scaled(context, side, king_pawn_dist,
-                       KingPawnDistance[pawn_way_distance(pos, king)]);
+        add_packed(context, side, pawn_distance_rows[pawn_way_distance(context, king)]);
 }

@@ -8,6 +8,25 @@ static constexpr uint64_t KING_HALF_KEY[2] = {29062247722ULL, 16682261684ULL};
 // Ranks as their own side counts them.
 constexpr int SECOND_RANK = 1, FOURTH_RANK = 3, SEVENTH_RANK = 6;
 
+// Rows of the kings' distances to a passed pawn, by its rank and king steps.
+static int32_t own_king_rows[8][8], enemy_king_rows[8][8];
+// Rows of candidates, by rank and steps of the enemy king to the square before promotion.
+static int32_t candidate_rows[8][8];
+
+void build_pawn_tables() {
+    // Shares by rank, and by steps.
+    static constexpr float PASSED_SCALE[8] = {0.0f, 0.16f, 0.18f, 0.36f, 0.57f, 0.78f, 1.0f, 1.0f};
+    static constexpr float CANDIDATE_SCALE[8] = {0.0f,  0.15f, 0.30f, 0.45f,
+                                                 0.60f, 0.75f, 0.90f, 1.0f};
+    for (int rank = SECOND_RANK; rank <= SEVENTH_RANK; rank++)
+        for (int steps = 0; steps < 8; steps++) {
+            own_king_rows[rank][steps] = scaled_row(ppawn_fkdist + steps, PASSED_SCALE[rank]);
+            enemy_king_rows[rank][steps] = scaled_row(ppawn_ekdist + steps, PASSED_SCALE[rank]);
+            candidate_rows[rank][steps] =
+                scaled_row(candidate_passer + rank - 1, CANDIDATE_SCALE[steps]);
+        }
+}
+
 // The squares left and right of the set's.
 static Bitboard neighbours(Bitboard set) { return step_east(set) | step_west(set); }
 
@@ -26,10 +45,11 @@ static void find_pawn_sets(const Position& pos, EvalContext& context) {
         context.double_attacks[side] |=
             (west & east) | (context.pawn_attacks[side] & context.attacks[side][ATTACKS_ALL]);
         context.attacks[side][ATTACKS_ALL] |= context.pawn_attacks[side];
-        context.attacks[side][PAWN] |= context.pawn_attacks[side];
+        context.attacks[side][PAWN] = context.pawn_attacks[side];
         front[side] = fill_forward(side, pawns[side]);
         reach[side] = neighbours(front[side]);
     }
+    context.pawn_ways = front[WHITE] | front[BLACK];
     context.all_pawns = pawns[WHITE] | pawns[BLACK];
     context.passed_pawns = context.halfopen_pawns = 0;
     for (int side : {WHITE, BLACK}) {
@@ -103,9 +123,7 @@ static bool path_is_free(const Position& pos, const EvalContext& context, int si
 }
 
 static void eval_passed_pawn(const Position& pos, EvalContext& context, int square) {
-    // By rank: share of the rows of the kings' distances, and the pressure of a free pawn on the
-    // defender, in evaluation units.
-    static constexpr float KING_SCALE[8] = {0.0f, 0.16f, 0.18f, 0.36f, 0.57f, 0.78f, 1.0f, 1.0f};
+    // By rank: the pressure of a free pawn on the defender, in evaluation units.
     static constexpr int PRESSURE[8] = {0, 0, 0, 150, 300, 600, 1200, 0};
 
     int side = colour_of(pos.board[square]), them = side ^ 1;
@@ -131,10 +149,8 @@ static void eval_passed_pawn(const Position& pos, EvalContext& context, int squa
 
     // The kings' way is measured to the square behind the next one, while there is one.
     int measured = rank < SEVENTH_RANK ? target + step : target;
-    add_row_scaled(context, side, ppawn_fkdist + chebyshev(pos.king_square[side], measured),
-                   KING_SCALE[rank]);
-    add_row_scaled(context, side, ppawn_ekdist + chebyshev(pos.king_square[them], measured),
-                   KING_SCALE[rank]);
+    add_packed(context, side, own_king_rows[rank][chebyshev(pos.king_square[side], measured)]);
+    add_packed(context, side, enemy_king_rows[rank][chebyshev(pos.king_square[them], measured)]);
     if (context.pawn_attacks[side] & bit(target))
         add_row(context, side, ppawn_connected + rank - 1);
     context.threat_pressure[them] += pressure;
@@ -143,8 +159,6 @@ static void eval_passed_pawn(const Position& pos, EvalContext& context, int squa
 // A half-open pawn that may become passed: nothing stands on its way, and its neighbours support it
 // as often as the way is attacked. The farther the enemy king, the more it counts.
 static void eval_candidate(const Position& pos, EvalContext& context, int square) {
-    // By steps of the enemy king to the square before promotion.
-    static constexpr float KING_SCALE[8] = {0.0f, 0.15f, 0.30f, 0.45f, 0.60f, 0.75f, 0.90f, 1.0f};
     int side = colour_of(pos.board[square]), them = side ^ 1;
     int rank = rank_of(square ^ rank_flip[side]);
     if (rank < FOURTH_RANK || rank > SEVENTH_RANK) return;
@@ -157,7 +171,7 @@ static void eval_candidate(const Position& pos, EvalContext& context, int square
     if (attackers > supporters) return;
     int before_promotion = file_of(square) + 8 * (side == WHITE ? SEVENTH_RANK : SECOND_RANK);
     int distance = chebyshev(pos.king_square[them], before_promotion);
-    add_row_scaled(context, side, candidate_passer + rank - 1, KING_SCALE[distance]);
+    add_packed(context, side, candidate_rows[rank][distance]);
 }
 
 void eval_passed_pawns(const Position& pos, EvalContext& context) {

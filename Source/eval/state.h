@@ -69,13 +69,14 @@ struct EvalContext {
     Bitboard non_king_attacks[2];   // and by queens
     Bitboard outposts[2];           // squares that no enemy pawn can ever attack
     Bitboard king_zone[2];          // always nine squares
-    Bitboard all_pawns;             // of both colours, as all pawns below
-    Bitboard passed_pawns;          // no enemy pawn ahead on the own and adjacent files
-    Bitboard halfopen_pawns;        // no enemy pawn ahead on the file, and not passed
-    Bitboard hung_pieces;           // attacked and badly or not at all defended, see threats.cpp
-    Bitboard free_pawns;            // passed ones that no enemy piece stops, see pawns.cpp
-    int flip[2];                    // square ^ flip: White's view, own king on files e-h
-    int same_half;                  // 1 when both kings stand on a-d or both on e-h
+    Bitboard pawn_ways;             // squares ahead of any pawn, of both colours as all below
+    Bitboard all_pawns;
+    Bitboard passed_pawns;   // no enemy pawn ahead on the own and adjacent files
+    Bitboard halfopen_pawns; // no enemy pawn ahead on the file, and not passed
+    Bitboard hung_pieces;    // attacked and badly or not at all defended, see threats.cpp
+    Bitboard free_pawns;     // passed ones that no enemy piece stops, see pawns.cpp
+    int flip[2];             // square ^ flip: White's view, own king on files e-h
+    int same_half;           // 1 when both kings stand on a-d or both on e-h
 
     int32_t group[EVAL_GROUPS][2]; // packed difference of each group, when `report` is set
     int32_t group_start[2];        // totals at the last checkpoint

@@ -39,19 +39,32 @@ inline int blend(int32_t packed, float phase) {
     return static_cast<int>(endgame + packed_mg(packed) * (1.0 - phase));
 }
 
-// Adds a row of eval_params to a colour's total, once or some times.
-inline void add_row(EvalContext& context, int side, int row) {
-    context.packed[side] = packed_add(context.packed[side], eval_params[row].value);
-}
-inline void add_row_times(EvalContext& context, int side, int row, int times) {
-    context.packed[side] =
-        packed_add(context.packed[side], packed_times(eval_params[row].value, times));
-}
-// Adds a row scaled by a float, each half truncated on its own.
-inline void add_row_scaled(EvalContext& context, int side, int row, float factor) {
+// The packed values of eval_params side by side, since a row of that table is most of a cache line.
+extern int32_t packed_rows[PARAM_ROWS];
+
+// Fill what each file keeps of the rows: some scaled by all shares that there are, some added up.
+// Part of build_eval_tables.
+void build_pawn_tables();
+void build_piece_tables();
+void build_king_tables();
+
+// A row scaled by a float, each half truncated on its own.
+inline int32_t scaled_row(int row, float factor) {
     int mg = static_cast<int>(factor * eval_params[row].mg);
     int eg = static_cast<int>(factor * eval_params[row].eg);
-    context.packed[side] = packed_add(context.packed[side], pack_score(mg, eg));
+    return pack_score(mg, eg);
+}
+
+// Adds a packed value to a colour's total.
+inline void add_packed(EvalContext& context, int side, int32_t value) {
+    context.packed[side] = packed_add(context.packed[side], value);
+}
+// Adds a row of eval_params, once or some times.
+inline void add_row(EvalContext& context, int side, int row) {
+    add_packed(context, side, packed_rows[row]);
+}
+inline void add_row_times(EvalContext& context, int side, int row, int times) {
+    add_packed(context, side, packed_times(packed_rows[row], times));
 }
 
 // Outposts and rammed pawns on the files of the edge don't count.

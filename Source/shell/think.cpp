@@ -25,6 +25,7 @@ void rebuild_evaluation() {
     BuildEvalParams();
     ReadParamsFile();
     ApplyPersonality();
+    build_eval_tables();
     set_exchange_values();
     active_personality.eval_dirty = 0;
     eval_epoch.fetch_add(1, std::memory_order_relaxed);
