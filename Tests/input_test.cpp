@@ -1,79 +1,109 @@
-// Lines from standard input, through the real program.
+// Lines from standard input.
 
-#include <chrono>
-#include <thread>
+#include <array>
 
-#include "shell_fixture.h"
+#include "loop_fixture.h"
 
 namespace {
 
-// Number of "readyok" that the program gives to these bytes before its input ends.
-int answers_to(const std::string& bytes) {
-    int status = -1;
-    Program program = run_with_input({}, bytes, &status, 60000);
-    EXPECT_EQ(status, 0);
-    return count_lines(program, "readyok");
-}
+class Input : public LoopTest {
+protected:
+    // Number of "readyok" that the engine gives to these bytes before its input ends.
+    static int answers_to(const std::string& bytes) {
+        auto hear_all = [] {
+            while (!input_ended()) PollInput();
+        };
+        return count_lines(with_input(bytes, hear_all), "readyok");
+    }
+};
+
+// A pipe whose one end is standard input.
+class InputPipe {
+public:
+    InputPipe() : ends(open_pipe()), input(ends[0]) { close(ends[0]); }
+    ~InputPipe() { close(ends[1]); }
+    InputPipe(const InputPipe&) = delete;
+    InputPipe& operator=(const InputPipe&) = delete;
+
+    // Sends bytes and returns the line that is finished by them, a "-" if none is.
+    std::string line_after(const std::string& bytes) const {
+        char line[INPUT_LINE_LENGTH];
+        EXPECT_EQ(write(ends[1], bytes.data(), bytes.size()), std::ssize(bytes));
+        return poll_line(line) ? line : "-";
+    }
+
+private:
+    static std::array<int, 2> open_pipe() {
+        std::array<int, 2> ends;
+        EXPECT_EQ(pipe2(ends.data(), O_CLOEXEC), 0);
+        return ends;
+    }
+    std::array<int, 2> ends;
+    StandardInput input;
+};
 
 } // namespace
 
-TEST(Input, LinesOfOneWriteAreAllHeard) {
+TEST_F(Input, LinesOfOneWriteAreAllHeard) {
     EXPECT_EQ(answers_to("isready\nisready\n"), 2);
     std::string many;
     for (int i = 0; i < 3000; i++) many += "isready\n";
     EXPECT_EQ(answers_to(many), 3000) << "more than fits into the buffers at once";
 }
 
-TEST(Input, ALineOverTwoWritesIsJoined) {
-    Program program = start_program({});
-    ASSERT_TRUE(is_ready(program));
-    send_bytes(program, "isr");
-    std::this_thread::sleep_for(std::chrono::milliseconds(60));
-    send_bytes(program, "eady");
-    std::this_thread::sleep_for(std::chrono::milliseconds(60));
-    EXPECT_EQ(count_lines(program, "readyok"), 1);
-    send_bytes(program, "\nisre");
-    EXPECT_NE(wait_for(program, "readyok", 60000), "");
-    send_bytes(program, "ady\n");
-    EXPECT_NE(wait_for(program, "readyok", 60000), "");
-    EXPECT_EQ(quit_program(program), 0);
-    EXPECT_EQ(count_lines(program, "readyok"), 3);
+TEST_F(Input, ALineOverTwoWritesIsJoined) {
+    InputPipe pipe;
+    EXPECT_EQ(pipe.line_after("isr"), "-");
+    EXPECT_EQ(pipe.line_after("eady"), "-");
+    EXPECT_EQ(pipe.line_after("\nisre"), "isready");
+    EXPECT_EQ(pipe.line_after("ady\n"), "isready");
+    EXPECT_EQ(pipe.line_after(""), "-");
 }
 
-TEST(Input, SingleBytesMakeALine) {
-    Program program = start_program({});
-    for (char c : std::string("isready\n")) {
-        send_bytes(program, std::string(1, c));
-        std::this_thread::sleep_for(std::chrono::milliseconds(3));
-    }
-    EXPECT_NE(wait_for(program, "readyok", 60000), "");
-    EXPECT_EQ(quit_program(program), 0);
+TEST_F(Input, SingleBytesMakeALine) {
+    InputPipe pipe;
+    for (char c : std::string("isready")) EXPECT_EQ(pipe.line_after(std::string(1, c)), "-");
+    EXPECT_EQ(pipe.line_after("\n"), "isready");
 }
 
-TEST(Input, TheLineMarkSplitsALine) {
+TEST_F(Input, CanBeGivenAwayAndTakenBack) {
+    InputPipe pipe;
+    EXPECT_EQ(pipe.line_after("one\ntwo\nthr"), "one");
+    EXPECT_FALSE(input_ended());
+    end_input();
+    EXPECT_EQ(pipe.line_after("ee\n"), "two") << "what was heard before counts";
+    EXPECT_EQ(pipe.line_after(""), "thr");
+    EXPECT_EQ(pipe.line_after(""), "-");
+    EXPECT_TRUE(input_ended());
+    reset_input();
+    EXPECT_FALSE(input_ended());
+    EXPECT_EQ(pipe.line_after(""), "ee");
+}
+
+TEST_F(Input, TheLineMarkSplitsALine) {
     EXPECT_EQ(answers_to("isready@isready\n"), 2);
     EXPECT_EQ(answers_to("@@isready@@@isready@\n"), 2);
     EXPECT_EQ(answers_to("xyzzy@isready\n"), 1);
 }
 
-TEST(Input, ANulEndsALine) {
+TEST_F(Input, ANulEndsALine) {
     EXPECT_EQ(answers_to(std::string("isready\0isready\0", 16)), 2);
     EXPECT_EQ(answers_to(std::string("\0\0\0isready\n\0", 12)), 1);
 }
 
-TEST(Input, ACarriageReturnEndsTheTextOfALine) {
+TEST_F(Input, ACarriageReturnEndsTheTextOfALine) {
     EXPECT_EQ(answers_to("isready\r\nisready\r\n"), 2);
     EXPECT_EQ(answers_to("isready\rjunk\n"), 1);
     EXPECT_EQ(answers_to("\risready\n"), 0);
     EXPECT_EQ(answers_to("\r\n\r\nisready\r\n"), 1);
 }
 
-TEST(Input, EmptyLinesAreDropped) {
+TEST_F(Input, EmptyLinesAreDropped) {
     EXPECT_EQ(answers_to("\n\n\n   \n\nisready\n\n"), 1);
     EXPECT_EQ(answers_to(std::string(20000, '\n') + "isready\n"), 1);
 }
 
-TEST(Input, ALineOfAHundredThousandCharactersIsCutAndTheNextIsHeard) {
+TEST_F(Input, ALineOfAHundredThousandCharactersIsCutAndTheNextIsHeard) {
     EXPECT_EQ(answers_to(std::string(100000, 'x') + "\nisready\n"), 1);
     EXPECT_EQ(answers_to(std::string(100000, ' ') + "isready\nisready\n"), 1)
         << "what lies behind the limit is dropped";
@@ -83,26 +113,26 @@ TEST(Input, ALineOfAHundredThousandCharactersIsCutAndTheNextIsHeard) {
         1);
 }
 
-TEST(Input, LinesAboutTheLimitAreHarmless) {
+TEST_F(Input, LinesAboutTheLimitAreHarmless) {
     for (size_t length : {4980, 4990, 4991, 4992, 4993, 4998, 4999, 5000, 5001, 9984, 9998})
         EXPECT_EQ(answers_to(std::string(length, 'x') + "\nisready\n"), 1) << length;
 }
 
-TEST(Input, ALastLineNeedsNoNewline) {
+TEST_F(Input, ALastLineNeedsNoNewline) {
     EXPECT_EQ(answers_to("isready"), 1);
     EXPECT_EQ(answers_to("isready\nisready"), 2);
     EXPECT_EQ(answers_to("xyzzy@isready"), 1);
     EXPECT_EQ(answers_to("isready\r"), 1);
 }
 
-TEST(Input, NoiseIsHarmless) {
+TEST_F(Input, NoiseIsHarmless) {
     Random random = {11};
     std::string noise;
     for (int i = 0; i < 50000; i++) noise += static_cast<char>(random_below(random, 256));
     EXPECT_GE(answers_to(noise + "\nisready\n"), 1);
 }
 
-TEST(Input, StopInTheSameWriteAsGoEndsTheSearch) {
+TEST(InputProgram, StopInTheSameWriteAsGoEndsTheSearch) {
     Program program = start_program({});
     send_bytes(program, "position startpos\ngo infinite\nstop\n");
     EXPECT_NE(wait_for(program, "bestmove ", 60000), "");
@@ -111,7 +141,7 @@ TEST(Input, StopInTheSameWriteAsGoEndsTheSearch) {
     EXPECT_EQ(count_lines(program, "bestmove"), 1);
 }
 
-TEST(Input, ConsoleModeKnowsNoProtocolUntilItHearsUci) {
+TEST(InputProgram, ConsoleModeKnowsNoProtocolUntilItHearsUci) {
     int status = -1;
     Program program = run_with_input({"-c"}, "isready\nuci \nuci\nisready\n", &status, 60000);
     EXPECT_EQ(status, 0);
@@ -122,7 +152,7 @@ TEST(Input, ConsoleModeKnowsNoProtocolUntilItHearsUci) {
     EXPECT_EQ(program.lines.back(), "readyok");
 }
 
-TEST(Input, ConsoleModeDropsEmptyLines) {
+TEST(InputProgram, ConsoleModeDropsEmptyLines) {
     int status = -1;
     Program program = run_with_input({"-c"}, "\n\r\n\n", &status, 60000);
     EXPECT_EQ(status, 0);

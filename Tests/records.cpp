@@ -10,6 +10,9 @@
 #include "search/ordering.h"
 #include "search/selectivity.h"
 #include "search/thread.h"
+#include "search/trace.h"
+#include "shell/input.h"
+#include "shell/options.h"
 #include "shell/think.h"
 #include "support.h"
 #include "syzygy/tbcore.h"
@@ -35,6 +38,9 @@ KeptRecords::~KeptRecords() {
     memcpy(static_cast<void*>(&shell), shell_bytes, sizeof shell);
     think_start = start;
     file_failed = false;
+    reset_input();
+    reset_trace();
+    forget_deferred_options();
     if (engine.hash_mb != megabytes) resize_hash(engine.hash_mb);
 
     testing::internal::CaptureStdout();

@@ -2,12 +2,14 @@
 
 #include "search_fixture.h"
 
+#include <filesystem>
 #include <fstream>
 
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include "base/lock.h"
+#include "loop_fixture.h"
 #include "search/trace.h"
 
 // The stack dump.
@@ -74,9 +76,18 @@ TEST_F(StackDump, NamesTheNullMove) {
               std::string::npos);
 }
 
-// The trace, from the program itself: it writes to its working directory and ends.
+// The trace, in the working directory.
 
 namespace {
+
+class Trace : public LoopTest {
+protected:
+    void SetUp() override {
+        LoopTest::SetUp();
+        set_relaxed(shell.uci_mode, 0);
+        set_relaxed(shell.use_nn, 1);
+    }
+};
 
 std::string file_text(const std::string& path) {
     std::ifstream file(path);
@@ -86,21 +97,20 @@ std::string file_text(const std::string& path) {
 }
 
 std::string trace_of(const std::string& setting) {
-    std::string directory = fresh_directory();
-    Program program = start_program({"-c"}, directory);
-    send(program, "fen 7k/8/8/8/8/8/8/K7 w - -");
-    send(program, setting);
-    send(program, "set depth 2");
-    send(program, "mv");
-    EXPECT_NE(wait_for(program, "move= "), "");
-    send(program, "quit");
-    EXPECT_EQ(wait_exit(program), 0);
-    return file_text(directory + "/trace.txt");
+    hash_clear();
+    engine.hash_age = 0;
+    std::vector<std::string> lines =
+        LoopTest::play_on("fen 7k/8/8/8/8/8/8/K7 w - -\n" + setting + "\nset depth 2\nmv\n");
+    EXPECT_EQ(count_lines(lines, "move= "), 1) << joined(lines);
+    reset_trace();
+    std::string text = file_text("trace.txt");
+    std::filesystem::remove("trace.txt");
+    return text;
 }
 
 } // namespace
 
-TEST(Trace, MovesAreWrittenAsATreeByIteration) {
+TEST_F(Trace, MovesAreWrittenAsATreeByIteration) {
     // Behind the searches stands the move of the game.
     EXPECT_EQ(trace_of("trace 1"), "\n\nSEARCH DEPTH= 1\n"
                                    "( 1)a1b1 \n"
@@ -124,12 +134,13 @@ TEST(Trace, MovesAreWrittenAsATreeByIteration) {
                                    "( 0)a1b1 ");
 }
 
-TEST(Trace, NothingIsWrittenWithoutALevel) { EXPECT_EQ(trace_of("trace 0"), ""); }
+TEST_F(Trace, NothingIsWrittenWithoutALevel) { EXPECT_EQ(trace_of("trace 0"), ""); }
 
-TEST(Trace, IsThatOfThreadZeroAmongOthers) {
+TEST_F(Trace, IsThatOfThreadZeroAmongOthers) {
     std::string alone = trace_of("trace 1");
-    for (const char* threads : {"option Threads 2", "option Threads 4"}) {
-        std::string text = trace_of(std::string("trace 1\n") + threads);
+    for (int threads : {2, 4}) {
+        engine.num_threads = static_cast<uint8_t>(threads);
+        std::string text = trace_of("trace 1");
         size_t headings = 0;
         for (size_t at = 0; (at = text.find("SEARCH", at)) != std::string::npos; at++) headings++;
         EXPECT_EQ(headings, 2u) << text;
@@ -137,7 +148,7 @@ TEST(Trace, IsThatOfThreadZeroAmongOthers) {
     }
 }
 
-TEST(Trace, HearsNothingOfTheGameWhileASearchRuns) {
+TEST(TraceProgram, HearsNothingOfTheGameWhileASearchRuns) {
     std::string directory = fresh_directory();
     Program program = start_program({"-c"}, directory);
     send(program, "trace 1");
@@ -160,7 +171,7 @@ TEST(Trace, HearsNothingOfTheGameWhileASearchRuns) {
     EXPECT_NE(text.find("d2d4"), std::string::npos);
 }
 
-TEST(Trace, ThatCanNotBeOpenedEndsTheProgramInPeace) {
+TEST(TraceProgram, ThatCanNotBeOpenedEndsTheProgramInPeace) {
     std::string directory = fresh_directory();
     ASSERT_EQ(mkdir((directory + "/trace.txt").c_str(), 0700), 0);
     Program program = start_program({"-c"}, directory);

@@ -7,7 +7,6 @@
 #pragma once
 
 #include <atomic>
-#include <cstddef>
 #include <cstdio>
 
 // What a name leads to, symbolic links followed.

@@ -18,6 +18,14 @@ void open_trace() {
     if (!trace_file) exit(0);
 }
 
+void reset_trace() {
+    set_trace(0);
+    if (trace_file) fclose(trace_file);
+    trace_file = nullptr;
+    main_thread->trace_depth = 0;
+    main_thread->trace_ply = 0;
+}
+
 void set_trace(int plies) {
     shell.trace_level = static_cast<uint8_t>(std::clamp(plies, 0, 255));
     trace_move = shell.trace_level ? search_trace : nullptr;

@@ -11,6 +11,9 @@
 // off. Main thread, while no search runs.
 void set_trace(int plies);
 
+// Switches the trace off and closes the file; the next one begins anew. While no search runs.
+void reset_trace();
+
 // Opens trace.txt if the trace is on and the file is not open yet; a file that can't be opened
 // ends the program with 0. Main thread, before a search starts.
 void open_trace();
