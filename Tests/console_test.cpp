@@ -1,9 +1,10 @@
 // The console language, one line at a time: what each command prints and changes. Commands that
-// read standard input or files are tried through the program itself.
+// read standard input or files are heard by the main loop.
 
 #include "shell/console.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <fstream>
 
 #include <sys/stat.h>
@@ -11,6 +12,7 @@
 #include <gtest/gtest.h>
 
 #include "board/movetext.h"
+#include "loop_fixture.h"
 #include "search/limits.h"
 #include "search/thread.h"
 #include "shell/think.h"
@@ -51,18 +53,20 @@ protected:
     }
 };
 
-// A conversation with the program in a directory of its own.
+// A conversation in a directory of its own.
 struct Talk {
     Lines lines;
     std::string directory;
 };
 
 Talk talk(const std::string& input, const std::string& directory = fresh_directory()) {
-    Program program = start_program({"-c", "-use_hce", "-hash", "1"}, directory);
-    send_bytes(program, "new\n" + input + "quit\n");
-    EXPECT_EQ(wait_exit(program, 60000), 0);
-    return {program.lines, directory};
+    std::filesystem::current_path(directory);
+    set_relaxed(shell.uci_mode, 0);
+    return {LoopTest::play_on("new\n" + input), directory};
 }
+
+class ConsoleFiles : public LoopTest {};
+class ConsoleEdit : public LoopTest {};
 
 // The last printed line that looks like a FEN text, without its counters.
 std::string last_fen(const Lines& lines) {
@@ -432,7 +436,7 @@ TEST_F(Console, ALineHasTenWordsOfBoundedLength) {
 
 TEST_F(Console, BookPrintsAnEmptyLineForEachBook) { EXPECT_EQ(console("book"), (Lines{"", ""})); }
 
-TEST(ConsoleFiles, GetFindsAPositionById) {
+TEST_F(ConsoleFiles, GetFindsAPositionById) {
     std::string directory = fresh_directory();
     write_file(directory + "/test.epd", "; 4k3/8/8/8/8/8/8/4K2R w K - id \"2\";\n"
                                         " 4k3/8/8/8/8/8/8/4K2R w K - id \"2\";\n"
@@ -444,7 +448,7 @@ TEST(ConsoleFiles, GetFindsAPositionById) {
     EXPECT_EQ(last_fen(lines), "4k3/8/8/8/8/8/8/R3K3 w Q -");
 }
 
-TEST(ConsoleFiles, GetWithoutAHitKeepsThePosition) {
+TEST_F(ConsoleFiles, GetWithoutAHitKeepsThePosition) {
     std::string directory = fresh_directory();
     write_file(directory + "/test.epd", "4k3/8/8/8/8/8/8/4K2R w K - id \"2\";\n");
     Lines lines = talk("get 3\n", directory).lines;
@@ -454,7 +458,7 @@ TEST(ConsoleFiles, GetWithoutAHitKeepsThePosition) {
     EXPECT_EQ(last_fen(talk("get 2\n").lines), START_FEN);
 }
 
-TEST(ConsoleFiles, LoadReadsTheFirstGame) {
+TEST_F(ConsoleFiles, LoadReadsTheFirstGame) {
     EXPECT_EQ(loaded("[Event \"A\"]\n[Result \"*\"]\n\n1. e4 e5 2. Nf3 Nc6 1-0\n\n"
                      "[Event \"B\"]\n\n1. d4 *\n"),
               after_moves("e2e4 e7e5 g1f3 b8c6"));
@@ -464,12 +468,12 @@ TEST(ConsoleFiles, LoadReadsTheFirstGame) {
         << "lines of other systems";
 }
 
-TEST(ConsoleFiles, LoadSaysWhatItDoes) {
+TEST_F(ConsoleFiles, LoadSaysWhatItDoes) {
     EXPECT_TRUE(has_line(talk("load nothing.pgn Mine\n").lines, "loading nothing.pgn, tag Mine"));
     EXPECT_TRUE(has_line(talk("load nothing.pgn\n").lines, "loading nothing.pgn, tag "));
 }
 
-TEST(ConsoleFiles, LoadWithATagBeginsAtItsLine) {
+TEST_F(ConsoleFiles, LoadWithATagBeginsAtItsLine) {
     const std::string games = "[Event \"A\"]\n\n1. e4 e5 *\n\n"
                               "[Event \"B\"]\n[FEN \"4k3/8/8/8/8/8/8/4K2R w K -\"]\n"
                               "[White \"Mine\"]\n\n1. d4 d5 *\n\n"
@@ -486,7 +490,7 @@ TEST(ConsoleFiles, LoadWithATagBeginsAtItsLine) {
     EXPECT_EQ(loaded(games, "Nobody"), START_FEN);
 }
 
-TEST(ConsoleFiles, CommentsMaySpanLinesAndNest) {
+TEST_F(ConsoleFiles, CommentsMaySpanLinesAndNest) {
     EXPECT_EQ(loaded("[Event \"A\"]\n\n1. e4 {a {nested} Nf6 one} e5 2. Nf3 *\n"),
               after_moves("e2e4 e7e5 g1f3"));
     EXPECT_EQ(loaded("[Event \"A\"]\n\n1. e4 e5 {over\n[not a tag] Nf6\nlines} 2. Nf3 Nc6 *\n"),
@@ -495,7 +499,7 @@ TEST(ConsoleFiles, CommentsMaySpanLinesAndNest) {
     EXPECT_EQ(loaded("[Event \"A\"]\n\n1. e4 e5 {never closed\n2. Nf3\n"), START_FEN);
 }
 
-TEST(ConsoleFiles, AWordThatIsNoMoveEndsTheGame) {
+TEST_F(ConsoleFiles, AWordThatIsNoMoveEndsTheGame) {
     std::string directory = fresh_directory();
     write_file(directory + "/a.pgn", "[Event \"A\"]\n\n1. e4 e5 2. Qxf7# Nc6\n3. d4\n");
     Lines lines = talk("load a.pgn\n]\n", directory).lines;
@@ -503,7 +507,7 @@ TEST(ConsoleFiles, AWordThatIsNoMoveEndsTheGame) {
     EXPECT_EQ(last_fen(lines), after_moves("e2e4 e7e5"));
 }
 
-TEST(ConsoleFiles, DirectoriesAndDevicesAreNoFiles) {
+TEST_F(ConsoleFiles, DirectoriesAndDevicesAreNoFiles) {
     for (const char* name : {".", "/", "/dev/zero", "/dev/tty"}) {
         Lines lines = talk(std::string("load ") + name + "\nbd\n").lines;
         EXPECT_EQ(last_fen(lines), START_FEN) << name;
@@ -513,7 +517,7 @@ TEST(ConsoleFiles, DirectoriesAndDevicesAreNoFiles) {
     EXPECT_EQ(last_fen(talk("e4\nsave\n", directory).lines), after_moves("e2e4"));
 }
 
-TEST(ConsoleFiles, SaveWritesElevenMovesToALineAndLoadReadsThemBack) {
+TEST_F(ConsoleFiles, SaveWritesElevenMovesToALineAndLoadReadsThemBack) {
     const std::string moves = "e4 e5 Nf3 Nc6 Bb5 a6 Ba4 Nf6 O-O Be7 Re1 b5 Bb3 d6 ";
     std::string input;
     for (char c : moves) input += c == ' ' ? '\n' : c;
@@ -526,7 +530,7 @@ TEST(ConsoleFiles, SaveWritesElevenMovesToALineAndLoadReadsThemBack) {
     EXPECT_EQ(count_lines(read_lines(first.directory + "/tmp.pgn"), "[Event "), 3) << "appended";
 }
 
-TEST(ConsoleFiles, LoadSetsTheClocks) {
+TEST_F(ConsoleFiles, LoadSetsTheClocks) {
     Program program = start_program({"-c", "-use_hce", "-hash", "1"});
     send_bytes(program, "set level 0 100 0\nset depth 2\nmv\n");
     EXPECT_NE(wait_for(program, "Ply= 0, cnt50= 0, Clock= 100.00s"), "");
@@ -538,7 +542,7 @@ TEST(ConsoleFiles, LoadSetsTheClocks) {
     EXPECT_EQ(quit_program(program), 0);
 }
 
-TEST(ConsoleEdit, ExplainsItself) {
+TEST_F(ConsoleEdit, ExplainsItself) {
     Lines lines = talk("edit\n.\n").lines;
     for (size_t i = 0; i + 5 < lines.size(); i++) {
         if (lines[i + 2] != ".                    end edit") continue;
@@ -552,14 +556,14 @@ TEST(ConsoleEdit, ExplainsItself) {
     FAIL() << joined(lines);
 }
 
-TEST(ConsoleEdit, SetsABoardUp) {
+TEST_F(ConsoleEdit, SetsABoardUp) {
     EXPECT_EQ(last_fen(talk("edit\n#\nw Ke1 Rh1 Ra1 pe4\nb ke8 ra8 Qd8\n.\n").lines),
               "r2qk3/8/8/8/4P3/8/8/R3K2R b KQq -");
     EXPECT_EQ(last_fen(talk("edit\n#\nb Ke8\nwhite Ke1\n.\n").lines), "4k3/8/8/8/8/8/8/4K3 w - -")
         << "the last colour is to move";
 }
 
-TEST(ConsoleEdit, ChangesTheBoardAsItStands) {
+TEST_F(ConsoleEdit, ChangesTheBoardAsItStands) {
     EXPECT_EQ(last_fen(talk("edit\nw Qe4 xd2\n.\n").lines),
               "rnbqkbnr/pppppppp/8/8/4Q3/8/PPP1PPPP/RNBQKBNR w KQkq -")
         << "a letter that is no piece empties the square";
@@ -569,24 +573,24 @@ TEST(ConsoleEdit, ChangesTheBoardAsItStands) {
               "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR b KQkq -");
 }
 
-TEST(ConsoleEdit, ASquareOffTheBoardEndsItsLine) {
+TEST_F(ConsoleEdit, ASquareOffTheBoardEndsItsLine) {
     EXPECT_EQ(last_fen(talk("edit\n#\nw Ke1 Pa9 Pa2\nb Ke8 P Pa7\nz Pa3\n\n.\n").lines),
               "4k3/8/8/8/8/8/8/4K3 b - -");
 }
 
-TEST(ConsoleEdit, TheGameBeginsAnew) {
+TEST_F(ConsoleEdit, TheGameBeginsAnew) {
     Lines lines = talk("e4\ne5\nKe2\nedit\n#\nw Ke1 Rh1\nb Ke8\nw\n.\nundo\n]\nO-O\nbd\n").lines;
     EXPECT_EQ(last_fen(lines), "4k3/8/8/8/8/8/8/5RK1 b - -")
         << "nothing to take back, and the king counts as not moved";
     EXPECT_TRUE(has_line(lines, "1. move O-O"));
 }
 
-TEST(ConsoleEdit, TheEngineGoesOnFromTheEditedBoard) {
+TEST_F(ConsoleEdit, TheEngineGoesOnFromTheEditedBoard) {
     Lines lines = talk("edit\n#\nw Kf6 Ra1\nb Kh8\nw\n.\nset depth 5\nmv\n").lines;
     EXPECT_EQ(count_lines(lines, "move= "), 1) << joined(lines);
 }
 
-TEST(ConsoleEdit, TheEndOfTheInputEndsIt) {
+TEST_F(ConsoleEdit, TheEndOfTheInputEndsIt) {
     int status = -1;
     Program program =
         run_with_input({"-c", "-use_hce", "-hash", "1"}, "edit\n#\nw Ke1\nb Ke8", &status);
