@@ -480,6 +480,24 @@ TEST(JobFiles, TheSecondOutputIsLookedAtToo) {
     EXPECT_FALSE(std::filesystem::exists(directory + "/tmpX.epd"));
 }
 
+TEST(JobFiles, AReadErrorIsNoEndOfTheFile) {
+    const std::string unreadable = "/proc/self/mem"; // opens like any file
+    if (!std::filesystem::exists(unreadable)) GTEST_SKIP() << "no such file here";
+    const std::string directory = job_directory();
+    for (const std::string& job : JOBS) {
+        std::ofstream(directory + "/" + output_of(job)) << "old";
+        JobRun run = run_job(directory, reading(job, unreadable) + " -hash 1");
+        EXPECT_EQ(run.status, 1) << job;
+        EXPECT_EQ(run.errors, "Can't read '/proc/self/mem': Input/output error\n") << job;
+        EXPECT_EQ(text_of(directory + "/" + output_of(job)), "old") << job;
+    }
+    std::ofstream(directory + "/tmp_book.bin") << "old";
+    JobRun run = run_job(directory, "-hash 1 -mkbook " + unreadable);
+    EXPECT_EQ(run.status, 1);
+    EXPECT_EQ(run.lines.back(), "done");
+    EXPECT_EQ(text_of(directory + "/tmp_book.bin"), "old");
+}
+
 TEST(JobFiles, PipesAndStandardStreamsAreFiles) {
     const std::string directory = job_directory();
     for (const std::string& job : JOBS) {
