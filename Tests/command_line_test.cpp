@@ -408,7 +408,7 @@ TEST(RunModes, BareScanRunsTheGameLoop) {
 
 TEST(RunModes, ANumberedScanDoesNotReadCommands) {
     RunOutput result = run({"-scan_pgn3", "no-such-file.pgn"}, "isready\n");
-    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.status, 1);
     EXPECT_FALSE(has_line(result.lines, "readyok"));
 }
 
