@@ -208,6 +208,10 @@ TEST_F(Threads, EmptyListsAreTerminators) {
         EXPECT_EQ(thread->stack[ply].current_move, &thread->move_store[ply]);
         EXPECT_EQ(thread->stack[ply].node_type, NODE_PV);
     }
+    for (const SearchStackEntry& entry : thread->stack) {
+        EXPECT_GE(entry.current_move, thread->move_store);
+        EXPECT_LT(entry.current_move, thread->move_store + MOVE_STORE_SIZE);
+    }
     free_search_thread(thread);
 }
 

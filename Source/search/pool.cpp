@@ -70,6 +70,9 @@ void reset_search_stack(SearchThread& thread) {
         thread.stack[ply].current_move = &thread.move_store[ply];
         thread.stack[ply].node_type = NODE_PV;
     }
+    // A picker counts from the entry of the node before, also where there was none.
+    for (int ply = 2; ply < PLY_SLOTS; ply++)
+        thread.stack[ply].current_move = &thread.move_store[1];
 }
 
 // A record as good as a new one, or null when memory ran out.

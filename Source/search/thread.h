@@ -141,5 +141,6 @@ extern std::atomic<SearchThread*> search_threads[MAX_THREADS];
 SearchThread* allocate_search_thread();
 void free_search_thread(SearchThread* thread);
 
-// Sets the empty lists of plies 0 and 1, their pointers and node types, and `ply` to 1.
+// Sets the empty lists of plies 0 and 1, their pointers and node types, and `ply` to 1. The
+// `current_move` of all plies below then points to the empty list of ply 1.
 void reset_search_stack(SearchThread& thread);
