@@ -226,6 +226,14 @@ TEST_F(MoveForms, MarkNoMateAndNoCheckByTheCastlingRook) {
               "e1g1 o-o O-O e1h1");
 }
 
+TEST_F(MoveForms, MarkACheckFromWhereTheCastlingRookStoodIfTheKingGoesThere) {
+    EXPECT_EQ(
+        forms_of("8/ppp2ppp/8/8/8/5PPP/PPP1P1P1/3k1KR1 w G -", flagged("f1g1", FLAG_KING_SIDE)),
+        "f1g1+ o-o+ O-O+ f1g1+");
+    EXPECT_EQ(forms_of("8/8/8/8/8/6k1/8/4K1R1 w K -", flagged("e1g1", FLAG_KING_SIDE)),
+              "e1g1+ o-o+ O-O+ e1g1+");
+}
+
 TEST_F(MoveForms, LeaveThePositionAsItIs) {
     Position& pos = set_up("3r1k2/4P3/8/8/8/8/8/K7 w - -");
     Position old = pos;

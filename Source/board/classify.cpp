@@ -28,7 +28,9 @@ bool gives_check(const Position& pos, int side, Move move, int mover_type) {
     default: // a king next to the other one
         if (king_attacks[to] & bit(king)) return true;
     }
-    return attacked_through(pos, king, side, occ, ~(bit(from) | bit(to)));
+    // Own pieces that stay. In Chess960 the castling rook stands where its king goes and counts as
+    // if it stayed there.
+    return attacked_through(pos, king, side, occ, ~bit(from));
 }
 
 int classify_move(const Position& pos, int side, const MoveEntry& entry) {
