@@ -136,6 +136,14 @@ TEST(TuningData, LeavesAfterAnEvenLineKeepTheirSide) {
               Lines{AFTER_LADDER + " ce -300; sc -9997; gr 0.0;"});
 }
 
+TEST(TuningData, LinesWithCastlingInPlaceAreWalked) {
+    // Only the rook's way to f1 mates: the king stays, or goes to the rook's square.
+    const std::string boxed_king = "4rkr1/4p1p1/8/8/8/8/8/";
+    const std::string after = boxed_king + "5RK1 b - -";
+    EXPECT_EQ(written(1, boxed_king + "6KR w K -"), Lines{after + " -9998;"});
+    EXPECT_EQ(written(1, boxed_king + "5KR1 w G -"), Lines{after + " -9998;"});
+}
+
 TEST(TuningData, DropsWhatDisagrees) {
     for (int mode : {1, 2}) {
         EXPECT_TRUE(written(mode, MATE + " ce -500; gr 1.0;").empty()) << mode;

@@ -132,7 +132,7 @@ static int corrected_score() {
 static void go_to_leaf(Position& pos, TuningLine& line) {
     set_position(pos, line.epd.position); // commands may have changed it
     int made = 0;
-    while (made + 1 < PLY_SLOTS && stored_move_valid(pos, engine.pv[made + 1])) {
+    while (made + 1 < PLY_SLOTS && is_playable(pos, engine.pv[made + 1])) {
         make_game_move(pos, engine.pv[made + 1]);
         made++;
     }
