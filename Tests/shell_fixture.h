@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdio>
+#include <ctime>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -100,6 +101,15 @@ inline std::string word_after(const std::string& line, const std::string& name) 
 inline double number_after(const std::string& line, const std::string& name) {
     std::string word = word_after(line, name);
     return word.empty() ? -1.0 : atof(word.c_str());
+}
+
+// Seconds of processor time that the program has used.
+inline double processor_seconds(const Program& program) {
+    clockid_t clock = {};
+    timespec time = {};
+    EXPECT_EQ(clock_getcpuclockid(program.pid, &clock), 0);
+    EXPECT_EQ(clock_gettime(clock, &time), 0);
+    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
 }
 
 // Asks for `quit` and returns the exit status.

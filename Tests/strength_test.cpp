@@ -6,6 +6,7 @@
 
 #include <cmath>
 
+#include "search/limits.h"
 #include "search/selectivity.h"
 #include "shell/calibration.h"
 
@@ -162,6 +163,44 @@ TEST(StrengthInPlay, TheListingShowsTheCalibratedFigure) {
     EXPECT_NEAR(number_after(line, "max"), elo, 1.01);
     EXPECT_EQ(word_after(line, "default"), word_after(line, "max"));
     EXPECT_EQ(word_after(line, "min"), "1500");
+}
+
+TEST_F(Strength, CalibrationSearchesWhateverTheDepthLimit) {
+    for (int depth : {0, -1, 200, 5}) {
+        set_limits({.depth = depth});
+        const int limit = engine.max_depth;
+        printed_by([] { calibrate(); });
+        EXPECT_GT(engine.calibration_nps, 1000.0f) << depth;
+        EXPECT_EQ(engine.max_depth, limit) << "and leaves it as it was";
+    }
+    hash_clear();
+}
+
+TEST_F(Strength, TheListedMaximumIsNeverBelowTheMinimum) {
+    calibrated(1);
+    EXPECT_TRUE(
+        has_line(uci("uci"), "option name UCI_Elo type spin default 1500 min 1500 max 1500"));
+}
+
+TEST(StrengthInPlay, TheListingIsAValidRangeAtAnyDepthLimit) {
+    for (const char* depth : {"0", "-1", "200"}) {
+        Program program = run_with_input({"-d", depth}, "uci\n");
+        std::string line;
+        for (const std::string& text : program.lines)
+            if (text.compare(0, 19, "option name UCI_Elo") == 0) line = text;
+        EXPECT_GE(number_after(line, "max"), 1500.0) << line;
+        EXPECT_EQ(word_after(line, "default"), word_after(line, "max"));
+    }
+}
+
+TEST(StrengthInPlay, ALimitedEngineSleeps) {
+    Program program = start_program({"-nps", "200"});
+    ASSERT_TRUE(is_ready(program));
+    const double before = processor_seconds(program);
+    send(program, "go movetime 600");
+    ASSERT_NE(wait_for(program, "bestmove ", 60000), "");
+    EXPECT_LT(processor_seconds(program) - before, 0.3);
+    EXPECT_EQ(quit_program(program), 0);
 }
 
 TEST(StrengthInPlay, ALimitedEngineSearchesFewNodes) {

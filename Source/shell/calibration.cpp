@@ -17,16 +17,18 @@ void calibrate() {
     const Personality limits = active_personality;
     const float noise = shell.noise, target_nps = engine.target_nps;
     const uint8_t threads = engine.num_threads;
+    const int depth = engine.max_depth;
 
     set_position(main_thread->position, calibration_position);
     set_limits({.nodes = CALIBRATION_NODES});
+    if (depth < 1) set_limits({.depth = UNLIMITED_DEPTH}); // without a search there is no speed
     engine.num_threads = 1;
     active_personality.UCI_LimitStrength = 0;
     shell.noise = NOISE_CALIBRATION;
 
     search_here();
 
-    set_limits({.nodes = UNLIMITED_NODES});
+    set_limits({.depth = depth, .nodes = UNLIMITED_NODES});
     double nodes = static_cast<double>(relaxed(search_threads[0].load()->nodes));
     double elapsed = relaxed(engine.elapsed);
     double nps = nodes / (elapsed + 0.001) * SPEED_FACTOR;

@@ -173,7 +173,7 @@ static void print_spin(const Option& option) {
     if (option.listing == OptionListing::FROM_ONE) min = 1;
     if (option.listing == OptionListing::OWN_ELO) {
         // The listed default is the machine's own strength until another was asked for.
-        max = static_cast<int>(engine.calibration_elo);
+        max = std::max(min, static_cast<int>(engine.calibration_elo));
         if (option_number(option, p) == 0) store_option_number(option, p, max);
     }
     PrintFormat("option name %s type spin default %d min %d max %d", option.name,
