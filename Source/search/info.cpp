@@ -16,9 +16,11 @@ constexpr int MATE_PRINTED = 9900; // from here on a score is told as moves to m
 // Values of EngineState::root_wdl.
 constexpr int TB_ROOT_LOST = 0, TB_ROOT_DRAWN = 2, TB_ROOT_WON = 4;
 
-void sample_hash_fill_for(int depth) {
-    constexpr int SHALLOW = 6; // plies; up to it the table has hardly begun to fill
-    engine.hash_fill = depth > SHALLOW ? sample_hash_fill(MIN_SAMPLED_ENTRIES) : 0.0f;
+// Samples hash_fill for a line of analysis. Under report_lock, unless no search runs.
+static void sample_fill_of_line() {
+    constexpr int SHALLOW = 6; // iteration; up to it the table has hardly begun to fill
+    const bool deep = relaxed(engine.iteration_depth) > SHALLOW;
+    engine.hash_fill = deep ? sample_hash_fill(MIN_SAMPLED_ENTRIES) : 0.0f;
 }
 
 static bool search_over() { return relaxed(engine.game_state) & STATE_OVER; }
@@ -97,7 +99,7 @@ void report_line(int thread_number, int line, int depth, int score, const Move* 
     if (shell.noise == NOISE_QUIET || depth == 0 || pv[1] == NULL_MOVE) return;
     lock(report_lock);
     sum_thread_counters();
-    sample_hash_fill_for(depth);
+    sample_fill_of_line();
     print_search_line(thread_number, line, depth, score, pv);
 }
 

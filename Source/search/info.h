@@ -18,7 +18,3 @@ void print_search_line(int thread_number, int line, int depth, int score, const 
 // For long thinks under UCI: the state before the first root move of an attempt, and the root move
 // before each (`number` from 1). Nothing before 3.5 seconds or `noise` have passed. Thread 0.
 void report_root_move(Move move, int number);
-
-// Samples hash_fill for a report of an iteration to `depth` plies. The caller holds report_lock,
-// or no search runs.
-void sample_hash_fill_for(int depth);
