@@ -233,6 +233,49 @@ TEST_F(Driver, SoftNodeLimitLetsTheIterationFinish) {
     EXPECT_LT(search_nodes(MIDDLEGAME_FEN, depth - 1), SOFT_NODES) << "and not one more";
 }
 
+TEST_F(Driver, StoppedBeforeItsFirstMoveItAnswersWithTheMostPromising) {
+    // Rook takes rook; the pawn's capture is generated before it.
+    root_of("4k3/P4p1r/6p1/3n4/2P1P3/2p5/r3b3/4K1QR w - -");
+    engine.pv[2] = find_move(game(), "c4d5"); // of the think before
+    set_relaxed(engine.stop, 1);
+    search_root(0);
+    EXPECT_EQ(engine.pv[1], find_move(game(), "h1h7"));
+    EXPECT_EQ(engine.pv[2], NULL_MOVE);
+    EXPECT_EQ(relaxed(engine.result_depth), 0);
+}
+
+// Boards that no game can bring.
+
+namespace {
+
+// More than eleven million nodes in the first iteration.
+constexpr char QUEENS_FEN[] = "7k/qqqqqqqq/qqqqqqq1/8/8/QQQQQQQ1/QQQQQQQQ/7K w - -";
+
+} // namespace
+
+TEST_F(Driver, NodeLimitCountsFromTheStartOnBoardsOfManyQueens) {
+    uint64_t nodes = search_nodes(QUEENS_FEN, 0, 2000);
+    EXPECT_GT(nodes, 2000u);
+    EXPECT_LE(nodes, 2066u);
+    EXPECT_NE(engine.pv[1], NULL_MOVE);
+    EXPECT_EQ(relaxed(engine.iteration_depth), 1);
+}
+
+TEST_F(Driver, CrowdedBoardsAreNoted) {
+    search_nodes(START_FEN, 3);
+    EXPECT_EQ(relaxed(engine.crowded), 0);
+    search_nodes("QQQQQQQQ/Q7/8/8/8/8/p7/k6K w - -", 2); // nine queens
+    EXPECT_EQ(relaxed(engine.crowded), 0);
+    search_nodes("QQQQQQQQ/QQ6/8/8/8/8/p7/k6K w - -", 2);
+    EXPECT_EQ(relaxed(engine.crowded), 1);
+    search_nodes("R6R/3Q4/1Q4Q1/4Q3/2Q4Q/Q4Q2/pp1Q4/kBNN1KB1 w - -", 1); // 218 moves
+    EXPECT_EQ(relaxed(engine.crowded), 0);
+    search_nodes("R4R1R/1K1Q4/1Q4Q1/4Q3/2Q4Q/Q4Q2/pp1Q4/kBR3R1 w - -", 1); // 219
+    EXPECT_EQ(relaxed(engine.crowded), 1);
+    search_nodes(START_FEN, 1);
+    EXPECT_EQ(relaxed(engine.crowded), 0) << "of this think";
+}
+
 TEST_F(Driver, StoppedSearchKeepsWhatWasPublished) {
     search_nodes(MIDDLEGAME_FEN, 0, 5000);
     const int depth = relaxed(engine.result_depth);

@@ -219,6 +219,12 @@ TEST_F(Clock, FirstIterationIsAlwaysFinished) {
     EXPECT_TRUE(stops_at(900.0));
 }
 
+TEST_F(Clock, FirstIterationOfACrowdedBoardHearsTheClock) {
+    set_relaxed(engine.iteration_depth, 1);
+    set_relaxed(engine.crowded, 1);
+    EXPECT_TRUE(stops_at(900.0));
+}
+
 TEST_F(Clock, EveryThinkGetsFifteenMilliseconds) {
     engine.clock[WHITE] = 0.0f;
     engine.target_time = 0.002f;

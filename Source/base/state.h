@@ -54,7 +54,8 @@ struct EngineState {
     std::atomic<uint8_t> game_state;
 
     // Limits, set by set_limits and lasting until it sets them again.
-    uint64_t max_nodes;        // of each thread, from the second iteration on; 0: no limit
+    uint64_t max_nodes;        // of each thread, from the second iteration on, or from the first
+                               // on a crowded board; 0: no limit
     uint64_t soft_nodes;       // nodes of a thread from which it begins no iteration; 0: no limit
     int8_t max_depth;          // plies, at most MAX_DEPTH; below 1 no iteration begins
     uint8_t moves_per_control; // SUDDEN_DEATH, FIXED_TIME, or the moves of a period
@@ -89,6 +90,9 @@ struct EngineState {
     std::atomic<int8_t> best_move_depth;             // think: 0; depth of the last change of the
                                                      // best move
     std::atomic<uint8_t> single_move;                // think: 0; 1 if one root move is legal
+    std::atomic<uint8_t> crowded;                    // think: 0; 1 once a node was no board that a
+                                                     // game can bring: its first iteration hears
+                                                     // limits; any search thread
     std::atomic<int32_t> root_wdl;                   // think: -1, none; table result 0 lost,
                                                      // 2 drawn, 4 won
 

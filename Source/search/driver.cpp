@@ -90,6 +90,7 @@ static void search_quiet_root(SearchThread& thread) {
 static void prepare_search_for_all(SearchThread& thread) {
     build_search_tables();
     set_relaxed(engine.best_score, thread.root_eval);
+    note_crowd(thread.position);
     search_quiet_root(thread);
     set_relaxed(engine.root_wdl, -1);
 }
@@ -431,6 +432,14 @@ static void finish_iteration(SearchThread& thread, int depth) {
         engine.iteration_finished = static_cast<int8_t>(depth);
 }
 
+// Stopped before the first root move was done: the answer is the one that promised most.
+static void answer_unsearched(const SearchThread& thread) {
+    MoveEntry* list = thread.stack[1].move_list;
+    select_root_move(list);
+    engine.pv[1] = list->move;
+    engine.pv[2] = NULL_MOVE;
+}
+
 void search_root(int thread_number) {
     SearchThread* record = search_threads[thread_number].load(std::memory_order_relaxed);
     if (!record) return;
@@ -455,7 +464,6 @@ void search_root(int thread_number) {
         if (engine.soft_nodes && relaxed(thread.nodes) >= engine.soft_nodes) break;
     }
     if (!master) return;
-    // Stopped before the first root move was done: any legal move is better than none.
-    if (engine.pv[1] == NULL_MOVE) engine.pv[1] = thread.stack[1].move_list->move;
+    if (engine.pv[1] == NULL_MOVE) answer_unsearched(thread);
     set_relaxed(engine.stop, 1);
 }

@@ -28,14 +28,31 @@ static void throttle(const SearchThread& thread) {
     }
 }
 
+// Never inlined: a node would carry the list on its stack.
+[[gnu::noinline]] void note_crowd(const Position& pos) {
+    constexpr int MOST_QUEENS = 9, MOST_MOVES = 218; // of one side
+    MoveEntry list[LONGEST_LIST];
+    if (std::max(pop_count(pos.pieces[WHITE][QUEEN]), pop_count(pos.pieces[BLACK][QUEEN]))
+            > MOST_QUEENS
+        || gen_list(pos, list) - list > MOST_MOVES)
+        set_relaxed(engine.crowded, 1);
+}
+
+// Looks at some nodes of the first iterations. Returns whether the think has met a crowd.
+static bool is_crowded(const SearchThread& thread) {
+    constexpr uint64_t LOOK_MASK = 15; // nodes: a look may take as long as a node
+    if ((relaxed(thread.nodes) & LOOK_MASK) == 0) note_crowd(thread.position);
+    return relaxed(engine.crowded);
+}
+
 // Counts the node, holds the speed and looks at the limits. Returns true if the search is over.
-// A result is certain after two iterations; before, no node limit ends it.
+// A result is certain after two iterations; before, no node limit ends it but on a crowded board.
 static bool count_node(SearchThread& thread) {
     constexpr int CERTAIN = 2;
     count(thread.nodes);
     if (engine.nps_throttle) throttle(thread);
-    if (relaxed(thread.nodes) > thread.node_limit && relaxed(thread.completed_depth) >= CERTAIN)
-        set_relaxed(engine.stop, 1);
+    const bool limited = relaxed(thread.completed_depth) >= CERTAIN || is_crowded(thread);
+    if (limited && relaxed(thread.nodes) > thread.node_limit) set_relaxed(engine.stop, 1);
     return stopped();
 }
 

@@ -30,6 +30,10 @@ int search_moves(Position& pos, int side, int ply, int depth, int alpha, int bet
 int quiesce(Position& pos, int side, int ply, int depth, int alpha, int beta, int node_type,
             Move* pv);
 
+// Sets EngineState::crowded on a board that no game can bring, of more than nine queens a side or
+// more than 218 moves: its first iteration could take hours.
+void note_crowd(const Position& pos);
+
 // Tells whether a move loses material: the mover is worth more than what stands on the target
 // square, the move is not en passant, and the exchange gives less than -70.
 bool loses_exchange(const Position& pos, int side, const MoveEntry& entry);

@@ -75,13 +75,13 @@ static bool time_is_up(const SearchThread& master, float elapsed) {
 
 void check_time() {
     constexpr float MIN_TIME = 0.015f; // seconds that every think gets
-    constexpr int FIRST_STOP = 2;      // iteration; the first is always finished
+    constexpr int FIRST_STOP = 2;      // iteration; the first is finished, but on crowded boards
 
     update_elapsed();
     float elapsed = relaxed(engine.elapsed);
-    if (relaxed(engine.stop) || relaxed(engine.game_state) != STATE_THINKING
-        || relaxed(engine.iteration_depth) < FIRST_STOP || elapsed < MIN_TIME)
+    if (relaxed(engine.stop) || relaxed(engine.game_state) != STATE_THINKING || elapsed < MIN_TIME)
         return;
+    if (relaxed(engine.iteration_depth) < FIRST_STOP && !relaxed(engine.crowded)) return;
 
     lock(record_lock);
     const SearchThread* master = search_threads[0].load(std::memory_order_acquire);

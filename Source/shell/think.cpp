@@ -55,6 +55,7 @@ static void reset_think(const Position& pos) {
     set_relaxed(engine.result_depth, 0);
     set_relaxed(engine.best_move_depth, 0);
     set_relaxed(engine.single_move, 0);
+    set_relaxed(engine.crowded, 0);
     set_relaxed(engine.root_wdl, -1);
     engine.iteration_finished = 0;
     for (int depth = 0; depth < PLY_SLOTS; depth++) {
