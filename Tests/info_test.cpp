@@ -101,11 +101,12 @@ TEST_F(Report, HashFillIsSampledAboveDepthSix) {
     }
     set_relaxed(engine.iteration_depth, 6);
     EXPECT_NE(reported(6, 34).find(" hashfull 0 "), std::string::npos);
+    set_relaxed(engine.iteration_depth, 7);
     EXPECT_NE(reported(7, 34).find(" hashfull 250 "), std::string::npos);
-}
-
     EXPECT_NE(reported(6, 34).find(" hashfull 250 "), std::string::npos)
         << "a result of the iteration before, in the seventh";
+}
+
 TEST_F(Report, NothingIsSaidTooEarlyOrWithoutAResult) {
     EXPECT_EQ(reported(0, 34), "") << "depth 0";
     shell.noise = 2.0f;
@@ -154,6 +155,18 @@ TEST_F(Report, PublishedResultIsPrintedFromDepthTwoOn) {
     engine.multipv = 1;
     shell.noise = NOISE_QUIET;
     EXPECT_EQ(published(4), "");
+}
+
+TEST_F(Report, MovesAreToldFromTheRootWhateverTheGameHasBecome) {
+    root_of("4k3/8/8/8/8/8/8/4K2R w K -");
+    set_relaxed(shell.chess960, 1);
+    pv[1] = static_cast<Move>(make_plain_move(E1, G1) | FLAG_KING_SIDE);
+    pv[2] = NULL_MOVE;
+    set_up("4k3/8/8/8/8/8/8/4K3 w - -");
+    for (int state : {STATE_THINKING + 0, STATE_THINKING | STATE_OVER}) {
+        set_relaxed(engine.game_state, state);
+        EXPECT_NE(reported(12, 34).find(" pv e1h1\n"), std::string::npos);
+    }
 }
 
 TEST_F(Report, ConsoleLineWhileTheSearchRuns) {

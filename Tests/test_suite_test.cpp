@@ -177,3 +177,11 @@ TEST(TestSuite, ANetworkNamedInASearchIsLoadedBehindIt) {
     EXPECT_EQ(count_lines(run.lines, "info string using embedded network"), 2)
         << "at the start, and when the search has ended: " << joined(run.lines);
 }
+TEST(TestSuite, APositionFromInputDoesNotChangeAVerdict) {
+    // Castling is the only legal move, the king stays where it is.
+    SuiteRun run = run_suite("4k3/8/8/8/4n3/7p/3n3P/6KR w K - bm O-O; c0 \"O-O=3\";\n", {},
+                             "position startpos\nstop\n");
+    EXPECT_TRUE(has_line(run.lines, "1 / 1 correct best moves")) << joined(run.lines);
+    EXPECT_TRUE(has_line(run.lines, "score= 3 / 3"));
+}
+

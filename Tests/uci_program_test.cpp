@@ -324,6 +324,30 @@ TEST_F(UciProgram, APositionDuringASearchDoesNotDisturbIt) {
     EXPECT_EQ(quit_program(program), 0);
 }
 
+TEST_F(UciProgram, APositionDuringASearchLeavesItsCastlingTexts) {
+    // The only legal move is castling: all that the king could step to is attacked.
+    Program program = start_program({});
+    send(program, "setoption name UCI_Chess960 value true");
+    send(program, "position fen 4k3/8/8/8/4n3/7p/3n3P/6KR w K -");
+    send(program, "go ponder");
+    ASSERT_NE(wait_for(program, "info depth 6 ", 60000), "");
+    send(program, "position fen 8/8/4k3/8/8/4K3/8/8 b - -");
+    EXPECT_TRUE(is_ready(program));
+    EXPECT_EQ(word_after(ask(program, "stop"), "bestmove"), "g1h1");
+    EXPECT_EQ(quit_program(program), 0);
+    EXPECT_EQ(word_after(last_info(program), "pv"), "g1h1");
+}
+
+TEST_F(UciProgram, BoardsOfManyQueensKeepToTheirLimits) {
+    Program program = start_program({"-use_hce"});
+    send(program, "position fen 7k/qqqqqqqq/qqqqqqq1/8/8/QQQQQQQ1/QQQQQQQQ/7K w - -");
+    const Clock::time_point start = Clock::now();
+    EXPECT_NE(word_after(ask(program, "go movetime 50"), "bestmove"), "null");
+    EXPECT_NE(word_after(ask(program, "go nodes 3000"), "bestmove"), "null");
+    EXPECT_LT(std::chrono::duration<double>(Clock::now() - start).count(), 2.0);
+    EXPECT_EQ(quit_program(program), 0);
+}
+
 TEST_F(UciProgram, IsReadyIsAnsweredDuringASearch) {
     Program program = start_program({});
     send(program, "go infinite");

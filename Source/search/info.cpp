@@ -35,15 +35,12 @@ static int agree_with_tables(int score) {
 
 // Writes up to `count` moves of a line, `in_row` of them to a row.
 static void write_line(char* text, const Move* pv, int count, int in_row) {
-    // While the search runs, the game's own position may already be another one.
-    const SearchThread* master = search_over() ? nullptr : search_threads[0].load();
-    const Position& root = master ? master->position : main_thread->position;
     int side = engine.root_side;
     char* out = text;
     *out = 0;
     for (int i = 1; i <= count && pv[i] != NULL_MOVE; i++) {
         char move[MOVE_TEXT_LENGTH];
-        move_to_text(root, side, pv[i], move);
+        move_to_text(root_position, side, pv[i], move);
         const char* gap = "";
         if (i > 1) gap = (i - 1) % in_row == 0 ? "\n                              " : " ";
         out += snprintf(out, LINE_TEXT - static_cast<size_t>(out - text), "%s%s", gap, move);

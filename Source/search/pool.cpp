@@ -17,6 +17,7 @@
 
 SearchThread* main_thread;
 std::atomic<SearchThread*> search_threads[MAX_THREADS];
+Position root_position;
 SpinLock record_lock;
 
 // Records that helpers have left, by number: memory for the next search, and no more than that. A

@@ -133,6 +133,11 @@ inline void count(std::atomic<uint64_t>& counter) {
 // The game's record: allocated once at start-up, changed only by the main thread.
 extern SearchThread* main_thread;
 
+// The root of the last think, copied from the game by prepare_search: what a think prints is read
+// against it, whatever the game has become meanwhile. Its `owner` is the game's line. Written by
+// the main thread between searches.
+extern Position root_position;
+
 // Records of the search threads by number; null for a thread without one. Written by the thread
 // itself at its start and, under record_lock, by the master thread at the end of a search.
 extern std::atomic<SearchThread*> search_threads[MAX_THREADS];

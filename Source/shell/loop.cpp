@@ -95,13 +95,12 @@ static void print_console_summary(const char* best) {
 
 // Prints the result of the search that is over, ends the think and lets console play go on.
 static void answer() {
-    const Position& pos = main_thread->position;
     const int side = engine.root_side;
     report_line(0, 1, relaxed(engine.result_depth), relaxed(engine.best_score), engine.pv);
 
     char best[MOVE_TEXT_LENGTH], ponder[MOVE_TEXT_LENGTH];
-    move_to_text(pos, side, engine.pv[1], best);
-    move_to_text(pos, side ^ 1, engine.pv[2], ponder);
+    move_to_text(root_position, side, engine.pv[1], best);
+    move_to_text(root_position, side ^ 1, engine.pv[2], ponder);
     if (relaxed(shell.uci_mode)) print_best_move(best, ponder);
     else print_console_summary(best);
     end_think();

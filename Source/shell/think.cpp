@@ -89,6 +89,7 @@ void prepare_search() {
     main_thread->line.ply = 1;
     think_start = monotonic_seconds();
     engine.root_side = pos.side;
+    root_position = pos;
 
     apply_strength_limit();
     reset_think(pos);

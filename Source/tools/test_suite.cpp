@@ -41,7 +41,7 @@ static bool is_found_move(const char* text) {
     char copy[EPD_LINE_LENGTH + 1];
     Move move;
     copy_text(copy, text, EPD_LINE_LENGTH);
-    return parse_move(main_thread->position, copy, &move) && move == engine.pv[1];
+    return parse_move(root_position, copy, &move) && move == engine.pv[1];
 }
 
 static void count_best_move(const EpdLine& epd, Totals& totals) {
@@ -55,7 +55,7 @@ static void count_best_move(const EpdLine& epd, Totals& totals) {
     } else if (epd.am[0]) {
         Move move;
         copy_text(text, epd.am, EPD_LINE_LENGTH);
-        totals.best_moves += parse_move(main_thread->position, text, &move) && move != engine.pv[1];
+        totals.best_moves += parse_move(root_position, text, &move) && move != engine.pv[1];
     }
 }
 
@@ -82,7 +82,7 @@ static void count_points(const EpdLine& epd, Totals& totals) {
 static void show_result() {
     report_line(0, 1, relaxed(engine.result_depth), relaxed(engine.best_score), engine.pv);
     char best[MOVE_TEXT_LENGTH];
-    move_to_text(main_thread->position, engine.root_side, engine.pv[1], best);
+    move_to_text(root_position, engine.root_side, engine.pv[1], best);
     double elapsed = relaxed(engine.elapsed);
     double nodes = static_cast<double>(engine.search_totals[TOTAL_NODES]);
     PrintFormat("move= %s, time= %0.3f, score= %d, nodes= %0.0f, %0.0fK nps\n", best, elapsed,
