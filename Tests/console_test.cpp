@@ -222,6 +222,26 @@ TEST_F(Console, MvAndSelfAskForAThink) {
     EXPECT_EQ(main_thread->line.undo_index, 3) << "without a move both wishes are over";
 }
 
+TEST_F(Console, PlayOfItsOwnEndsWithUci) {
+    for (const char* command : {"mv", "self"}) {
+        set_relaxed(shell.uci_mode, 0);
+        console(command);
+        set_relaxed(engine.game_state, STATE_IDLE);
+        uci("uci");
+        engine.pv[1] = find_move(game(), "e2e4");
+        EXPECT_EQ(printed_by(console_after_think), Lines{}) << command;
+        EXPECT_EQ(main_thread->line.undo_index, 0);
+        EXPECT_EQ(relaxed(engine.game_state), STATE_IDLE);
+    }
+}
+
+TEST(ConsolePlay, HearsQuitBetweenShortThinks) {
+    Program program = start_program({"-c", "-use_hce", "-hash", "1"});
+    send_bytes(program, "new\nset depth 1\nself\nquit\n");
+    EXPECT_EQ(wait_exit(program, 60000), 0);
+    EXPECT_LE(count_lines(program, "move= "), 2);
+}
+
 TEST_F(Console, WhileASearchRunsOnlyTwoWordsAreHeard) {
     set_relaxed(engine.game_state, STATE_THINKING);
     for (const char* line : {"new", "bd", "e4", "undo", "set depth 3", "hello", "edit"})

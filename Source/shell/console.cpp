@@ -372,12 +372,14 @@ void handle_console(char* line) {
     run_command(command, words, line);
 }
 
+void end_console_play() { play_own_move = play_self = false; }
+
 void console_after_think() {
     if (!play_own_move && !play_self) return;
     Position& pos = game_position();
     engine.clock[pos.side] += engine.time_increment - relaxed(engine.elapsed);
     if (engine.pv[1] == NULL_MOVE) {
-        play_own_move = play_self = false;
+        end_console_play();
         return;
     }
     play_move(pos, engine.pv[1]);

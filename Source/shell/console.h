@@ -12,3 +12,6 @@ void handle_console(char* line);
 // What follows a think in console play: the engine's move on the board, and with `self` the next
 // think. Does nothing unless `mv` or `self` asked for it.
 void console_after_think();
+
+// Ends play of the engine's own: a think that runs is its last. Nothing else is left to reset.
+void end_console_play();

@@ -50,8 +50,9 @@ static void hear_and_wait() {
     constexpr int THINK_MS = 2, IDLE_MS = 1000;
 
     const uint8_t before = relaxed(engine.game_state);
-    const bool deaf =
-        before != STATE_IDLE && (relaxed(engine.elapsed) <= INPUT_DELAY || relaxed(engine.stop));
+    // A request that still stands is the next think of a game that the engine plays by itself.
+    const bool deaf = before > STATE_PONDER_REQUEST
+                   && (relaxed(engine.elapsed) <= INPUT_DELAY || relaxed(engine.stop));
     if (!deaf) {
         PollInput();
         if (input_ended()) finish_at_end_of_input();

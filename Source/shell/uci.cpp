@@ -14,6 +14,7 @@
 #include "search/pool.h"
 #include "search/selectivity.h"
 #include "search/thread.h"
+#include "shell/console.h"
 #include "shell/options.h"
 #include "shell/think.h"
 
@@ -38,6 +39,7 @@ static char* advance(char* text, size_t count) { return text + strnlen(text, cou
 
 static void identify() {
     set_relaxed(shell.uci_mode, 1);
+    end_console_play();
     PrintFormat("id name %s", PROGRAM_NAME);
     PrintFormat("id author %s", PROGRAM_AUTHOR);
     print_options();
