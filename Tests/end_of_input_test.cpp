@@ -221,6 +221,49 @@ TEST(ClosedOutput, BothEndsClosedEndTheProgram) {
     EXPECT_EQ(wait_exit(program, 60000), 0);
 }
 
+TEST(ClosedOutput, BothEndsClosedEndABoundedSearchToo) {
+    for (const char* go : {"go movetime 60000", "go depth 60", "go wtime 9000000 btime 9000000"}) {
+        Program program = start_program({});
+        send(program, go);
+        ASSERT_NE(wait_for(program, "info depth 3 ", 60000), "");
+        close_output(program);
+        close_input(program);
+        EXPECT_EQ(wait_exit(program, 20000), 0) << go;
+    }
+}
+
+TEST(ClosedOutput, BothEndsClosedEndPlayOfItsOwn) {
+    Program program = start_program({"-c", "-t", "0.1"});
+    send(program, "new");
+    send(program, "self");
+    ASSERT_NE(wait_for(program, "move= ", 60000), "");
+    close_output(program);
+    close_input(program);
+    const Clock::time_point start = Clock::now();
+    EXPECT_EQ(wait_exit(program, 60000), 0);
+    EXPECT_LT(seconds_since(start), 2.0) << "a whole game takes longer";
+}
+
+TEST(ClosedOutput, BothEndsClosedEndABatchRunWithoutALimit) {
+    const std::string directory = fresh_directory();
+    std::ofstream(directory + "/suite.epd") << START_FEN << " bm e4;\n" << START_FEN << " bm e4;\n";
+    Program program = start_program({"-anepd", "suite.epd"}, directory);
+    ASSERT_NE(wait_for(program, "Analyzing", 60000), "");
+    close_output(program);
+    close_input(program);
+    EXPECT_EQ(wait_exit(program, 20000), 0);
+}
+
+TEST(ClosedOutput, AFullDiskIsAClosedEnd) {
+    const std::string command = std::string("'") + MIRD_BINARY + "' > /dev/full";
+    const Clock::time_point start = Clock::now();
+    FILE* pipe = popen(command.c_str(), "w");
+    ASSERT_NE(pipe, nullptr);
+    fputs("go movetime 60000\n", pipe);
+    EXPECT_EQ(pclose(pipe), 0);
+    EXPECT_LT(seconds_since(start), 20.0);
+}
+
 TEST(ClosedOutput, ABatchRunGoesOnToItsEnd) {
     Program program = start_program({"-bench", "-d", "5", "-use_hce"});
     close_output(program);

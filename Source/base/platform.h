@@ -40,6 +40,9 @@ bool is_terminal(FILE* stream);
 // Writes the working directory, at most `size` - 1 characters; an empty text on failure.
 void working_directory(char* out, size_t size);
 
+// Tells whether standard output is closed, or a pipe or terminal with nobody at its other end.
+bool output_closed();
+
 // A closed output pipe must not end the process.
 void ignore_broken_pipes();
 

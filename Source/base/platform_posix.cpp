@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <ctime>
 
+#include <poll.h>
 #include <pthread.h>
 #include <sched.h>
 #include <sys/mman.h>
@@ -64,6 +65,11 @@ bool is_terminal(FILE* stream) { return isatty(fileno(stream)) != 0; }
 
 void working_directory(char* out, size_t size) {
     if (!getcwd(out, size)) out[0] = 0;
+}
+
+bool output_closed() {
+    pollfd output = {STDOUT_FILENO, 0, 0}; // what is wrong is told unasked
+    return poll(&output, 1, 0) > 0;
 }
 
 void ignore_broken_pipes() { signal(SIGPIPE, SIG_IGN); }

@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cerrno>
 #include <cstdarg>
+#include <cstdlib>
 
 #include "base/files.h"
 #include "base/lock.h"
@@ -24,12 +25,14 @@ static void tell_log_error(int error) {
 // Sends out what stands in the log's buffer. Returns 0, or the system's error number.
 static int flush_log() { return fflush(log_file) == 0 ? 0 : errno; }
 
+static std::atomic<bool> line_lost; // the last line could not be written to standard output
+
 void Print(const char* text) {
     int log_error = 0;
     lock(print_lock);
-    fputs(text, stdout);
-    putchar('\n');
-    fflush(stdout);
+    bool written = fputs(text, stdout) != EOF && putchar('\n') != EOF;
+    written = fflush(stdout) == 0 && written;
+    line_lost.store(!written, std::memory_order_relaxed);
     if (log_file && load_shared(active_personality.Log)) {
         fprintf(log_file, "%s\n", text);
         log_error = flush_log();
@@ -45,6 +48,13 @@ void PrintFormat(const char* format, ...) {
     vsnprintf(text, sizeof text, format, arguments);
     va_end(arguments);
     Print(text);
+}
+
+bool output_lost() { return line_lost.load(std::memory_order_relaxed) || output_closed(); }
+
+void end_process(int status) {
+    fflush(nullptr);
+    _Exit(status);
 }
 
 void log_line(const char* format, ...) {

@@ -19,7 +19,16 @@ void Print(const char* text);
 // Formats, then prints as Print does. Texts longer than 8,191 characters are cut.
 [[gnu::format(printf, 1, 2)]] void PrintFormat(const char* format, ...);
 
-// Writes one line to the log only, if Log is on and a log is open. Main thread only.
+// Tells whether nobody will see what is printed: the reader has gone, or the last line could not be
+// written. Any thread.
+bool output_lost();
+
+// Ends the process, from any thread and while others go on: what was printed goes out, but nothing
+// is taken down that they may still use.
+[[noreturn]] void end_process(int status);
+
+// Writes one line to the log only, if Log is on and a log is open. Texts longer than 8,191
+// characters are cut. Main thread only.
 [[gnu::format(printf, 1, 2)]] void log_line(const char* format, ...);
 
 // Opens mird.log in the working directory if Log is on and no log is open. An old file is

@@ -8,6 +8,7 @@
 
 #include "base/lock.h"
 #include "base/platform.h"
+#include "base/print.h"
 #include "base/state.h"
 #include "eval/evaluate.h"
 #include "eval/nn.h"
@@ -16,8 +17,8 @@
 #include "search/trace.h"
 
 SearchThread* main_thread;
-std::atomic<SearchThread*> search_threads[MAX_THREADS];
 Position root_position;
+std::atomic<SearchThread*> search_threads[MAX_THREADS];
 SpinLock record_lock;
 
 // Records that helpers have left, by number: memory for the next search, and no more than that. A
@@ -164,13 +165,13 @@ static void run_search_threads() {
     const int threads = engine.num_threads;
     for (int i = 1; i < threads; i++) {
         numbers[i] = i;
-        if (start_joinable(helpers[i], helper_thread, &numbers[i]) != 0) exit(-1);
+        if (start_joinable(helpers[i], helper_thread, &numbers[i]) != 0) end_process(-1);
     }
     if (threads > 0) search_root(0);
 
     // Helpers look at each other's records, so all are gathered before the first is freed.
     for (int i = 1; i < threads; i++)
-        if (join_thread(helpers[i]) != 0) exit(-1);
+        if (join_thread(helpers[i]) != 0) end_process(-1);
     lock(report_lock);
     sum_thread_counters();
     unlock(report_lock);
@@ -187,7 +188,7 @@ static void master_thread(void*) {
         think_number.wait(seen, std::memory_order_acquire);
         seen = think_number.load(std::memory_order_acquire);
         if (seen == NO_THINK) return;
-        if (setup_master_record() != 0) exit(-1);
+        if (setup_master_record() != 0) end_process(-1);
         report_copy();
         run_search_threads();
     }

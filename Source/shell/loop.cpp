@@ -33,12 +33,15 @@ static bool search_is_bounded() {
             || engine.target_time < ANALYSIS_SECONDS);
 }
 
-// At the end of the input: what is bounded is finished, what isn't is stopped, and with nothing
-// left the program ends.
+// At the end of the input: what is bounded is finished as long as somebody may read the answer, all
+// else is stopped, and with nothing left the program ends.
 static void finish_at_end_of_input() {
-    uint8_t state = relaxed(engine.game_state);
+    const uint8_t state = relaxed(engine.game_state);
+    const bool unread = output_lost();
+    if (unread) end_console_play();
     if (state == STATE_IDLE) shell.quit = 1;
-    else if (state > STATE_PONDER_REQUEST && !(state & STATE_OVER) && !search_is_bounded())
+    else if (state > STATE_PONDER_REQUEST && !(state & STATE_OVER)
+             && (unread || !search_is_bounded()))
         set_relaxed(engine.stop, 1);
 }
 
@@ -108,6 +111,14 @@ static void answer() {
     console_after_think();
 }
 
+// Ends a batch run whose search has no limit when nothing can be heard or told any more.
+static void quit_endless_run() {
+    if (engine.max_nodes != UNLIMITED_NODES || engine.max_depth < UNLIMITED_DEPTH) return;
+    if (!input_ended() || !output_lost()) return;
+    set_relaxed(engine.stop, 1);
+    shell.quit = 1;
+}
+
 void search_with_input(float input_delay) {
     constexpr int LOOK_MS = 1;
 
@@ -119,7 +130,9 @@ void search_with_input(float input_delay) {
         check_time();
         bool hears =
             input_delay == 0.0f || (relaxed(engine.elapsed) > input_delay && !relaxed(engine.stop));
-        if (hears) PollInput();
+        if (!hears) continue;
+        PollInput();
+        quit_endless_run();
     }
     update_elapsed();
 }
