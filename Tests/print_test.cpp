@@ -2,11 +2,17 @@
 
 #include "base/print.h"
 
+#include <cstdlib>
+#include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <thread>
 
+#include <unistd.h>
+
 #include "base/files.h"
+#include "base/lock.h"
+#include "base/platform.h"
 #include "shell_fixture.h"
 
 namespace {
@@ -116,6 +122,50 @@ TEST_F(Printing, LinesOfDifferentThreadsNeverMixAndTheLogHasTheirOrder) {
     ASSERT_EQ(lines.size(), static_cast<size_t>(THREADS * LINES));
     for (const std::string& line : lines) ASSERT_EQ(line, std::string(200, line[0]));
     EXPECT_EQ(log.lines(), lines);
+}
+
+TEST_F(Printing, LinesOfTheLogAloneAreWholeToo) {
+    constexpr int LINES = 20000;
+    MemoryLog log;
+    active_personality.Log = 1;
+    printed_by([] {
+        std::thread other([] {
+            for (int i = 0; i < LINES; i++) Print("of a search");
+        });
+        for (int i = 0; i < LINES; i++) log_line("CMD: %s", "isready");
+        other.join();
+    });
+    const std::vector<std::string> lines = log.lines();
+    EXPECT_EQ(lines.size(), 2u * LINES);
+    for (const std::string& line : lines)
+        ASSERT_TRUE(line == "CMD: isready" || line == "of a search") << line;
+}
+
+TEST_F(Printing, WhoWaitsForALongLineRests) {
+    constexpr int HELD_MS = 200;
+    lock(print_lock);
+    double used = 1e9;
+    std::thread waiting([&used] {
+        lock(print_lock);
+        timespec time = {}; // of this thread, which has done nothing else
+        clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+        used = static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
+        unlock(print_lock);
+    });
+    sleep_ms(HELD_MS);
+    unlock(print_lock);
+    waiting.join();
+    EXPECT_LT(used, HELD_MS * 0.001 / 2);
+}
+
+TEST(EndProcess, TakesNothingDownButPrintsWhatWasPrinted) {
+    auto end = [] {
+        atexit([] { fputs("taken down", stderr); });
+        dup2(STDERR_FILENO, STDOUT_FILENO);
+        fputs("printed", stdout);
+        end_process(7);
+    };
+    EXPECT_EXIT(end(), testing::ExitedWithCode(7), "^printed$");
 }
 
 TEST(Log, IsNotWrittenUnlessAskedFor) {

@@ -6,7 +6,9 @@
 
 #include <atomic>
 
-// A lock that is held for microseconds only. Waiters spin on plain reads between attempts.
+// A lock that is held for microseconds, as long as nothing slows its holder down. Waiters spin on
+// plain reads between attempts, and rest in between when it takes longer: a slow reader of the
+// output may hold up a line for as long as it likes.
 struct SpinLock {
     std::atomic<bool> taken; // by whoever holds the lock
 };

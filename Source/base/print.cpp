@@ -59,11 +59,13 @@ void end_process(int status) {
 
 void log_line(const char* format, ...) {
     if (!log_file || !active_personality.Log) return;
+    char text[LINE_LENGTH];
     va_list arguments;
     va_start(arguments, format);
-    vfprintf(log_file, format, arguments);
+    vsnprintf(text, sizeof text, format, arguments);
     va_end(arguments);
-    fputc('\n', log_file);
+    // In one call, so that no line of another thread comes between.
+    fprintf(log_file, "%s\n", text);
     if (int error = flush_log()) tell_log_error(error);
 }
 
