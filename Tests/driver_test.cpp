@@ -382,6 +382,18 @@ TEST_F(Driver, BestMoveLeadsTheListForTheNextIteration) {
         EXPECT_LE(list[i].score, list[i - 1].score) << "in order";
 }
 
+TEST_F(Driver, RootMovesHaveTheirClass) {
+    // The only legal move: the pawn goes to its seventh rank, and its child is searched a ply
+    // deeper for that.
+    search_nodes("8/8/4P3/8/8/1q6/7r/K7 w - -", 1);
+    EXPECT_EQ(master().stack[1].move_class, CLASS_SEVENTH);
+    EXPECT_EQ(master().stack[2].depth, 1);
+    // Here it goes to its fifth.
+    search_nodes("8/8/8/8/4P3/1q6/7r/K7 w - -", 1);
+    EXPECT_EQ(master().stack[1].move_class, 0);
+    EXPECT_EQ(master().stack[2].depth, 0);
+}
+
 TEST_F(Driver, OrderingTablesLiveForOneSearch) {
     search_nodes(MIDDLEGAME_FEN, 6);
     SearchThread& thread = master();

@@ -1,5 +1,7 @@
 // Making and unmaking moves, in the search and in a game.
 
+#include <tuple>
+
 #include "board/draw.h"
 #include "board/legal.h"
 #include "board/make.h"
@@ -147,6 +149,36 @@ INSTANTIATE_TEST_SUITE_P(Table, MadeMove, testing::Values(
     MoveCase{"RookTakesRook", "r3k2r/8/8/8/8/8/8/R3K2R w KQkq -", "a1a8", "R3k2r/8/8/8/8/8/8/4K2R b Kk -"}),
     [](const auto& test) { return test.param.name; });
 // clang-format on
+
+TEST(MakeMove, EnPassantTakesInTheCornersToo) {
+    // Pawns where no game brings them. Nothing but the board's edge bounds what is taken.
+    for (auto [fen, move, after] :
+         {std::tuple{"4k3/8/8/8/8/8/8/pP2K3 w - a2", "b1a2", "4k3/8/8/8/8/8/P7/4K3 b - -"},
+          std::tuple{"1k4pP/8/8/8/8/8/8/4K3 b - h7", "g8h7", "1k6/7p/8/8/8/8/8/4K3 w - -"}}) {
+        Position& pos = set_up(fen);
+        Snapshot old = snapshot(pos);
+        make_move(pos, plain(move));
+        EXPECT_EQ(fen_of(pos), after);
+        EXPECT_TRUE(consistent(pos));
+        unmake_move(pos);
+        EXPECT_TRUE(unchanged(old, pos));
+    }
+}
+
+TEST(MakeMove, NothingIsTakenEnPassantBeyondTheBoard) {
+    // A pawn that goes backwards to the edge, which no generator writes.
+    for (auto [fen, move, after] :
+         {std::tuple{"4k3/8/8/8/8/8/P7/4K3 w - a1", "a2a1", "4k3/8/8/8/8/8/8/Q3K3 b - -"},
+          std::tuple{"4k3/7p/8/8/8/8/8/4K3 b - h8", "h7h8", "4k2q/8/8/8/8/8/8/4K3 w - -"}}) {
+        Position& pos = set_up(fen);
+        Snapshot old = snapshot(pos);
+        make_move(pos, plain(move));
+        EXPECT_EQ(fen_of(pos), after);
+        EXPECT_TRUE(consistent(pos));
+        unmake_move(pos);
+        EXPECT_TRUE(unchanged(old, pos));
+    }
+}
 
 TEST(MakeMove, APawnThatArrivesWithoutAFlagBecomesAQueen) {
     Position& pos = set_up("1r2k3/P7/8/8/8/8/8/4K3 w - -");

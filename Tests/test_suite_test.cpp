@@ -1,6 +1,7 @@
 // Runs of -anepd, through the program itself.
 
 #include <fstream>
+#include <utility>
 
 #include <gtest/gtest.h>
 
@@ -9,6 +10,8 @@
 namespace {
 
 const std::string MATE = "6k1/5ppp/8/8/8/8/8/4R1K1 w - -"; // Re8 mates
+
+const std::string MIDDLEGAME = "r1bqkb1r/pp1ppppp/2n2n2/8/3NP3/2N5/PPP2PPP/R1BQKB1R b KQkq -";
 
 struct SuiteRun {
     std::vector<std::string> lines;  // standard output
@@ -27,6 +30,15 @@ SuiteRun run_suite(const std::string& suite, std::vector<std::string> arguments,
     int status = wait_exit(program, 60000);
     return {program.lines, read_lines(directory + "/" + output), status};
 }
+
+// The number of a line of totals that begins with `name`, -1 without one.
+double total(const SuiteRun& run, const std::string& name) {
+    for (const std::string& line : run.lines)
+        if (line.compare(0, name.size(), name) == 0) return atof(line.c_str() + name.size());
+    return -1.0;
+}
+
+double total_nodes(const SuiteRun& run) { return total(run, "total nodes= "); }
 
 // The lines that don't name a time.
 std::vector<std::string> timeless(const std::vector<std::string>& lines) {
@@ -127,11 +139,36 @@ TEST(TestSuite, NoiseShowsThePositions) {
 }
 
 TEST(TestSuite, ShallowRunsUseNoHashTable) {
-    // With the table cleared for each position, the same position costs the same nodes twice.
-    for (const char* depth : {"1", "3", "4"}) {
-        SuiteRun one = run_suite(MATE + " bm Re8;\n", {"-d", depth});
-        EXPECT_TRUE(has_line(one.lines, "1 / 1 correct best moves")) << depth;
-    }
+    const std::string no_table = fresh_directory() + "/mird.cfg";
+    std::ofstream(no_table) << "Hash = 0\n";
+    auto nodes = [](std::vector<std::string> arguments) {
+        return total_nodes(run_suite(MIDDLEGAME + " bm a3;\n", std::move(arguments)));
+    };
+    EXPECT_EQ(nodes({"-d", "3"}), nodes({"-d", "3", "-cfg", no_table}));
+    EXPECT_NE(nodes({"-d", "4"}), nodes({"-d", "4", "-cfg", no_table}));
+}
+
+TEST(TestSuite, TotalsAreSumsAndTheirAverages) {
+    const std::vector<std::string> depth = {"-d", "8"};
+    const SuiteRun one = run_suite(MIDDLEGAME + " bm a3;\n", depth);
+    const SuiteRun other = run_suite(MATE + " bm Re8;\n", depth);
+    const SuiteRun both = run_suite(MIDDLEGAME + " bm a3;\n" + MATE + " bm Re8;\n", depth);
+    auto mean = [&](const char* name) { return (total(one, name) + total(other, name)) / 2; };
+
+    EXPECT_GT(total_nodes(one), 5000.0);
+    EXPECT_EQ(total_nodes(both), total_nodes(one) + total_nodes(other));
+    EXPECT_NEAR(total(both, "avg nodes= "), total_nodes(both) / 2, 0.051);
+    EXPECT_EQ(total(one, "avg depth= "), 8.0);
+    EXPECT_LT(total(other, "avg depth= "), 8.0) << "a mate ends the search";
+    EXPECT_NEAR(total(both, "avg depth= "), mean("avg depth= "), 0.051);
+    EXPECT_EQ(total(other, "avg bf= "), 2.0) << "of a short search";
+    EXPECT_NE(total(one, "avg bf= "), 2.0);
+    EXPECT_NEAR(total(both, "avg bf= "), mean("avg bf= "), 0.011);
+
+    // The time is told in hundredths of a second, the rate counts a thousandth more.
+    const double time = total(one, "total time= "), rate = total(one, "node_rate= ");
+    EXPECT_GT(time, 0.0);
+    EXPECT_NEAR(total_nodes(one) / rate - 0.001, time, 0.006);
 }
 
 TEST(TestSuite, TheSameFileTwiceGivesTheSameOutput) {
@@ -163,6 +200,14 @@ TEST(TestSuite, StopEndsAPositionAndQuitTheRun) {
     EXPECT_TRUE(found.find(" / 4 ") != std::string::npos) << found;
 }
 
+TEST(TestSuite, APositionFromInputDoesNotChangeAVerdict) {
+    // Castling is the only legal move, the king stays where it is.
+    SuiteRun run = run_suite("4k3/8/8/8/4n3/7p/3n3P/6KR w K - bm O-O; c0 \"O-O=3\";\n", {},
+                             "position startpos\nstop\n");
+    EXPECT_TRUE(has_line(run.lines, "1 / 1 correct best moves")) << joined(run.lines);
+    EXPECT_TRUE(has_line(run.lines, "score= 3 / 3"));
+}
+
 TEST(TestSuite, EachPositionHasItsNodeLimit) {
     SuiteRun run = run_suite(std::string(START_FEN) + " bm a3;\n", {"-n", "5000"});
     EXPECT_EQ(run.status, 0);
@@ -177,11 +222,3 @@ TEST(TestSuite, ANetworkNamedInASearchIsLoadedBehindIt) {
     EXPECT_EQ(count_lines(run.lines, "info string using embedded network"), 2)
         << "at the start, and when the search has ended: " << joined(run.lines);
 }
-TEST(TestSuite, APositionFromInputDoesNotChangeAVerdict) {
-    // Castling is the only legal move, the king stays where it is.
-    SuiteRun run = run_suite("4k3/8/8/8/4n3/7p/3n3P/6KR w K - bm O-O; c0 \"O-O=3\";\n", {},
-                             "position startpos\nstop\n");
-    EXPECT_TRUE(has_line(run.lines, "1 / 1 correct best moves")) << joined(run.lines);
-    EXPECT_TRUE(has_line(run.lines, "score= 3 / 3"));
-}
-
