@@ -11,6 +11,7 @@
 #include "search/selectivity.h"
 #include "search/thread.h"
 #include "search/trace.h"
+#include "shell/console.h"
 #include "shell/input.h"
 #include "shell/options.h"
 #include "shell/think.h"
@@ -40,6 +41,7 @@ KeptRecords::~KeptRecords() {
     file_failed = false;
     reset_input();
     reset_trace();
+    end_console_play();
     forget_deferred_options();
     if (engine.hash_mb != megabytes) resize_hash(engine.hash_mb);
 

@@ -1,8 +1,8 @@
 // records.h: the one way for tests to keep, set up and put back what the whole process shares.
 //
 // A fixture that derives from EngineTest may change all of it: the engine's and the shell's record,
-// both personalities, tables that are built from them, the evaluation's parameters, the network,
-// the size of the hash table, the game's own thread record. The next test finds it as before.
+// both personalities and the tables built from them, parameters, network, size of the hash table,
+// the game's own thread record, waiting changes, input and trace. The next test finds it as before.
 
 #pragma once
 
