@@ -3,8 +3,8 @@
 //
 // One for the process, filled at start-up. Written between searches on the main thread, read
 // without locks by all; whoever changes it calls build_eval_tables and counts eval_epoch up, see
-// evaluate.h. The evaluation reaches scalar rows and families by the indexes below, which follow the
-// order of the table.
+// evaluate.h. The evaluation reaches scalar rows and families by the indexes below, which follow
+// the order of the table.
 
 #pragma once
 

@@ -23,7 +23,7 @@ static constexpr int KNIGHT_WEIGHT = 4, BISHOP_WEIGHT = 3, ROOK_WEIGHT = 4, QUEE
 // side sees it: material and piece-square row.
 static int32_t knight_squares[2][64], bishop_squares[2][64], rook_squares[2][64],
     queen_squares[2][64];
-// By the number of mobile squares: the share of the mobility row, with none the trapped row as well.
+// By the number of mobile squares: the share of the mobility row, with none the trapped row, too.
 static int32_t knight_mobile[9], bishop_mobile[14], rook_mobile[15], queen_mobile[28];
 // An outpost without and with the guard of a pawn.
 static int32_t knight_outposts[2], bishop_outposts[2];
