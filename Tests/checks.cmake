@@ -38,6 +38,10 @@ if(Python3_FOUND)
         set_tests_properties(cluster_${how} PROPERTIES RESOURCE_LOCK build COST 1000)
     endforeach()
 
+    # A network made from nothing, at the smallest scale.
+    add_script(recipe 600 ${PROJECT_BINARY_DIR})
+    set_tests_properties(recipe PROPERTIES RESOURCE_LOCK build COST 900)
+
     # These take long where many files have changed, so they begin first.
     foreach(name tidy includes)
         add_script(${name} 1200 ${CMAKE_CURRENT_BINARY_DIR}/known_to_${name}.txt)

@@ -140,6 +140,10 @@ void print_match_totals(const MatchTotals& totals) {
     const auto count = static_cast<double>(played);
     const double draws = static_cast<double>(results[RESULT_DRAWN]) / count;
     const double score = static_cast<double>(results[RESULT_WON]) / count + draws / 2.0;
+    if (score <= 0.0 || score >= 1.0) { // nothing to tell an error from
+        printf("score %.4f, Elo %+.1f\n", score, elo_of_score(score));
+        return;
+    }
     const double variance = std::max(0.0, score * (1.0 - score) - draws / 4.0);
     const double error = NORMAL_95 * std::sqrt(variance / count);
     const double low = elo_of_score(score - error), high = elo_of_score(score + error);
