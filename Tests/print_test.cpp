@@ -168,6 +168,16 @@ TEST(EndProcess, TakesNothingDownButPrintsWhatWasPrinted) {
     EXPECT_EXIT(end(), testing::ExitedWithCode(7), "^printed$");
 }
 
+TEST(EndProcess, LeavesNoOutputUnfinished) {
+    const std::string directory = fresh_directory(), name = directory + "/out";
+    auto end = [&name] {
+        OutputFile file;
+        if (open_output(file, name.c_str())) end_process(7);
+    };
+    EXPECT_EXIT(end(), testing::ExitedWithCode(7), "");
+    EXPECT_TRUE(std::filesystem::is_empty(directory));
+}
+
 TEST(Log, IsNotWrittenUnlessAskedFor) {
     std::string directory = fresh_directory();
     talk({}, directory, {"uci", "position startpos", "go depth 2"});

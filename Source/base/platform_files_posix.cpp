@@ -147,6 +147,7 @@ static void watch_for_the_end() {
     if (done) return;
     done = true;
     atexit(remove_all_fresh);
+    at_quick_exit(remove_all_fresh);
     for (int signal_number : {SIGHUP, SIGINT, SIGTERM}) {
         struct sigaction action = {};
         sigaction(signal_number, nullptr, &action);

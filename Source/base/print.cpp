@@ -54,7 +54,7 @@ bool output_lost() { return line_lost.load(std::memory_order_relaxed) || output_
 
 void end_process(int status) {
     fflush(nullptr);
-    _Exit(status);
+    quick_exit(status);
 }
 
 void log_line(const char* format, ...) {

@@ -278,7 +278,7 @@ const uint8_t* tb_map_file(const char* name, const char* suffix, FileMapping* ma
     if (error != 0) {
         fprintf(stderr, "MapViewOfFile() failed, name = %s%s, error = %lu.\n", name, suffix,
                 static_cast<unsigned long>(error));
-        exit(1);
+        end_process(1); // a search may ask for the table
     }
     return mapping->data;
 }
