@@ -254,6 +254,18 @@ TEST(ClosedOutput, BothEndsClosedEndABatchRunWithoutALimit) {
     EXPECT_EQ(wait_exit(program, 20000), 0);
 }
 
+TEST(ClosedOutput, FromTheStartNoFileTakesItsPlace) {
+    const std::string directory = fresh_directory();
+    const std::string command = "cd '" + directory + "' && '" + MIRD_BINARY + "' -log >&-";
+    FILE* pipe = popen(command.c_str(), "w");
+    ASSERT_NE(pipe, nullptr);
+    fputs("isready\n", pipe);
+    EXPECT_EQ(pclose(pipe), 0);
+    const std::vector<std::string> log = read_lines(directory + "/mird.log");
+    EXPECT_EQ(count_lines(log, "CMD: isready"), 1);
+    EXPECT_EQ(count_lines(log, "readyok"), 1) << "what is printed goes nowhere else";
+}
+
 TEST(ClosedOutput, AFullDiskIsAClosedEnd) {
     const std::string command = std::string("'") + MIRD_BINARY + "' > /dev/full";
     const Clock::time_point start = Clock::now();

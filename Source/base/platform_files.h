@@ -32,6 +32,10 @@ bool remove_file(const char* name);
 // Tells whether the name leads to what standard input reads.
 bool is_standard_input(const char* name);
 
+// Opens standard streams that the program was started without, lest a file takes their numbers:
+// what is printed would go there. Such streams are at their end and can't be written. Called first.
+void hold_standard_streams();
+
 // A stream of its own on standard input, if the name leads there and it is no plain file; else
 // null. Some kinds, such as sockets, can't be opened by name.
 FILE* open_standard_input(const char* name);

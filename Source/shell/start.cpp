@@ -129,6 +129,7 @@ static void run_mode(const CommandLine& line) {
 }
 
 int run_program(int argc, char** argv) {
+    hold_standard_streams();
     ignore_broken_pipes();
     ignore_size_limits();
     find_program_directory(argv[0]);
