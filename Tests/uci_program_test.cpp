@@ -341,10 +341,11 @@ TEST_F(UciProgram, APositionDuringASearchLeavesItsCastlingTexts) {
 TEST_F(UciProgram, BoardsOfManyQueensKeepToTheirLimits) {
     Program program = start_program({"-use_hce"});
     send(program, "position fen 7k/qqqqqqqq/qqqqqqq1/8/8/QQQQQQQ1/QQQQQQQQ/7K w - -");
+    ASSERT_TRUE(is_ready(program));
     const Clock::time_point start = Clock::now();
     EXPECT_NE(word_after(ask(program, "go movetime 50"), "bestmove"), "null");
     EXPECT_NE(word_after(ask(program, "go nodes 3000"), "bestmove"), "null");
-    EXPECT_LT(std::chrono::duration<double>(Clock::now() - start).count(), 2.0);
+    EXPECT_LT(std::chrono::duration<double>(Clock::now() - start).count(), 5.0);
     EXPECT_EQ(quit_program(program), 0);
 }
 
