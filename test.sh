@@ -6,7 +6,8 @@
 #
 # With MIRD_CI set, clang-tidy and include-what-you-use look at all files and not
 # only at those that have changed, the training programs are built and run by Slurm
-# and over ssh, and a Debug build, a clang++ build and two sanitizer builds follow. Tests that need large data look for it where
+# and over ssh, and a Debug build, two sanitizer builds and one by clang++ follow, which
+# has sanitizers and the fuzz targets. Tests that need large data look for it where
 # MIRD_TEST_DATA says.
 # Exit status 0 means that every stage was passed; the first failure ends the run.
 
@@ -54,15 +55,6 @@ if [ -z "${MIRD_CI:-}" ]; then exit 0; fi
 stage "Debug: short tests"
 run_preset debug
 
-if command -v clang++ >/dev/null 2>&1; then
-    stage "clang++: all code compiles, the bench number is the same"
-    quietly cmake --preset release -B build/clang -DCMAKE_CXX_COMPILER=clang++ -DMIRD_LTO=OFF
-    quietly cmake --build build/clang --parallel "$jobs"
-    ctest --test-dir build/clang -R '^Bench' --no-tests=error --output-on-failure
-else
-    stage "clang++: not installed, left out"
-fi
-
 stage "Address and undefined behaviour sanitizers: short tests"
 run_preset asan
 
@@ -73,6 +65,23 @@ if setarch "$(uname -m)" -R true 2>/dev/null; then
     run_preset tsan "setarch $(uname -m) -R"
 else
     run_preset tsan
+fi
+
+# What comes with clang++ may be without libFuzzer and the sanitizers.
+fuzzes() {
+    echo 'extern "C" int LLVMFuzzerTestOneInput(const unsigned char*, decltype(sizeof 0)) { return 0; }' |
+        clang++ -fsanitize=fuzzer,address,undefined -x c++ - -o build/fuzzes
+}
+
+if fuzzes >/dev/null 2>&1; then
+    stage "clang++: all code compiles, sanitizers: short tests"
+    run_preset fuzz
+    if command -v python3 >/dev/null 2>&1; then
+        stage "Fuzz targets: ten seconds each"
+        Tests/fuzz/run.py --seconds 10 --seed 1 --jobs "$jobs"
+    fi
+else
+    stage "clang++ with its sanitizers: not installed, left out"
 fi
 
 stage "All stages passed"
