@@ -113,6 +113,21 @@ TEST_F(MatchGames, EndByScoresOfBothSides) {
     EXPECT_EQ(result.plies, 3) << "four scores in a row, the last move not played";
 }
 
+TEST_F(MatchGames, GiveTheTimeAnewBehindSomeMoves) {
+    // Two moves a period: the second takes most of it, and the third more than is left of it.
+    const std::string white =
+        engine_that("n=$((n+1)); case $rest in *movestogo\\ 1) [ $n = 2 ] || exit; sleep 0.2;;"
+                    " *movestogo\\ 2) [ $n != 2 ] || exit;; *) exit;; esac;"
+                    "case $n in 1) echo bestmove a1a2;; 2) echo bestmove a2a1;;"
+                    " 3) sleep 0.2; echo bestmove a1a8;; esac");
+    const std::string black =
+        engine_that("n=$((n+1)); [ $((n%2)) = 1 ] && echo bestmove g8f8 || echo bestmove f8g8");
+    MatchResult result = play_one(white, black, MATE_IN_ONE, {.seconds = 0.3, .moves = 2});
+    EXPECT_EQ(result.end, MatchEnd::RULES);
+    EXPECT_EQ(result.white, RESULT_WON);
+    EXPECT_EQ(result.plies, 5);
+}
+
 TEST_F(MatchGames, NeedEnginesThatSpeak) {
     MatchPlayer first = {"/nowhere/engine", "", {}}, second = first;
     MatchResult result;

@@ -37,7 +37,7 @@ struct MatchOptions {
 
 static Usage usage_of(MatchOptions& options) {
     constexpr double MAX_GAMES = 1e9, MAX_SECONDS = 1e6;
-    constexpr int MAX_SHARDS = 1000000;
+    constexpr int MAX_SHARDS = 1000000, MAX_MOVES = 1000;
     MatchPlayer* players = options.players;
     MatchLimit& limit = options.limit;
     MatchHead& head = options.head;
@@ -59,6 +59,8 @@ static Usage usage_of(MatchOptions& options) {
             {"--seconds", "X", &limit.seconds, "LIMIT: seconds of each side for a game", 0.01,
              MAX_SECONDS},
             {"--increment", "X", &limit.increment, "seconds that each move adds", 0, MAX_SECONDS},
+            {"--moves", "N", &limit.moves, "moves for which the seconds are; 0: for the game", 0,
+             MAX_MOVES},
             {"--games", "N", &head.games, "of the whole match, two with each opening", 1,
              MAX_GAMES},
             {"--seed", "N", &head.seed, "of the order of the openings"},
@@ -102,6 +104,7 @@ static std::string settings_text(const MatchOptions& options, size_t openings, u
              static_cast<unsigned long long>(limit.nodes), limit.depth, limit.seconds,
              limit.increment, openings, static_cast<unsigned long long>(sum), options.chess960);
     std::string text;
+    if (limit.moves) text = "moves " + std::to_string(limit.moves) + "\n";
     for (const MatchPlayer& player : options.players)
         text += "engine " + player.command + "\noptions " + player.options + "\n";
     return text + line;

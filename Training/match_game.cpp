@@ -80,7 +80,13 @@ struct MatchAnswer {
 
 } // namespace
 
-static std::string go_command(const MatchLimit& limit, const MatchClock& clock) {
+// Moves that the side to move makes until it gets its time anew, the next one included.
+static int moves_to_go(const MatchLimit& limit, const Position& pos) {
+    return limit.moves - pos.owner->undo_index / 2 % limit.moves;
+}
+
+static std::string go_command(const MatchLimit& limit, const MatchClock& clock,
+                              const Position& pos) {
     constexpr double MS = 1000.0;
     if (limit.depth) return "go depth " + std::to_string(limit.depth);
     if (limit.nodes) return "go nodes " + std::to_string(limit.nodes);
@@ -89,6 +95,7 @@ static std::string go_command(const MatchLimit& limit, const MatchClock& clock) 
     char text[120];
     snprintf(text, sizeof text, "go wtime %ld btime %ld winc %ld binc %ld", ms(WHITE), ms(BLACK),
              increment, increment);
+    if (limit.moves) return text + (" movestogo " + std::to_string(moves_to_go(limit, pos)));
     return text;
 }
 
@@ -143,11 +150,12 @@ static MatchResult play_moves(MatchPlayer* const players[2], const MatchLimit& l
         MatchPlayer& player = *players[pos.side];
         double& left = clock.left[pos.side];
         const MatchAnswer answer =
-            ask_engine(player.engine, position, go_command(limit, clock), left + PATIENCE);
+            ask_engine(player.engine, position, go_command(limit, clock, pos), left + PATIENCE);
         if (answer.move.empty()) return fault(pos, player, MatchEnd::SILENT);
         const bool late = limit.seconds > 0.0 && answer.seconds > left + MARGIN;
         if (late) return fault(pos, player, MatchEnd::TIME);
         left = std::max(0.0, left - answer.seconds) + limit.increment;
+        if (limit.moves && moves_to_go(limit, pos) == 1) left += limit.seconds;
         Move move = legal_move_of(pos, answer.move);
         if (move == NULL_MOVE) return fault(pos, player, MatchEnd::ILLEGAL);
 

@@ -20,8 +20,9 @@ struct MatchPlayer {
 struct MatchLimit {
     uint64_t nodes = 0;     // of a move
     int depth = 0;          // plies
-    double seconds = 0;     // on the clock of each side for the whole game
+    double seconds = 0;     // on the clock of each side at the start
     double increment = 0.0; // seconds that are added behind each move
+    int moves = 0;          // `seconds` come anew behind so many moves of a side; 0: never
 };
 
 enum class MatchEnd { RULES, SCORE, TIME, ILLEGAL, SILENT };
