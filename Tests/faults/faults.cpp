@@ -164,9 +164,12 @@ FILE* counted_stream(int file, const char* mode) {
     return fopencookie(counted, mode, {read_counted, write_counted, seek_counted, close_counted});
 }
 
+// Whether streams of this mode are to fail. All others stay the system's own.
+bool is_counted(const char* mode) { return kind == (mode[0] == 'r' ? READ : WRITE); }
+
 FILE* open_stream(const char* name, const char* mode) {
     static auto system_fopen = next<decltype(&fopen)>("fopen");
-    if (kind != READ && kind != WRITE) return system_fopen(name, mode);
+    if (!is_counted(mode)) return system_fopen(name, mode);
     int flags = mode[0] == 'r' ? O_RDONLY
               : mode[0] == 'a' ? O_WRONLY | O_CREAT | O_APPEND
                                : O_WRONLY | O_CREAT | O_TRUNC;
@@ -182,7 +185,7 @@ extern "C" FILE* fopen64(const char* name, const char* mode) { return open_strea
 
 extern "C" FILE* fdopen(int file, const char* mode) {
     static auto system_fdopen = next<decltype(&fdopen)>("fdopen");
-    if (kind != READ && kind != WRITE) return system_fdopen(file, mode);
+    if (!is_counted(mode)) return system_fdopen(file, mode);
     return counted_stream(file, mode);
 }
 

@@ -11,6 +11,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include "base/files.h"
 #include "base/platform.h"
 #include "base/print.h"
 #include "base/state.h"
@@ -20,12 +21,13 @@
 #include "shell/console.h"
 #include "shell/input.h"
 #include "shell/loop.h"
+#include "shell/options.h"
 #include "shell/start.h"
-#include "shell/think.h"
 #include "support.h"
 #include "syzygy/tbcore.h"
 
 static int typing_end; // of the pipe that is standard input
+static int report;     // standard error, which libFuzzer may close for the targets
 
 static void take_standard_input() {
     int ends[2];
@@ -37,8 +39,9 @@ static void take_standard_input() {
 }
 
 extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv) {
-    // The program and folders of inputs are named from where it was started.
-    for (int i = 0; i < *argc; i++)
+    report = dup(STDERR_FILENO);
+    // Folders of inputs are named from where the program was started. Its own name must stay.
+    for (int i = 1; i < *argc; i++)
         if ((*argv)[i][0] != '-')
             (*argv)[i] = strdup(std::filesystem::absolute((*argv)[i]).c_str());
     if (chdir(fresh_directory().c_str()) != 0) broken("the working directory can be entered");
@@ -51,7 +54,11 @@ extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv) {
 }
 
 void begin_input() {
-    set_trace(0);
+    reset_input();
+    reset_trace();
+    end_console_play();
+    forget_deferred_options();
+    file_failed = false;
     if (tb_largest > 0) tb_init("");
     if (log_file) fclose(log_file);
     log_file = nullptr;
@@ -71,7 +78,7 @@ void write_input(const char* name, const uint8_t* bytes, size_t size) {
 }
 
 void broken(const char* promise) {
-    fprintf(stderr, "does not hold: %s\n", promise);
+    dprintf(report, "does not hold: %s\n", promise);
     abort();
 }
 
@@ -107,19 +114,8 @@ void type_input(const std::string& text) {
         broken("an input fits into a pipe");
 }
 
-// Lets the console forget that it plays by itself: a think without a move ends that.
-static void end_own_play() {
-    set_up("8/8/8/8/8/8/8/8 w - -");
-    set_relaxed(engine.game_state, STATE_THINK_REQUEST);
-    begin_think();
-    end_think();
-    console_after_think();
-}
-
 void play_session(const uint8_t* bytes, size_t size, bool uci) {
     begin_input();
-    end_own_play();
-    set_up(START_FEN);
     set_relaxed(shell.uci_mode, uci);
     // The point ends the edit mode, which takes in all lines up to it.
     type_input(bearable_lines(bytes, size) + "\n.\nquit\n.\nquit\n");
