@@ -385,11 +385,11 @@ TEST_F(Driver, BestMoveLeadsTheListForTheNextIteration) {
 TEST_F(Driver, RootMovesHaveTheirClass) {
     // The only legal move: the pawn goes to its seventh rank, and its child is searched a ply
     // deeper for that.
-    search_nodes("8/8/4P3/8/8/1q6/7r/K7 w - -", 1);
+    search_nodes("7k/8/4P3/8/8/1q6/7r/K7 w - -", 1);
     EXPECT_EQ(master().stack[1].move_class, CLASS_SEVENTH);
     EXPECT_EQ(master().stack[2].depth, 1);
     // Here it goes to its fifth.
-    search_nodes("8/8/8/8/4P3/1q6/7r/K7 w - -", 1);
+    search_nodes("7k/8/8/8/4P3/1q6/7r/K7 w - -", 1);
     EXPECT_EQ(master().stack[1].move_class, 0);
     EXPECT_EQ(master().stack[2].depth, 0);
 }
