@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstring>
 
+#include "base/platform.h"
 #include "base/platform_files.h"
 
 std::atomic<bool> file_failed;
@@ -19,7 +20,7 @@ FILE* open_input(const char* name) {
         errno = EISDIR;
     } else {
         file = open_standard_input(name);
-        if (!file) file = fopen(name, "r");
+        if (!file) file = open_stream(name, "r");
     }
     if (!file) tell_file_error("read", name, errno);
     return file;
@@ -56,7 +57,7 @@ bool begin_output(OutputFile& file, const char* name) {
     if (file.stream) return true;
     file.fresh = nullptr;
     if (kind == FileKind::OTHER || (kind == FileKind::PLAIN && old_file_alone(errno)))
-        file.stream = fopen(name, "w");
+        file.stream = open_stream(name, "w");
     return file.stream != nullptr;
 }
 
@@ -115,7 +116,7 @@ void abandon_output(OutputFile& file) {
     file.fresh = nullptr;
 }
 
-bool finish_addition(FILE* file, const char* name, long old_size) {
+bool finish_addition(FILE* file, const char* name, int64_t old_size) {
     int error;
     if (close_written(file, true, error)) return true;
     cut_file(name, old_size);

@@ -9,6 +9,7 @@
 #pragma once
 
 #include <atomic>
+#include <cstdint>
 #include <cstdio>
 
 struct FreshFile;
@@ -50,4 +51,4 @@ void abandon_output(OutputFile& file);
 
 // Closes a file that was opened for appending. Returns false, and says so, if not all of it could
 // be written; the file is then cut back to `old_size` bytes.
-bool finish_addition(FILE* file, const char* name, long old_size);
+bool finish_addition(FILE* file, const char* name, int64_t old_size);

@@ -1,12 +1,24 @@
 // platform.h: what the engine needs of the operating system, and nothing else.
 //
-// One implementation for POSIX systems; another system brings its own platform_*.cpp with the
-// same functions. All of them may be called from any thread unless told otherwise.
+// Implemented in platform_posix.cpp and platform_windows.cpp, standard input in files of its own,
+// threads in one for both. All functions may be called from any thread unless told otherwise. Names
+// of files are UTF-8 where the system has a say.
 
 #pragma once
 
+#include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
+
+// Called first of all by main, with its arguments, which may be replaced by the same in UTF-8.
+void prepare_platform(int& argc, char**& argv);
+
+// Asks for rests and waits as fine as that many milliseconds, or as near to it as the system lets.
+// Main thread only.
+enum class TimerError { NONE, UNKNOWN_RANGE, REFUSED };
+TimerError begin_fine_timer(int milliseconds);
+void end_fine_timer();
 
 // Seconds of a clock that only goes forward, with nanoseconds behind the point.
 double monotonic_seconds();
@@ -23,6 +35,9 @@ inline void relax_processor() {
     __builtin_ia32_pause();
 #endif
 }
+
+// fopen, for names in UTF-8.
+FILE* open_stream(const char* name, const char* mode);
 
 // Tells whether a file or directory of that name exists.
 bool file_exists(const char* name);
@@ -51,6 +66,11 @@ void ignore_broken_pipes();
 void* allocate_pages(size_t bytes, bool huge);
 void free_pages(void* memory, size_t bytes);
 
+// Memory in whole cache lines, or null; for free_lines.
+constexpr size_t CACHE_LINE = 64; // bytes
+void* allocate_lines(size_t bytes);
+void free_lines(void* memory);
+
 // Threads. A handle is only good for join_thread.
 using ThreadFunction = void (*)(void* argument);
 struct ThreadHandle {
@@ -63,6 +83,13 @@ int start_joinable(ThreadHandle& handle, ThreadFunction function, void* argument
 
 // Waits for the thread's end. Returns 0, or the system's error number.
 int join_thread(ThreadHandle handle);
+
+// A number that threads wait for. The standard library's own waiting on an atomic loses wake-ups
+// where the system has no call for it (gcc 12 on Windows).
+// Writes the number and wakes those who wait for it to change.
+void set_number(std::atomic<int>& number, int value);
+// Waits until the number is no more the one that was seen; returns it.
+int wait_for_number(const std::atomic<int>& number, int seen);
 
 // Standard input, looked at without blocking: a pipe, a file, or a terminal that gives whole
 // lines. Main thread only.

@@ -1,12 +1,12 @@
 // platform_files.h: what files need of the operating system: what a name leads to, the three
 // standard streams as files, and new files that take the place of old ones.
 //
-// One implementation for POSIX systems; another system brings its own platform_files_*.cpp with
-// the same functions. Main thread only. files.h is what the rest of the engine calls.
+// Implemented in platform_files_posix.cpp and platform_files_windows.cpp. Main thread only. files.h is what the rest of the engine calls.
 
 #pragma once
 
 #include <atomic>
+#include <cstdint>
 #include <cstdio>
 
 // What a name leads to, symbolic links followed.
@@ -18,10 +18,10 @@ FileKind kind_of_file(const char* name);
 bool same_place(const char* first, const char* second);
 
 // Bytes of an open plain file, -1 for anything else.
-long file_size(FILE* file);
+int64_t file_size(FILE* file);
 
 // Cuts a file back to that many bytes, as far as it can be.
-void cut_file(const char* name, long size);
+void cut_file(const char* name, int64_t size);
 
 // A file that reaches the limit on its size must not end the process: writing more just fails.
 void ignore_size_limits();
@@ -58,6 +58,9 @@ struct FreshFile {
 // of any new file. Returns null, with errno set, if that can't be done or `name` may not be
 // written; else `fresh` is due to put_in_place or remove_fresh.
 FILE* create_beside(const char* name, FreshFile*& fresh);
+
+// Ends the process, from any thread: no destructors run, but files that are not whole are removed.
+[[noreturn]] void end_at_once(int status);
 
 // Brings what was written to disk. Returns 0, or the system's error number.
 int sync_file(FILE* file);

@@ -22,13 +22,15 @@ FileKind kind_of_file(const char* name) {
     return S_ISDIR(status.st_mode) ? FileKind::DIRECTORY : FileKind::OTHER;
 }
 
-long file_size(FILE* file) {
+int64_t file_size(FILE* file) {
     Status status;
     if (fstat(fileno(file), &status) != 0 || !S_ISREG(status.st_mode)) return -1;
-    return static_cast<long>(status.st_size);
+    return status.st_size;
 }
 
-void cut_file(const char* name, long size) { [[maybe_unused]] int failed = truncate(name, size); }
+void cut_file(const char* name, int64_t size) {
+    [[maybe_unused]] int failed = truncate(name, size);
+}
 
 void ignore_size_limits() { signal(SIGXFSZ, SIG_IGN); }
 
@@ -166,6 +168,8 @@ static void watch_for_the_end() {
         sigaction(signal_number, &action, nullptr);
     }
 }
+
+void end_at_once(int status) { quick_exit(status); }
 
 static FreshFile* find_free_slot() {
     for (FreshFile& fresh : fresh_files)

@@ -1,12 +1,10 @@
 #include "base/platform.h"
 
-#include <cerrno>
 #include <csignal>
 #include <cstdlib>
 #include <ctime>
 
 #include <poll.h>
-#include <pthread.h>
 #include <sched.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
@@ -23,6 +21,12 @@
 #ifdef MIRD_LEAK_SANITIZER
 #include <sanitizer/lsan_interface.h>
 #endif
+
+void prepare_platform(int&, char**&) {}
+
+// Clocks of these systems are fine enough by themselves.
+TimerError begin_fine_timer(int) { return TimerError::NONE; }
+void end_fine_timer() {}
 
 double monotonic_seconds() {
     timespec now = {};
@@ -44,6 +48,12 @@ void sleep_us(int microseconds) {
     nanosleep(&wait, nullptr);
 }
 
+void* allocate_lines(size_t bytes) {
+    return aligned_alloc(CACHE_LINE, (bytes + CACHE_LINE - 1) / CACHE_LINE * CACHE_LINE);
+}
+
+void free_lines(void* memory) { free(memory); }
+
 bool file_exists(const char* name) {
     struct stat status;
     return stat(name, &status) == 0;
@@ -54,6 +64,8 @@ bool same_file(const char* first, const char* second) {
     return stat(first, &one) == 0 && stat(second, &other) == 0 && one.st_dev == other.st_dev
         && one.st_ino == other.st_ino;
 }
+
+FILE* open_stream(const char* name, const char* mode) { return fopen(name, mode); }
 
 FILE* open_plain_file(const char* name, const char* mode) {
     struct stat status;
@@ -130,46 +142,4 @@ void free_pages(void* memory, size_t bytes) {
     if (!memory) return;
     forget_pages(memory, bytes);
     munmap(memory, bytes);
-}
-
-namespace {
-
-struct Start {
-    ThreadFunction function;
-    void* argument;
-};
-
-// Searches recurse 70 plies deep with small frames; this leaves a wide margin also for
-// sanitizers, and 160 of them stay small since only touched pages count.
-constexpr size_t STACK_BYTES = 4 << 20;
-
-} // namespace
-
-static void* thread_entry(void* memory) {
-    Start start = *static_cast<Start*>(memory);
-    free(memory);
-    start.function(start.argument);
-    return nullptr;
-}
-
-int start_joinable(ThreadHandle& handle, ThreadFunction function, void* argument) {
-    auto* start = static_cast<Start*>(malloc(sizeof(Start)));
-    if (!start) return ENOMEM;
-    *start = {function, argument};
-
-    pthread_t thread;
-    pthread_attr_t attributes;
-    int error = pthread_attr_init(&attributes);
-    if (error == 0) {
-        pthread_attr_setstacksize(&attributes, STACK_BYTES);
-        error = pthread_create(&thread, &attributes, thread_entry, start);
-        pthread_attr_destroy(&attributes);
-    }
-    if (error == 0) handle.id = static_cast<uint64_t>(thread);
-    else free(start);
-    return error;
-}
-
-int join_thread(ThreadHandle handle) {
-    return pthread_join(static_cast<pthread_t>(handle.id), nullptr);
 }

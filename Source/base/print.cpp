@@ -3,7 +3,6 @@
 #include <atomic>
 #include <cerrno>
 #include <cstdarg>
-#include <cstdlib>
 
 #include "base/files.h"
 #include "base/lock.h"
@@ -54,7 +53,7 @@ bool output_lost() { return line_lost.load(std::memory_order_relaxed) || output_
 
 void end_process(int status) {
     fflush(nullptr);
-    quick_exit(status);
+    end_at_once(status);
 }
 
 void log_line(const char* format, ...) {
@@ -76,7 +75,7 @@ void open_log() {
         store_shared(active_personality.Log, 0);
         return;
     }
-    FILE* file = fopen(LOG_NAME, "w");
+    FILE* file = open_stream(LOG_NAME, "w");
     lock(print_lock); // search threads look at log_file under this lock
     log_file = file;
     unlock(print_lock);

@@ -12,7 +12,7 @@
 #include "board/movetext.h"
 #include "book/polyglot_numbers.h"
 
-constexpr long ENTRY_BYTES = sizeof(BookEntry);
+constexpr off_t ENTRY_BYTES = sizeof(BookEntry);
 
 namespace {
 
@@ -132,15 +132,15 @@ Move unpack_book_move(const Position& pos, uint16_t packed) {
 }
 
 // The first entry of the key, by halving. Returns its index, or -1 if the file has none.
-static long find_first_entry(FILE* file, uint64_t key, BookEntry& found) {
-    if (fseek(file, -ENTRY_BYTES, SEEK_END) != 0) return -1;
+static off_t find_first_entry(FILE* file, uint64_t key, BookEntry& found) {
+    if (fseeko(file, -ENTRY_BYTES, SEEK_END) != 0) return -1;
     // Behind the last whole entry there may be a torn one, so that the place is no multiple.
-    long low = -1, high = ftell(file) / ENTRY_BYTES;
-    if (fseek(file, high * ENTRY_BYTES, SEEK_SET) != 0 || read_book_entry(file, found)) return -1;
+    off_t low = -1, high = ftello(file) / ENTRY_BYTES;
+    if (fseeko(file, high * ENTRY_BYTES, SEEK_SET) != 0 || read_book_entry(file, found)) return -1;
     while (high - low != 1) {
-        long middle = (high + low) / 2;
+        off_t middle = (high + low) / 2;
         BookEntry entry;
-        if (fseek(file, middle * ENTRY_BYTES, SEEK_SET) != 0 || read_book_entry(file, entry))
+        if (fseeko(file, middle * ENTRY_BYTES, SEEK_SET) != 0 || read_book_entry(file, entry))
             return -1; // the file shrinks while it is read
         if (key <= entry.key) {
             high = middle;
@@ -155,11 +155,11 @@ static long find_first_entry(FILE* file, uint64_t key, BookEntry& found) {
 // Collects the entries of the key. Returns false if the file has none.
 static bool collect_entries(FILE* file, uint64_t key, BookMoves& moves) {
     BookEntry entry;
-    long first = find_first_entry(file, key, entry);
+    off_t first = find_first_entry(file, key, entry);
     if (first < 0) return false;
     moves.count = 0;
     moves.total = 0;
-    fseek(file, (first + 1) * ENTRY_BYTES, SEEK_SET);
+    fseeko(file, (first + 1) * ENTRY_BYTES, SEEK_SET);
     do {
         moves.entries[moves.count++] = entry;
         moves.total += entry.weight;

@@ -182,20 +182,20 @@ static bool parse_line(Position& pos, GamesReader& reader, const char* line) {
 
 // The dots are all that standard output gets; where nobody sees them, a person at the terminal is
 // told on the error stream, with the share of a file whose length is known.
-static void show_progress(const GamesReader& reader, FILE* file, long bytes, bool watched) {
+static void show_progress(const GamesReader& reader, FILE* file, int64_t bytes, bool watched) {
     putchar('.');
     fflush(stdout);
     if (!watched) return;
     fprintf(stderr, "\r%d games", reader.games);
     if (bytes > 0)
         fprintf(stderr, ", %.0f%%",
-                100.0 * static_cast<double>(ftell(file)) / static_cast<double>(bytes));
+                100.0 * static_cast<double>(ftello(file)) / static_cast<double>(bytes));
 }
 
 // Reads all games. Returns false without memory.
 static bool read_games(FILE* file, GamesReader& reader) {
     const bool watched = is_terminal(stderr) && !is_terminal(stdout);
-    const long bytes = file_size(file);
+    const int64_t bytes = file_size(file);
 
     reader = {};
     reader.result = UNKNOWN; // moves before the first game count for nothing

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstdlib>
 
+#include "base/platform.h"
 #include "base/print.h"
 #include "board/bitboard.h"
 #include "eval/logistic.h"
@@ -17,19 +18,18 @@
 // well, and the material inputs. Positions of games have 53 at most.
 constexpr int MAX_ROWS = 2 * SQUARES + NN_MATERIAL_KINDS;
 
-constexpr int MIN_HIDDEN2 = 4;   // units; with fewer there is no second layer
-constexpr size_t ALIGNMENT = 64; // bytes, a cache line
+constexpr int MIN_HIDDEN2 = 4; // units; with fewer there is no second layer
 
 // One block holds the accumulators of both sides to move, the activated values and the second
 // layer, each rounded up to cache lines.
 static bool allocate_buffers(EvalState& eval) {
-    constexpr size_t LINE = ALIGNMENT / sizeof(float);
+    constexpr size_t LINE = CACHE_LINE / sizeof(float);
     size_t hidden1 = (nn_header.hidden1 + LINE - 1) / LINE * LINE;
     size_t hidden2 = (nn_header.hidden2 + LINE - 1) / LINE * LINE;
 
     NnFreeBuffers(eval);
     size_t bytes = (3 * hidden1 + hidden2) * sizeof(float);
-    auto* memory = static_cast<float*>(aligned_alloc(ALIGNMENT, bytes));
+    auto* memory = static_cast<float*>(allocate_lines(bytes));
     if (!memory) return false;
     for (NnCache& cache : eval.nn_cache) {
         cache.acc = memory;
@@ -44,7 +44,7 @@ static bool allocate_buffers(EvalState& eval) {
 }
 
 void NnFreeBuffers(EvalState& eval) {
-    free(eval.nn_cache[0].acc);
+    free_lines(eval.nn_cache[0].acc);
     eval.nn_acc = eval.nn_hidden2 = nullptr;
     for (NnCache& cache : eval.nn_cache) cache = {};
     eval.nn_generation = 0;

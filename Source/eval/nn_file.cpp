@@ -102,9 +102,9 @@ static bool load_embedded(NnHeader& net) {
 }
 
 // The length of a file in bytes; its place goes back to the start. -1 if it can't be told.
-static long file_length(FILE* file) {
-    if (fseek(file, 0, SEEK_END) != 0) return -1;
-    long length = ftell(file);
+static off_t file_length(FILE* file) {
+    if (fseeko(file, 0, SEEK_END) != 0) return -1;
+    off_t length = ftello(file);
     rewind(file);
     return length;
 }

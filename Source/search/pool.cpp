@@ -185,8 +185,7 @@ static void run_search_threads() {
 
 static void master_thread(void*) {
     for (int seen = NO_THINK;;) {
-        think_number.wait(seen, std::memory_order_acquire);
-        seen = think_number.load(std::memory_order_acquire);
+        seen = wait_for_number(think_number, seen);
         if (seen == NO_THINK) return;
         if (setup_master_record() != 0) end_process(-1);
         report_copy();
@@ -213,14 +212,9 @@ static int next_think() {
     return last == INT_MAX ? NO_THINK + 1 : last + 1;
 }
 
-static void wake_master(int think) {
-    think_number.store(think, std::memory_order_release);
-    think_number.notify_one();
-}
-
 void end_search_threads() {
     if (master_started) {
-        wake_master(NO_THINK);
+        set_number(think_number, NO_THINK);
         if (join_thread(master_handle) != 0) exit(-1);
         master_started = false;
     }
@@ -235,7 +229,7 @@ int start_search(int state) {
     set_relaxed(engine.game_state, state);
     copies_left.store(engine.num_threads > 1 ? engine.num_threads : 1, std::memory_order_relaxed);
     if (int error = start_master()) return error;
-    wake_master(next_think());
+    set_number(think_number, next_think());
     return 0;
 }
 

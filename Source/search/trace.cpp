@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "base/platform.h"
 #include "base/print.h"
 #include "base/state.h"
 #include "board/make.h"
@@ -14,7 +15,7 @@ static FILE* trace_file;
 
 void open_trace() {
     if (!shell.trace_level || trace_file) return;
-    trace_file = fopen("trace.txt", "w");
+    trace_file = open_stream("trace.txt", "w");
     if (!trace_file) exit(0);
 }
 

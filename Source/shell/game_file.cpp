@@ -145,7 +145,7 @@ void save_game(Position& pos) {
 
     FILE* file = open_plain_file(NAME, "a");
     if (!file) return;
-    const long old_size = file_size(file);
+    const int64_t old_size = file_size(file);
     const int length = pos.owner->undo_index;
     rewind_game(pos);
     fprintf(file, "[Event \"Unknown\"]\n");

@@ -101,6 +101,7 @@ void shut_down_engine() {
     free_search_thread(main_thread);
     main_thread = nullptr;
     NnUnload();
+    end_fine_timer();
     close_log();
 }
 
@@ -128,8 +129,21 @@ static void run_mode(const CommandLine& line) {
     }
 }
 
+// Rests and waits as fine as the mode wants them; an engine that can't have that plays all the
+// same.
+static void set_timer(RunMode mode) {
+    constexpr int GAME_MS = 5, TUNE_MS = 1;
+    const bool tuning = mode == MODE_TUNE_DATA_1 || mode == MODE_TUNE_DATA_2;
+    switch (begin_fine_timer(tuning ? TUNE_MS : GAME_MS)) {
+    case TimerError::NONE: break;
+    case TimerError::UNKNOWN_RANGE: printf("error setting timer resolution\n"); break;
+    case TimerError::REFUSED: PrintFormat("Error setting timer resolution");
+    }
+}
+
 int run_program(int argc, char** argv) {
     hold_standard_streams();
+    prepare_platform(argc, argv);
     ignore_broken_pipes();
     ignore_size_limits();
     find_program_directory(argv[0]);
@@ -149,6 +163,7 @@ int run_program(int argc, char** argv) {
     active_personality.Hash = default_personality.Hash;
     if (!init_hash()) return 1;
     open_log();
+    set_timer(line.run_mode);
     default_personality = active_personality;
     if (active_personality.ConfigFilePath[0]) LoadConfig();
     rebuild_evaluation();

@@ -1,8 +1,7 @@
 // platform_map.h: what the endgame tables need of the operating system: opening a file and
 // mapping it into memory.
 //
-// One implementation for POSIX systems; another system brings its own platform_map_*.cpp with the
-// same functions. All of them run under the lock of first use or between searches, except
+// Implemented in platform_map_posix.cpp and platform_map_windows.cpp. All functions run under the lock of first use or between searches, except
 // mapping_lost, which any thread may call.
 
 #pragma once
@@ -24,7 +23,9 @@ struct FileMapping {
 int open_file(const char* path);
 void close_file(int file);
 
-// Maps an open file. Returns 0, or the system's error number; the mapping is then empty.
+// Maps an open file. Returns 0, or the system's error number; the mapping is then empty. Windows
+// maps in two steps: NO_SECTION is the first one's failure.
+constexpr int NO_SECTION = -1;
 int map_file(FileMapping& mapping, int file);
 
 // Releases a mapping and empties it. Returns 0, or the system's error number.

@@ -276,8 +276,10 @@ const uint8_t* tb_map_file(const char* name, const char* suffix, FileMapping* ma
     int error = map_file(*mapping, file);
     close_file(file);
     if (error != 0) {
-        fprintf(stderr, "MapViewOfFile() failed, name = %s%s, error = %lu.\n", name, suffix,
-                static_cast<unsigned long>(error));
+        if (error == NO_SECTION) fputs("CreateFileMapping() failed.\n", stderr);
+        else
+            fprintf(stderr, "MapViewOfFile() failed, name = %s%s, error = %lu.\n", name, suffix,
+                    static_cast<unsigned long>(error));
         end_process(1); // a search may ask for the table
     }
     return mapping->data;

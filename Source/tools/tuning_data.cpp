@@ -32,7 +32,7 @@ struct Run {
     FILE* out;
     int mode;
     bool show_progress;
-    long size;    // bytes of the input, -1 where that can't be known
+    int64_t size; // bytes of the input, -1 where that can't be known
     int searched; // positions
     int written;  // lines
     double shown; // monotonic seconds of the last progress line
@@ -195,7 +195,7 @@ static void show_progress(Run& run) {
     fprintf(stderr, "\r%d positions", run.searched);
     if (run.size > 0)
         fprintf(stderr, ", %.1f %% ",
-                100.0 * static_cast<double>(ftell(run.in)) / static_cast<double>(run.size));
+                100.0 * static_cast<double>(ftello(run.in)) / static_cast<double>(run.size));
 }
 
 static void prepare_run(Run& run) {
