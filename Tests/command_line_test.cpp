@@ -377,6 +377,52 @@ INSTANTIATE_TEST_SUITE_P(
         SizeCase{"NodesOverrideDepth", {"-d", "5", "-n", "100000"}, 4}),
     [](const auto& test) { return test.param.name; });
 
+TEST_F(CommandLineOptions, AnUnknownWordIsToldOnTheErrorStreamAndSkipped) {
+    testing::internal::CaptureStderr();
+    CommandLine line = parse({"-hash", "8", "-hsah", "-c"});
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "unknown option '-hsah', see --help\n");
+    EXPECT_EQ(line.run_mode, MODE_GAME);
+    EXPECT_EQ(default_personality.Hash, 8);
+    EXPECT_EQ(relaxed(shell.uci_mode), 0);
+}
+
+TEST_F(CommandLineOptions, KnownWordsAndTheirValuesAreNotTold) {
+    testing::internal::CaptureStderr();
+    parse({"bench", "-o", "some file", "-d", "4", "-scan_pgn", "games.pgn", "-scan_pgn9", "x",
+           "-numa", "-tbx", "-quiet"});
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+}
+
+TEST(TellingOfItself, HelpNamesTheOptionsOnAScreenOrTwo) {
+    RunOutput help = run({"--help"});
+    EXPECT_EQ(help.status, 0);
+    EXPECT_LE(help.lines.size(), 60u);
+    std::string text;
+    for (const std::string& line : help.lines) {
+        EXPECT_LE(line.size(), 100u) << line;
+        text += line + "\n";
+    }
+    for (const char* option : {"-uci", "-c ", "-cfg FILE", "-hash MB", "-threads N", "-d PLIES",
+                               "-bench", "-anepd FILE", "-mkbook PGN", "--version"})
+        EXPECT_NE(text.find(option), std::string::npos) << option;
+}
+
+TEST(TellingOfItself, VersionTellsBuildPathsAndNetwork) {
+    RunOutput version = run({"--version"});
+    EXPECT_EQ(version.status, 0);
+    ASSERT_EQ(version.lines.size(), 4u);
+    EXPECT_EQ(version.lines[0], "Mird 5.50");
+    EXPECT_EQ(version.lines[1].rfind("build: ", 0), 0u);
+    EXPECT_NE(version.lines[2].find(" plain"), std::string::npos);
+    EXPECT_NE(version.lines[2].find("; in use: "), std::string::npos);
+    EXPECT_EQ(version.lines[3].rfind("network: embedded, ", 0), 0u);
+}
+
+TEST(TellingOfItself, OnlyAsTheFirstWord) {
+    RunOutput late = run({"-c", "--version"}, "quit\n");
+    EXPECT_EQ(late.lines[0], "info string Hello from Mird 5.50");
+}
+
 TEST(RunModes, MakeConfigWritesNothingAndEndsNormally) {
     std::string directory = fresh_directory();
     Program program = start_program({"-mkconfig"}, directory);

@@ -1,5 +1,6 @@
 // Data files: what their headers say, how they grow, are resumed and read.
 
+#include "base/checksum.h"
 #include "search_fixture.h"
 #include "training_support.h"
 

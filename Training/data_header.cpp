@@ -120,10 +120,3 @@ std::string describe_header(const DataHeader& header) {
               + scorer_text(header.source);
     return text;
 }
-
-uint64_t add_checksum(uint64_t sum, const void* bytes, size_t count) {
-    constexpr uint64_t PRIME = 0x100000001B3ULL;
-    const auto* next = static_cast<const unsigned char*>(bytes);
-    for (size_t i = 0; i < count; i++) sum = (sum ^ next[i]) * PRIME;
-    return sum;
-}

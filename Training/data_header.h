@@ -77,7 +77,3 @@ std::string differing_setting(const DataHeader& file, const DataHeader& run);
 
 // What a header says, on one line without its end.
 std::string describe_header(const DataHeader& header);
-
-// FNV-1a, 64 bits, of some bytes; `sum` is that of the bytes in front of them.
-constexpr uint64_t EMPTY_CHECKSUM = 0xCBF29CE484222325ULL;
-uint64_t add_checksum(uint64_t sum, const void* bytes, size_t count);

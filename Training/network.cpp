@@ -7,6 +7,7 @@
 
 #include "Training/data_header.h"
 #include "Training/safe_file.h"
+#include "base/checksum.h"
 #include "eval/logistic.h"
 #include "eval/nn.h"
 #include "eval/nn_kernels.h"

@@ -8,6 +8,7 @@
 
 #include "Training/data_file.h"
 #include "Training/data_header.h"
+#include "base/checksum.h"
 #include "base/random.h"
 
 constexpr size_t RUN_WORDS = RUN_RECORDS / 64; // of bits

@@ -23,6 +23,7 @@
 #include "Training/ply_filter.h"
 #include "Training/ply_record.h"
 #include "Training/team.h"
+#include "base/checksum.h"
 
 // Consecutive records of one file that stay together. One that is read takes 256 KiB.
 constexpr uint64_t RUN_RECORDS = 8192;

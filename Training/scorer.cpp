@@ -1,6 +1,7 @@
 #include "Training/scorer.h"
 
 #include "Training/selfplay_game.h"
+#include "base/checksum.h"
 #include "base/state.h"
 #include "board/position.h"
 #include "eval/nn.h"

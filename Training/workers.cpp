@@ -14,6 +14,7 @@
 #include "Training/data_header.h"
 #include "Training/ply_file.h"
 #include "Training/scorer.h"
+#include "base/checksum.h"
 #include "base/platform.h"
 #include "base/random.h"
 #include "base/state.h"

@@ -9,6 +9,7 @@
 
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 struct EvalState;
@@ -55,6 +56,13 @@ void NnLoad();
 // Returns false if it can't be opened or, which is told on standard error, not wholly written; an
 // old file is then as it was.
 bool NnSave(const char* name);
+
+// Size and checksum of the embedded network's file.
+struct NnFileBytes {
+    size_t size;
+    uint64_t checksum;
+};
+NnFileBytes NnEmbeddedFile();
 
 // Gives the network's memory back; there is none afterwards.
 void NnUnload();

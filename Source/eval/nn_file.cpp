@@ -6,6 +6,7 @@
 #include <cstring>
 #include <ctime>
 
+#include "base/checksum.h"
 #include "base/files.h"
 #include "base/platform.h"
 #include "base/platform_files.h"
@@ -89,8 +90,14 @@ static void allocate_weights(NnHeader& net) {
     net.extras = net.biases + net.bias_count;
 }
 
+static size_t embedded_size() { return static_cast<size_t>(nn_embedded_end - nn_embedded); }
+
+NnFileBytes NnEmbeddedFile() {
+    return {embedded_size(), add_checksum(EMPTY_CHECKSUM, nn_embedded, embedded_size())};
+}
+
 static bool load_embedded(NnHeader& net) {
-    auto size = static_cast<size_t>(nn_embedded_end - nn_embedded);
+    const size_t size = embedded_size();
     if (size < HEADER_BYTES) return false;
     parse_header(net, nn_embedded);
     auto stored = static_cast<int64_t>((size - HEADER_BYTES) / WEIGHT_BYTES);

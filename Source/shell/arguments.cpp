@@ -6,6 +6,7 @@
 #include "base/state.h"
 #include "base/text.h"
 #include "search/limits.h"
+#include "shell/help.h"
 #include "shell/start.h"
 #include "shell/strength.h"
 
@@ -158,6 +159,8 @@ CommandLine parse_arguments(int argc, char** argv) {
     Cursor cursor = {argc, argv, 1};
     parse_bench_word(cursor, line);
     for (; cursor.at < cursor.count && line.exit_status == 0; cursor.at++) {
+        const char* word = cursor.texts[cursor.at];
+        if (!is_known_option(word)) fprintf(stderr, "unknown option '%s', see --help\n", word);
         Personality& p = default_personality;
         if (is(cursor, "-uci")) set_relaxed(shell.uci_mode, 1);
         if (is(cursor, "-c")) set_relaxed(shell.uci_mode, 0);

@@ -21,6 +21,7 @@
 #include "search/thread.h"
 #include "shell/bench.h"
 #include "shell/calibration.h"
+#include "shell/help.h"
 #include "shell/loop.h"
 #include "shell/options.h"
 #include "shell/think.h"
@@ -147,6 +148,7 @@ int run_program(int argc, char** argv) {
     ignore_broken_pipes();
     ignore_size_limits();
     find_program_directory(argv[0]);
+    if (argc > 1 && tell_of_itself(argv[1])) return 0;
     if (!init_records()) return 1;
 
     CommandLine line = parse_arguments(argc, argv);
