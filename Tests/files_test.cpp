@@ -11,7 +11,6 @@
 
 #include <sys/resource.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 
 #include "base/platform_files.h"
 #include "shell_fixture.h"

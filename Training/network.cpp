@@ -5,11 +5,11 @@
 #include <cstdint>
 #include <cstdio>
 
-#include "Training/data_header.h"
 #include "Training/safe_file.h"
 #include "base/checksum.h"
 #include "eval/logistic.h"
 #include "eval/nn.h"
+#include "eval/nn_inputs.h"
 #include "eval/nn_kernels.h"
 
 namespace {

@@ -17,7 +17,6 @@
 #include <string>
 #include <vector>
 
-#include "Training/data_header.h"
 #include "Training/huge_pages.h"
 #include "Training/ply_data.h"
 #include "Training/ply_filter.h"

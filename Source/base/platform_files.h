@@ -1,7 +1,8 @@
 // platform_files.h: what files need of the operating system: what a name leads to, the three
 // standard streams as files, and new files that take the place of old ones.
 //
-// Implemented in platform_files_posix.cpp and platform_files_windows.cpp. Main thread only. files.h is what the rest of the engine calls.
+// Implemented in platform_files_posix.cpp and platform_files_windows.cpp. Main thread only. files.h
+// is what the rest of the engine calls.
 
 #pragma once
 

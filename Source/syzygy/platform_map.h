@@ -1,8 +1,8 @@
 // platform_map.h: what the endgame tables need of the operating system: opening a file and
 // mapping it into memory.
 //
-// Implemented in platform_map_posix.cpp and platform_map_windows.cpp. All functions run under the lock of first use or between searches, except
-// mapping_lost, which any thread may call.
+// Implemented in platform_map_posix.cpp and platform_map_windows.cpp. All functions run under the
+// lock of first use or between searches, except mapping_lost, which any thread may call.
 
 #pragma once
 
