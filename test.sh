@@ -6,9 +6,9 @@
 #
 # With MIRD_CI set, clang-tidy and include-what-you-use look at all files and not
 # only at those that have changed, the training programs are built and run by Slurm
-# and over ssh, and a Debug build, two sanitizer builds and one by clang++ follow, which
-# has sanitizers and the fuzz targets. Tests that need large data look for it where
-# MIRD_TEST_DATA says.
+# and over ssh, a network is made from nothing at the smallest scale, and three Debug
+# builds with sanitizers follow, one of them by clang++, with the fuzz targets. Tests
+# that need large data look for it where MIRD_TEST_DATA says.
 # Exit status 0 means that every stage was passed; the first failure ends the run.
 
 set -eu
@@ -51,9 +51,6 @@ run_preset() {
 stage "Release: all tests"
 run_preset release
 if [ -z "${MIRD_CI:-}" ]; then exit 0; fi
-
-stage "Debug: short tests"
-run_preset debug
 
 stage "Address and undefined behaviour sanitizers: short tests"
 run_preset asan
