@@ -88,6 +88,15 @@ def mutants_of(path):
     return found
 
 
+def spread(lists, rng):
+    """One mutant of each file in turn, so that tables of numbers don't make up most of them."""
+    for mutants in lists:
+        rng.shuffle(mutants)
+    rng.shuffle(lists)
+    return [mutants[i] for i in range(max(map(len, lists), default=0)) for mutants in lists
+            if i < len(mutants)]
+
+
 class Copy:
     """The copy of the source and its build."""
 
@@ -125,17 +134,20 @@ class Copy:
                              env=environment, check=False)
         return run.returncode == 0
 
-    def change(self, mutant, back=False):
+    def change(self, mutant):
+        """Puts a mutant in place. Returns the text that was there, for restore."""
         path, number, column, old, new = mutant
         file = self.source / path
-        if back:
-            shutil.copy(ROOT / path, file)
-            return
-        lines = file.read_text().split("\n")
+        kept = file.read_text()
+        lines = kept.split("\n")
         line = lines[number - 1]
         assert line[column:].startswith(old)
         lines[number - 1] = line[:column] + new + line[column + len(old):]
         file.write_text("\n".join(lines))
+        return kept
+
+    def restore(self, mutant, kept):
+        (self.source / mutant[0]).write_text(kept)
 
     def totals(self):
         """Both node totals, or why there are none."""
@@ -225,8 +237,7 @@ def main():
     options = arguments()
     files = options.files or [str(file.relative_to(ROOT)) for folder in FOLDERS
                               for file in sorted((ROOT / "Source" / folder).glob("*.cpp"))]
-    mutants = [mutant for path in files for mutant in mutants_of(path)]
-    random.Random(options.seed).shuffle(mutants)
+    mutants = spread([mutants_of(path) for path in files], random.Random(options.seed))
 
     copy = Copy(options.build.resolve(), options.jobs)
     start = time.monotonic()
@@ -246,16 +257,16 @@ def main():
         if done == options.count:
             break
         path, number, _, old, new = mutant
-        copy.change(mutant)
+        kept = copy.change(mutant)
         caught = catch(copy, mutant, expected)
-        copy.change(mutant, back=True)
+        copy.restore(mutant, kept)
         if caught is None:
             continue
         done += 1
         what = f"{path}:{number}: {old} -> {new or 'nothing'}"
         print(f"{done:4} {what}: {caught or 'SURVIVES'}", flush=True)
         if not caught:
-            survivors.append((what, (ROOT / path).read_text().splitlines()[number - 1].strip()))
+            survivors.append((what, kept.split("\n")[number - 1].strip()))
 
     print(f"\n{done - len(survivors)} of {done} mutants caught")
     for what, line in survivors:

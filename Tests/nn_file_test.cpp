@@ -103,6 +103,7 @@ TEST_F(NetworkFiles, WeightsAreRoundedWhenWritten) {
 
 TEST_F(NetworkFiles, AFileWrittenAgainIsTheSame) {
     NetworkFile shape;
+    shape.hidden1 = 80; // the number of weights fills both of its halves
     shape.hidden2 = 5;
     NetworkFile net = random_network(shape);
     net.weights[0] = 32767;

@@ -10,6 +10,7 @@
 
 #include <sys/stat.h>
 
+#include "eval/pst.h"
 #include "hce_support.h"
 #include "shell/think.h"
 
@@ -164,6 +165,29 @@ TEST_F(Params, TellingSquaresOfTheTables) {
     for (const auto& c : cases)
         EXPECT_EQ(row_halves(c.first + square(c.place)), c.expected)
             << eval_params[c.first].name << ' ' << c.place;
+}
+
+// Many squares are so rare that no node total tells of them. Whoever fits the tables anew writes
+// down the new sums.
+TEST_F(Params, NoSquareOfTheTablesChangesUnnoticed) {
+    struct {
+        const char* name;
+        uint32_t sum;
+    } const cases[] = {
+        {"PST_P1", 0xA498AFB2}, {"PST_CP", 0xA2AB55ED}, {"PST_DP", 0x3B8B01BA},
+        {"PST_N1", 0xF4CC9FA3}, {"PST_B1", 0x40B2A91F}, {"PST_R1", 0xE5F17090},
+        {"PST_Q1", 0xB11B4FC2}, {"PST_K", 0x7E9826DE},  {"PST_P2", 0xA0CF996E},
+        {"PST_N2", 0xC3ADF6E6}, {"PST_B2", 0xF2485CB0}, {"PST_R2", 0x31FDE424},
+        {"PST_Q2", 0x9162593F},
+    };
+    static_assert(std::size(cases) == PST_TABLES);
+    for (int table = 0; table < PST_TABLES; table++) {
+        uint32_t sum = 0;
+        for (const PstPair& pair : PST_DEFAULTS[table].rows)
+            for (int16_t value : {pair.mg, pair.eg}) sum = sum * 31 + static_cast<uint16_t>(value);
+        EXPECT_STREQ(PST_DEFAULTS[table].name, cases[table].name);
+        EXPECT_EQ(sum, cases[table].sum) << cases[table].name;
+    }
 }
 
 TEST_F(Params, SquaresThatAreNeverLookedUpAreZero) {
