@@ -150,12 +150,15 @@ INSTANTIATE_TEST_SUITE_P(All, FaultyJob, testing::ValuesIn(JOBS),
                          [](const auto& test) { return test.param.name; });
 
 TEST_F(Faults, NoThreadThatCantStartBringsASessionDown) {
+    constexpr int NO_THREAD = 255; // what is left of -1
+
     const std::string directory = directory_with_files();
     for (int n = 1;; n++) {
         ASSERT_LT(n, 100);
         FaultRun run = run_with_fault("thread " + std::to_string(n), {"-hash", "1"}, busy_session(),
                                       directory);
         ASSERT_GE(run.status, 0) << "thread " << n << "\n" << joined(run.program.lines);
+        EXPECT_EQ(run.status, run.happened ? NO_THREAD : 0) << "thread " << n;
         if (!run.happened) break;
     }
 }
