@@ -42,6 +42,10 @@ if(Python3_FOUND)
     add_script(recipe 600 ${PROJECT_BINARY_DIR})
     set_tests_properties(recipe PROPERTIES RESOURCE_LOCK build COST 900)
 
+    # The program for Windows, under Wine.
+    add_script(windows 900)
+    set_tests_properties(windows PROPERTIES RESOURCE_LOCK build COST 800)
+
     # These take long where many files have changed, so they begin first.
     foreach(name tidy includes)
         add_script(${name} 1200 ${CMAKE_CURRENT_BINARY_DIR}/known_to_${name}.txt)
