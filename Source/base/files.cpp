@@ -14,6 +14,17 @@ void tell_file_error(const char* what, const char* name, int error) {
     else fprintf(stderr, "Can't %s '%s'\n", what, name);
 }
 
+bool name_fresh_file(FreshFile& fresh, int number) {
+    char end[16] = ".part";
+    if (number > 1) snprintf(end, sizeof end, ".part%d", number);
+    const size_t length = strlen(fresh.target);
+    errno = ENAMETOOLONG;
+    if (length + sizeof end > FILE_PATH_LENGTH) return false;
+    memcpy(fresh.name, fresh.target, length);
+    memcpy(fresh.name + length, end, sizeof end);
+    return true;
+}
+
 FILE* open_input(const char* name) {
     FILE* file = nullptr;
     if (kind_of_file(name) == FileKind::DIRECTORY) {

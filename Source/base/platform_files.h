@@ -55,6 +55,11 @@ struct FreshFile {
     char target[FILE_PATH_LENGTH]; // the name asked for, symbolic links followed
 };
 
+// Gives a fresh file the name that comes first, or the one to try when `number` - 1 others are
+// taken. Returns false, with errno set, if it is too long. The same on all systems, in files.cpp.
+constexpr int FRESH_NAMES = 99;
+bool name_fresh_file(FreshFile& fresh, int number);
+
 // Creates a file beside the plain or missing file `name`, with its owner and permissions, or those
 // of any new file. Returns null, with errno set, if that can't be done or `name` may not be
 // written; else `fresh` is due to put_in_place or remove_fresh.

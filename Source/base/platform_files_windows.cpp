@@ -168,15 +168,8 @@ static int create_new(const char* name) {
 
 // Creates the file under the first name that is free. Returns its descriptor, or -1.
 static int create_numbered(FreshFile& fresh) {
-    constexpr int MAX_NUMBER = 99;
-    for (int number = 1; number <= MAX_NUMBER; number++) {
-        char end[16] = ".part";
-        if (number > 1) snprintf(end, sizeof end, ".part%d", number);
-        const size_t length = strlen(fresh.target);
-        errno = ENAMETOOLONG;
-        if (length + sizeof end > FILE_PATH_LENGTH) return -1;
-        memcpy(fresh.name, fresh.target, length);
-        memcpy(fresh.name + length, end, sizeof end);
+    for (int number = 1; number <= FRESH_NAMES; number++) {
+        if (!name_fresh_file(fresh, number)) return -1;
         int descriptor = create_new(fresh.name);
         if (descriptor >= 0 || errno != EEXIST) return descriptor;
     }
