@@ -20,7 +20,7 @@ import tempfile
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 RECIPE = ROOT / "Training" / "recipe.py"
 PROGRAMS = ["selfplay", "plyconvert", "train", "match"]
-SCALE = "0.0004"
+SCALE = "0.0002"
 STEPS = ["openings", "games-0", "network-1", "games-1", "network-2", "games-2", "network-3",
          "games-3", "network", "gate"]
 

@@ -270,7 +270,8 @@ TEST_F(Selfplay, InterruptionLeavesWholeGames) {
     kill(child, SIGTERM);
     int status = -1;
     ASSERT_EQ(waitpid(child, &status, 0), child);
-    EXPECT_EQ(status, 0);
+    ASSERT_TRUE(WIFEXITED(status));
+    EXPECT_EQ(WEXITSTATUS(status), SELFPLAY_STOPPED);
     for (int worker = 0; worker < 2; worker++)
         for (const auto& game : games_of(settings, worker)) {
             int bad = 0;

@@ -30,8 +30,9 @@ WORKERS = 16  # of self-play, on any number of processors, since games belong to
 SELFPLAY = ["--nodes", "200", "--hash", "2", "--threads", WORKERS]
 
 # Generations of games: seed and positions at scale 1. The first is by the hand-crafted evaluation,
-# each further one by the network that was trained on all before it.
-GENERATIONS = [(100, 50_000_000), (200, 50_000_000), (300, 50_000_000), (400, 52_000_000)]
+# each further one by the network that was trained on all before it, and larger, since better games
+# teach more.
+GENERATIONS = [(100, 6_000_000), (200, 44_000_000), (300, 70_000_000), (400, 84_000_000)]
 LEAST_POSITIONS = 20_000
 
 TRAIN = ["--rate", "0.0012", "--lambda", "0.85", "--last-lambda", "0.7", "--seed", "1"]

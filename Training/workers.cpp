@@ -142,7 +142,7 @@ static int run_worker(const WorkerTask& task, const SelfplaySettings& settings,
         publish_counts(report, file.counts);
     }
     close_ply_file(file);
-    return 0;
+    return relaxed(selfplay_interrupted) ? SELFPLAY_STOPPED : 0;
 }
 
 namespace {
@@ -204,15 +204,14 @@ static void report_progress(const SelfplaySettings& settings, const Progress& pr
             left);
 }
 
-// Waits for the workers; reports now and then, and passes an interruption on. Returns the number
-// of workers that failed.
+// Waits for the workers; reports now and then, and passes an interruption on. Returns 1 if one of
+// them failed, else SELFPLAY_STOPPED if one was stopped, else 0.
 static int watch_workers(const SelfplaySettings& settings, const WorkerReport* reports,
                          std::vector<pid_t> workers) {
     constexpr int LOOK_MS = 50;
     constexpr double REPORT_SECONDS = 10.0;
 
-    int failed = 0;
-    bool told = false;
+    bool failed = false, stopped = false, told = false;
     Progress progress = {};
     double next_report = 0.0;
     while (!workers.empty()) {
@@ -224,7 +223,8 @@ static int watch_workers(const SelfplaySettings& settings, const WorkerReport* r
         for (size_t i = workers.size(); i-- > 0;) {
             int status = 0;
             if (waitpid(workers[i], &status, WNOHANG) == 0) continue;
-            failed += !WIFEXITED(status) || WEXITSTATUS(status) != 0;
+            const int ended_with = WIFEXITED(status) ? WEXITSTATUS(status) : 1;
+            (ended_with == SELFPLAY_STOPPED ? stopped : failed) |= ended_with != 0;
             workers.erase(workers.begin() + static_cast<std::ptrdiff_t>(i));
         }
         bool all_play = sum_reports(progress.counts, reports, settings.workers);
@@ -238,7 +238,8 @@ static int watch_workers(const SelfplaySettings& settings, const WorkerReport* r
         report_progress(settings, progress);
         next_report += REPORT_SECONDS;
     }
-    return failed;
+    if (failed) return 1;
+    return stopped ? SELFPLAY_STOPPED : 0;
 }
 
 static WorkerReport* share_reports(int workers) {
@@ -296,10 +297,10 @@ int run_selfplay(const SelfplaySettings& settings) {
         fprintf(stderr, "can't start a worker: %s\n", strerror(errno));
         set_relaxed(selfplay_interrupted, 1);
     }
-    int failed = watch_workers(settings, reports, workers);
+    const int status = watch_workers(settings, reports, workers);
 
     sigaction(SIGINT, &old_int, nullptr);
     sigaction(SIGTERM, &old_term, nullptr);
     munmap(reports, static_cast<size_t>(settings.workers) * sizeof(WorkerReport));
-    return failed > 0 || !all_started;
+    return all_started ? status : 1;
 }

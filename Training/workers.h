@@ -11,6 +11,10 @@
 
 #include "Training/selfplay_game.h"
 
+// Status of a run that SIGINT or SIGTERM has ended ahead of its goals, so that a script doesn't take
+// its games for all of them.
+constexpr int SELFPLAY_STOPPED = 3;
+
 struct SelfplaySettings {
     GameSettings game;      // how each game is played
     std::string out;        // directory of the files; made if it is missing
@@ -30,5 +34,5 @@ std::string ply_file_name(const SelfplaySettings& settings, int worker);
 // until SIGINT or SIGTERM comes, which drops the games under way. A game depends on seed, worker
 // and its number in the file alone; workers go on behind the games that their files hold. Files
 // that were made with other settings are left alone, and the run does not begin.
-// Returns 0, or 1 after a message on standard error if a worker failed.
+// Returns 0; 1 after a message on standard error if a worker failed; SELFPLAY_STOPPED.
 int run_selfplay(const SelfplaySettings& settings);
