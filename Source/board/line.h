@@ -16,7 +16,11 @@ struct Line {
     int16_t undo_index;                           // used records of undo_stack
     int16_t ply;    // of the current node; stepped together with undo_index; 1 is the root
     Move last_move; // led to the current node; 0 after a null move
+    int32_t folded; // moves of the game in front of the records, see fold_game
 };
+
+// Plies of the game since the position was set up.
+inline int moves_played(const Line& line) { return line.folded + line.undo_index; }
 
 // Forgets all moves: the position stands as if it had been set up. The first two records become
 // empty, since a record without a move ends both the replay of a game and the look for
@@ -24,6 +28,7 @@ struct Line {
 inline void clear_line(Line& line) {
     line.undo_stack[0] = line.undo_stack[1] = {};
     line.undo_index = 0;
+    line.folded = 0;
     line.ply = 1;
     line.last_move = NULL_MOVE;
 }

@@ -1,5 +1,6 @@
 #include "board/make.h"
 
+#include <algorithm>
 #include <cstring>
 
 #include "board/castling.h"
@@ -141,6 +142,18 @@ void make_game_move(Position& pos, Move move) {
     }
     make_move(pos, move);
     line.ply = 1;
+}
+
+void fold_game(Position& pos) {
+    constexpr int LAST_MOVES = 2; // are kept in any case: what a reply answers
+    Line& line = *pos.owner;
+    int kept = std::min<int>(line.undo_index, std::max<int>(pos.halfmoves, LAST_MOVES));
+    int forgotten = line.undo_index - kept;
+    memmove(line.undo_stack, line.undo_stack + forgotten,
+            static_cast<size_t>(kept) * sizeof(UndoRecord));
+    line.undo_stack[kept].move = NULL_MOVE;
+    line.undo_index = static_cast<int16_t>(kept);
+    line.folded += forgotten;
 }
 
 uint64_t likely_key_after(const Position& pos, const MoveEntry& entry) {

@@ -18,6 +18,10 @@ void make_move(Position& pos, Move move);
 // a game of any length can be played on; repetitions lie far behind them.
 void make_game_move(Position& pos, Move move);
 
+// Forgets the records of the game that no repetition can reach any more, so that a search has the
+// rest of the stack for itself. The moves can no longer be taken back; moves_played counts them.
+void fold_game(Position& pos);
+
 // The key that an ordinary move leads to. Castling, en passant, promotions, double pushes and lost
 // rights are left out, so that it is good for a prefetch only.
 uint64_t likely_key_after(const Position& pos, const MoveEntry& entry);
