@@ -25,6 +25,13 @@ bool name_fresh_file(FreshFile& fresh, int number) {
     return true;
 }
 
+const char* file_trouble(const char* name) {
+    const int error = errno;
+    const FileKind kind = kind_of_file(name);
+    return kind == FileKind::DIRECTORY || kind == FileKind::OTHER ? "it is no plain file"
+                                                                  : strerror(error);
+}
+
 FILE* open_input(const char* name) {
     FILE* file = nullptr;
     if (kind_of_file(name) == FileKind::DIRECTORY) {

@@ -22,6 +22,9 @@ extern std::atomic<bool> file_failed;
 // `error`; 0 stands for an unknown reason.
 void tell_file_error(const char* what, const char* name, int error);
 
+// Why open_plain_file has just returned null for that name, in words that stay until the next call.
+const char* file_trouble(const char* name);
+
 // Opens an input. Returns null, and says so, for a directory or what can't be opened.
 FILE* open_input(const char* name);
 

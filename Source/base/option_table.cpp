@@ -1,5 +1,6 @@
 #include "base/option_table.h"
 
+#include <cctype>
 #include <cstring>
 
 #include "base/text.h"
@@ -64,6 +65,27 @@ std::span<const Option> all_options() { return OPTIONS; }
 const Option* find_option(const char* name) {
     for (const Option& option : OPTIONS)
         if (option.kind != CONSOLE_ONLY && strcmp(option.name, name) == 0) return &option;
+    return nullptr;
+}
+
+// The next character of a name that counts: no blank or "_", in lower case; 0 at the end.
+static char next_name_letter(const char*& text) {
+    while (*text == ' ' || *text == '_') text++;
+    return *text ? static_cast<char>(tolower(static_cast<unsigned char>(*text++))) : '\0';
+}
+
+static bool same_name(const char* a, const char* b) {
+    char letter = 0;
+    do {
+        letter = next_name_letter(a);
+        if (letter != next_name_letter(b)) return false;
+    } while (letter);
+    return true;
+}
+
+const Option* find_option_by_sound(const char* name) {
+    for (const Option& option : OPTIONS)
+        if (option.kind != CONSOLE_ONLY && same_name(option.name, name)) return &option;
     return nullptr;
 }
 

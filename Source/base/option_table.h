@@ -75,6 +75,9 @@ std::span<const Option> all_options();
 // The row of an option that setoption may change, or null. An empty name has none.
 const Option* find_option(const char* name);
 
+// The same without regard to case, blanks and "_": "Move Overhead" is MoveOverhead.
+const Option* find_option_by_sound(const char* name);
+
 // The row that a name means in the console's `set`, or null. Any name that holds "multipv" means
 // MultiPV.
 const Option* find_console_option(const char* name);
