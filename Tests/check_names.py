@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Checks that Docs/where.md and CONTRIBUTING.md name only what there is.
+"""Checks that Docs/where.md, Docs/protocol.md and CONTRIBUTING.md name only what there is.
 
     check_names.py [PAGE...]
 
@@ -19,7 +19,7 @@ import re
 import sys
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
-PAGES = ["Docs/where.md", "CONTRIBUTING.md"]
+PAGES = ["Docs/where.md", "Docs/protocol.md", "CONTRIBUTING.md"]
 CODE = (".h", ".cpp", ".S", ".txt", ".py", ".sh")
 
 

@@ -76,6 +76,8 @@ void open_log() {
         return;
     }
     FILE* file = open_stream(LOG_NAME, "w");
+    if (!file && strict_protocol())
+        PrintFormat("info string can't open %s: %s", LOG_NAME, file_trouble(LOG_NAME));
     lock(print_lock); // search threads look at log_file under this lock
     log_file = file;
     unlock(print_lock);

@@ -17,6 +17,7 @@ constexpr int MAX_THREADS = 160;
 constexpr int MAX_DEPTH = 66; // plies of iteration
 constexpr int PLY_SLOTS = 70; // per-ply and per-depth arrays
 constexpr int MAX_HASH_MB = 32768;
+constexpr int MAX_ONLY_MOVES = 255; // root moves that a strict `go` can choose
 
 // Values of EngineState::game_state.
 constexpr uint8_t STATE_IDLE = 0;
@@ -66,6 +67,18 @@ struct EngineState {
     int16_t moves_to_go;       // to the next time control; set by plan_time where none was given
     float target_time;         // think: seconds planned for this move, at least 0.002 on a clock
 
+    // Limits that only a strict `go` sets; 0 without it.
+    float move_time;    // seconds for this move, also where a clock runs; 0: no limit
+    uint8_t clock_runs; // 1: clock[] limits the think
+    uint8_t until_stop; // 1: the answer waits for the command `stop`
+    int16_t mate_limit; // moves; a mate within them, for either side, ends the search; 0: none
+    uint16_t only_moves[MAX_ONLY_MOVES + 1]; // root moves that are searched, ended by 0; none: all
+
+    // Strict protocol alone.
+    float hard_time;     // think: seconds within which the move must be out
+    int16_t playing_elo; // think: strength that limits leave, or the machine's own
+    uint8_t stop_asked;  // think: 0; 1 once `stop` has come, so that the answer is due
+
     // Seconds since the think began; written by the main thread and by throttled search threads,
     // last writer wins.
     std::atomic<float> elapsed;
@@ -93,6 +106,10 @@ struct EngineState {
     std::atomic<uint8_t> crowded;                    // think: 0; 1 once a node was no board that a
                                                      // game can bring: its first iteration hears
                                                      // limits; any search thread
+    std::atomic<uint8_t> best_bound;                 // think: 0; kind of best_score, as in the
+                                                     // entries of the hash table
+    std::atomic<uint8_t> lines_told;                 // think: 0; 1 once a strict set of
+                                                     // lines is out
     std::atomic<int32_t> root_wdl;                   // think: -1, none; table result 0 lost,
                                                      // 2 drawn, 4 won
 
@@ -153,8 +170,16 @@ struct ShellState {
     uint64_t tag_key;                     // key of the position marked for the stack dump, 0 for
                                           // none; console
     std::atomic<int16_t> uci_mode;        // 1 UCI, 0 console
+    uint8_t strict;                       // 1: the protocol to the letter, see Docs/protocol.md;
+                                          // -strict, mird-uci, Strict in a configuration file
 };
 extern ShellState shell;
+
+// Tells whether the protocol is spoken to the letter. The console is no protocol, and what it
+// searches has the plain limits.
+inline bool strict_protocol() {
+    return shell.strict && shell.uci_mode.load(std::memory_order_relaxed) != 0;
+}
 
 // Everything that options and the configuration file can change. Fields with the name of an option
 // are described in Docs/options.md; ranges and defaults stand in base/option_table.cpp. All are

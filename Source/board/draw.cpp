@@ -3,14 +3,22 @@
 #include <algorithm>
 
 #include "base/state.h"
+#include "board/attack.h"
 #include "board/legal.h"
 #include "board/line.h"
+
+// At or behind the limit. By the rules a mate that was given with the last move of the fifty
+// counts, and so does the hundredth ply.
+static bool drawn_by_count(const Position& pos, int ply) {
+    if (strict_protocol()) return !king_in_check(pos) || has_legal_move(pos);
+    return pos.halfmoves > FIFTY_MOVES && (ply > 0 || !has_legal_move(pos));
+}
 
 int is_draw(const Position& pos, int ply) {
     constexpr int FIRST_REPETITION = 4; // plies that a repetition takes at least
 
     if (pos.halfmoves < FIRST_REPETITION) return 0;
-    if (pos.halfmoves > FIFTY_MOVES && (ply > 0 || !has_legal_move(pos))) return 1;
+    if (pos.halfmoves >= FIFTY_MOVES && drawn_by_count(pos, ply)) return 1;
 
     // No position comes back after a capture, pawn move or castling. `halfmoves` counts from
     // there, but for the null moves of the line, of which there are fewer than plies.

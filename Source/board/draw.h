@@ -4,7 +4,7 @@
 
 struct Position;
 
-constexpr int FIFTY_MOVES = 100; // plies; the draw is beyond
+constexpr int FIFTY_MOVES = 100; // plies; the draw is beyond, in the strict protocol here
 
 // Draw by the fifty-move rule or by repetition: 1 or 0. `ply` is the search's, or 0 to ask about
 // the game: then a count past the limit is a draw only if no legal move exists. A repetition of

@@ -47,7 +47,8 @@ extern NnHeader nn_header;
 
 // Loads the network that NN_File names: "embedded", "new" for a fresh random one, which is also
 // written to nn.bin in the working directory, or else a file. Prints the source's line. A file
-// that can't be opened ends the program with status 0. A file that is too short, or whose header
+// that can't be opened ends the program with status 0, but not in the strict protocol, which says
+// why and goes on. A file that is too short, or whose header
 // makes no sense, changes nothing and prints nothing; before the first network the embedded one is
 // then taken. Main thread, while no search runs.
 void NnLoad();

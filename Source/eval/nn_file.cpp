@@ -12,6 +12,7 @@
 #include "base/platform_files.h"
 #include "base/print.h"
 #include "base/state.h"
+#include "base/text.h"
 #include "eval/evaluate.h"
 #include "eval/nn.h"
 #include "eval/nn_inputs.h"
@@ -147,12 +148,17 @@ static bool read_network(NnHeader& net, FILE* file) {
 
 static bool load_file(NnHeader& net, const char* name) {
     FILE* file = open_plain_file(name, "rb");
+    if (!file && strict_protocol()) {
+        PrintFormat("info string can't open %s: %s", name, file_trouble(name));
+        return false;
+    }
     if (!file) {
         PrintFormat("info string can't open %s", name);
         exit(0);
     }
     bool whole = read_network(net, file);
     fclose(file);
+    if (!whole && strict_protocol()) PrintFormat("info string %s is no whole network", name);
     if (whole) PrintFormat("info string loaded %s", name);
     return whole;
 }
@@ -225,6 +231,14 @@ static void select_path_once() {
     done = true;
 }
 
+// The name of the network in use. Where another can't be had, the strict protocol goes back to it.
+static char loaded_name[FILE_NAME_LENGTH] = "embedded";
+
+static void keep_loaded_name() {
+    if (strict_protocol())
+        copy_text(active_personality.NN_File, loaded_name, sizeof active_personality.NN_File);
+}
+
 void NnLoad() {
     select_path_once();
     const char* name = active_personality.NN_File;
@@ -235,13 +249,16 @@ void NnLoad() {
     } else if (strcmp(name, "new") == 0) {
         create_network(net);
         replace_network(net);
+        copy_text(loaded_name, name, sizeof loaded_name);
         NnSave("nn.bin");
         Print("info string created new NN");
         return;
     } else if (!load_file(net, name)) {
         // The engine never plays with weights that were not read.
         net = {};
+        keep_loaded_name();
         if (nn_header.weights || !load_embedded(net)) return;
     }
     replace_network(net);
+    copy_text(loaded_name, name, sizeof loaded_name);
 }

@@ -11,16 +11,20 @@
 #include "board/make.h"
 #include "board/see.h"
 #include "eval/evaluate.h"
+#include "search/hash.h"
 #include "search/info.h"
+#include "search/line_end.h"
 #include "search/movepick.h"
 #include "search/ordering.h"
 #include "search/pool.h"
+#include "search/root_lines.h"
 #include "search/search.h"
 #include "search/selectivity.h"
 #include "search/thread.h"
 #include "syzygy/tbprobe.h"
 
 void publish_result(SearchThread& thread) {
+    if (strict_protocol()) end_line(thread.position, thread.pv, relaxed(thread.score));
     int depth = relaxed(thread.completed_depth), score = relaxed(thread.score);
     if (thread.pv[1] != engine.pv[1]) set_relaxed(engine.best_move_depth, depth);
     set_relaxed(engine.best_score, score);
@@ -99,13 +103,21 @@ static bool legal_root_move(const Position& pos, Move move) {
     return legal_by_rules(pos, pos.side, move);
 }
 
-// Generates the root moves and drops illegal ones in place. Returns their number.
+// Tells whether the search is to look at a root move: all of them, but for `searchmoves`.
+static bool wanted_root_move(Move move) {
+    const uint16_t* only = engine.only_moves;
+    if (*only == 0) return true;
+    while (*only != 0 && *only != move) only++;
+    return *only != 0;
+}
+
+// Generates the root moves and drops illegal and unwanted ones in place. Returns their number.
 static int build_root_moves(SearchThread& thread) {
     Position& pos = thread.position;
     gen_all(pos);
     MoveEntry* kept = thread.stack[1].move_list;
     for (const MoveEntry* entry = kept; entry->move != LIST_END; entry++)
-        if (legal_root_move(pos, entry->move)) *kept++ = *entry;
+        if (wanted_root_move(entry->move) && legal_root_move(pos, entry->move)) *kept++ = *entry;
     kept->move = LIST_END;
     return static_cast<int>(kept - thread.stack[1].move_list);
 }
@@ -179,7 +191,8 @@ static bool tables_play(SearchThread& thread) {
 
     if (probed == -1) return false;
     keep_table_moves(thread);
-    if (pos.halfmoves <= PATIENCE || !legal_root_move(pos, move)) return false;
+    if (pos.halfmoves <= PATIENCE || !legal_root_move(pos, move) || !wanted_root_move(move))
+        return false;
     thread.pv[1] = move;
     thread.pv[2] = NULL_MOVE;
     count(thread.tb_hits);
@@ -312,12 +325,20 @@ static int search_root_move(SearchThread& thread, const RootWindow& window, int 
 
 // Takes a root move that is better than all before as the thread's result.
 static void take_root_move(SearchThread& thread, const MoveEntry& entry, int value, int depth,
-                           const Move* child_pv, int line) {
+                           const Move* child_pv, int line, int bound) {
     set_relaxed(thread.score, value);
     thread.pv[1] = entry.move;
     copy_line(thread.pv, child_pv, 1);
     set_relaxed(thread.completed_depth, depth);
-    if (line == 0 && thread.thread_index == 0) publish_result(thread);
+    if (line != 0 || thread.thread_index != 0) return;
+    set_relaxed(engine.best_bound, bound);
+    publish_result(thread);
+}
+
+// What the value of a root move is in the window of the attempt.
+static int bound_of(int value, const RootWindow& window) {
+    if (value <= window.alpha) return BOUND_UPPER;
+    return value < window.beta ? BOUND_EXACT : BOUND_LOWER;
 }
 
 // Runs over the root moves from `first` on. Returns the end of those that were searched.
@@ -352,7 +373,7 @@ static MoveEntry* search_root_moves(SearchThread& thread, MoveEntry* first, int 
         root.move_count++;
 
         if (value > window.best) {
-            take_root_move(thread, *entry, value, depth, child_pv, line);
+            take_root_move(thread, *entry, value, depth, child_pv, line, bound_of(value, window));
             window.best = value;
             running_alpha = std::max(running_alpha, value);
         }
@@ -406,8 +427,7 @@ static void search_line(SearchThread& thread, MoveEntry* first, int line, int de
         order_root_moves(first, searched_end);
         if (stopped()) return;
         if (window.alpha < window.best && window.best < window.beta) {
-            if (engine.multipv > 1 && thread.thread_index == 0)
-                report_line(0, line + 1, depth, relaxed(thread.score), thread.pv);
+            if (engine.multipv > 1 && thread.thread_index == 0) keep_line(thread, line, depth);
             return;
         }
         low = window.best <= window.alpha ? window.alpha - width : window.alpha;
@@ -416,12 +436,18 @@ static void search_line(SearchThread& thread, MoveEntry* first, int line, int de
     }
 }
 
+// Tells whether the score is a mate within the moves that a strict `go mate` asks for.
+static bool mate_limit_met(int score) {
+    const int plies = 2 * engine.mate_limit; // to the mate, and one more for who is mated
+    return plies > 0 && (score >= MATE_VALUE - plies || score <= plies + 1 - MATE_VALUE);
+}
+
 // Tells whether an iteration one deeper than `depth` is to follow.
 static bool go_deeper(const SearchThread& thread, int depth) {
     int score = relaxed(thread.score);
-    return !stopped() && score < MATE_VALUE - 1 - depth && score >= depth - MATE_VALUE + 1
-        && depth < engine.max_depth && thread.line.undo_index + depth < UNDO_SEARCH
-        && depth + 1 < PLY_SLOTS - 1;
+    return !stopped() && !mate_limit_met(score) && score < MATE_VALUE - 1 - depth
+        && score >= depth - MATE_VALUE + 1 && depth < engine.max_depth
+        && thread.line.undo_index + depth < UNDO_SEARCH && depth + 1 < PLY_SLOTS - 1;
 }
 
 static void finish_iteration(SearchThread& thread, int depth) {
@@ -446,6 +472,7 @@ void search_root(int thread_number) {
     SearchThread& thread = *record;
     const bool master = thread_number == 0;
     if (!prepare_root(thread)) return;
+    if (master) forget_lines();
 
     for (int depth = 1;; depth++) {
         if (master) {
@@ -457,13 +484,16 @@ void search_root(int thread_number) {
             set_relaxed(thread.current_depth, depth);
         }
         MoveEntry* first = thread.stack[1].move_list;
-        for (int line = 0; line < engine.multipv && first[line].move != LIST_END; line++)
+        int line = 0;
+        for (; line < engine.multipv && first[line].move != LIST_END; line++)
             search_line(thread, first + line, line, depth);
+        if (master && !stopped()) tell_lines(line);
         finish_iteration(thread, depth);
         if (!go_deeper(thread, depth)) break;
         if (engine.soft_nodes && relaxed(thread.nodes) >= engine.soft_nodes) break;
     }
     if (!master) return;
     if (engine.pv[1] == NULL_MOVE) answer_unsearched(thread);
+    if (strict_protocol()) finish_strict_result(thread);
     set_relaxed(engine.stop, 1);
 }

@@ -54,15 +54,30 @@ static double speed(double elapsed) {
     return elapsed > MIN_TIME ? nodes / elapsed : 0.0;
 }
 
+// Moves to the mate of the side that scores below 0. As it has always been it is one too many: the
+// strict protocol counts the moves of the side that is mated.
+static int moves_until_mated(int score) {
+    return (score + MATE_VALUE + (strict_protocol() ? 0 : 1)) / 2;
+}
+
+// The score in the protocol's words. In the strict protocol a bound is told as one.
+static void write_score(char* text, size_t size, int score) {
+    const char* kind = "";
+    if (strict_protocol() && engine.multipv == 1) {
+        const int bound = relaxed(engine.best_bound);
+        kind = bound == BOUND_UPPER ? " upperbound" : bound == BOUND_LOWER ? " lowerbound" : "";
+    }
+    if (score >= MATE_PRINTED) snprintf(text, size, "mate %d%s", (MATE_VALUE - score) / 2, kind);
+    else if (score < -MATE_PRINTED)
+        snprintf(text, size, "mate -%d%s", moves_until_mated(score), kind);
+    else snprintf(text, size, "cp %d%s", score, kind);
+}
+
 static void print_uci_line(int line, int depth, int score, const Move* pv) {
-    char moves[LINE_TEXT], multipv[20] = "", value[20];
+    char moves[LINE_TEXT], multipv[20] = "", value[32];
     write_line(moves, pv, MAX_DEPTH, MAX_DEPTH + 1);
     if (engine.multipv > 1) snprintf(multipv, sizeof multipv, "multipv %d ", line);
-
-    if (score >= MATE_PRINTED) snprintf(value, sizeof value, "mate %d", (MATE_VALUE - score) / 2);
-    else if (score < -MATE_PRINTED)
-        snprintf(value, sizeof value, "mate -%d", (score + MATE_VALUE + 1) / 2);
-    else snprintf(value, sizeof value, "cp %d", score);
+    write_score(value, sizeof value, score);
 
     double elapsed = relaxed(engine.elapsed);
     PrintFormat("info %sdepth %d seldepth %d score %s time %.0f nodes %.0f nps %.0f "
@@ -114,8 +129,14 @@ void report_root_move(Move move, int number) {
                     static_cast<double>(engine.search_totals[TOTAL_NODES]), speed(elapsed),
                     static_cast<double>(engine.hash_fill) * 1000);
     }
-    if (engine.multipv == 1)
-        PrintFormat("info currmove %s%s currmovenumber %d", SQUARE_NAMES[move_from(move)],
-                    SQUARE_NAMES[move_to(move)], number);
+    if (engine.multipv == 1) {
+        char text[MOVE_TEXT_LENGTH];
+        snprintf(text, sizeof text, "%s%s", SQUARE_NAMES[move_from(move)],
+                 SQUARE_NAMES[move_to(move)]);
+        // As it has always been neither the piece of a promotion nor castling is told.
+        if (strict_protocol())
+            move_to_text(search_threads[0].load()->position, engine.root_side, move, text);
+        PrintFormat("info currmove %s currmovenumber %d", text, number);
+    }
     unlock(report_lock);
 }

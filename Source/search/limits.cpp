@@ -18,4 +18,23 @@ void set_limits(const SearchLimits& limits) {
     if (limits.white_clock) engine.clock[0] = *limits.white_clock;
     if (limits.black_clock) engine.clock[1] = *limits.black_clock;
     if (limits.moves_to_go) engine.moves_to_go = *limits.moves_to_go;
+
+    if (limits.think_time) engine.move_time = *limits.think_time;
+    if (limits.clock_runs) engine.clock_runs = *limits.clock_runs;
+    if (limits.until_stop) engine.until_stop = *limits.until_stop;
+    if (limits.mate) engine.mate_limit = *limits.mate;
+}
+
+void lift_limits() {
+    set_limits({.depth = UNLIMITED_DEPTH,
+                .nodes = UNLIMITED_NODES,
+                .soft_nodes = UNLIMITED_NODES,
+                .move_time = UNLIMITED_SECONDS,
+                .time_increment = 0.0f,
+                .moves_to_go = int16_t{0},
+                .think_time = 0.0f,
+                .clock_runs = uint8_t{0},
+                .until_stop = uint8_t{0},
+                .mate = int16_t{0}});
+    engine.only_moves[0] = 0;
 }

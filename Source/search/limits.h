@@ -30,6 +30,15 @@ struct SearchLimits {
     std::optional<float> white_clock = {};    // seconds left
     std::optional<float> black_clock = {};    // seconds left
     std::optional<int16_t> moves_to_go = {};  // to the next time control
+
+    // Of the strict protocol, where limits combine; see EngineState.
+    std::optional<float> think_time = {}; // seconds for this move, whatever the control
+    std::optional<uint8_t> clock_runs = {};
+    std::optional<uint8_t> until_stop = {};
+    std::optional<int16_t> mate = {}; // moves
 };
 
 void set_limits(const SearchLimits& limits);
+
+// Takes all limits away, those of the strict protocol included.
+void lift_limits();

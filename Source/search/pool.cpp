@@ -105,11 +105,13 @@ static bool setup_record(int index) {
     auto used = static_cast<size_t>(game.line.undo_index);
     memcpy(thread->line.undo_stack, game.line.undo_stack, used * sizeof(UndoRecord));
     thread->line.undo_stack[used].move = NULL_MOVE;
-    thread->line.undo_index = thread->game_moves = game.line.undo_index;
+    thread->line.undo_index = game.line.undo_index;
+    thread->game_moves = moves_played(game.line);
     thread->line.last_move = game.line.last_move;
 
     reset_search_stack(*thread);
     thread->node_limit = engine.max_nodes ? engine.max_nodes : NO_NODE_LIMIT;
+    if (strict_protocol()) thread->node_limit = 0; // looked at from the first node on
 
     memset(thread->pv, 0, sizeof thread->pv);
     for (auto* counter :

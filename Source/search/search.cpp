@@ -38,21 +38,55 @@ static void throttle(const SearchThread& thread) {
         set_relaxed(engine.crowded, 1);
 }
 
-// Looks at some nodes of the first iterations. Returns whether the think has met a crowd.
-static bool is_crowded(const SearchThread& thread) {
+constexpr int CERTAIN = 2; // iterations after which a result is certain
+
+// Looks at some nodes of the first iterations.
+static void look_for_crowd(const SearchThread& thread) {
     constexpr uint64_t LOOK_MASK = 15; // nodes: a look may take as long as a node
     if ((relaxed(thread.nodes) & LOOK_MASK) == 0) note_crowd(thread.position);
-    return relaxed(engine.crowded);
+}
+
+// The strict protocol: a limit of nodes is one for all threads together and holds from the first
+// node on, and thread 0 looks at the clock. Sets the number of nodes for the next look.
+static void look_at_limits(SearchThread& thread) {
+    constexpr uint64_t LOOK_NODES = 256; // a fifth of a millisecond
+    if (stopped()) {
+        set_relaxed(thread.nodes, relaxed(thread.nodes) - 1); // on the way out nothing counts
+        return;
+    }
+    uint64_t left = LOOK_NODES;
+    if (engine.max_nodes) {
+        uint64_t total = 0, threads = 0;
+        for (auto& slot : search_threads) {
+            const SearchThread* peer = slot.load(std::memory_order_acquire);
+            if (!peer) continue;
+            total += relaxed(peer->nodes);
+            threads++;
+        }
+        if (total >= engine.max_nodes) {
+            set_relaxed(engine.stop, 1);
+            return;
+        }
+        left = std::min(left, (engine.max_nodes - total + threads - 1) / threads);
+    }
+    if (thread.thread_index == 0) check_time();
+    thread.node_limit = relaxed(thread.nodes) + left - 1;
+}
+
+// What happens at the thread's node limit. As it has always been, before a result is certain no
+// node limit ends the search but on a crowded board.
+[[gnu::noinline]] static void reach_node_limit(SearchThread& thread) {
+    if (strict_protocol()) look_at_limits(thread);
+    else if (relaxed(thread.completed_depth) >= CERTAIN || relaxed(engine.crowded))
+        set_relaxed(engine.stop, 1);
 }
 
 // Counts the node, holds the speed and looks at the limits. Returns true if the search is over.
-// A result is certain after two iterations; before, no node limit ends it but on a crowded board.
 static bool count_node(SearchThread& thread) {
-    constexpr int CERTAIN = 2;
     count(thread.nodes);
     if (engine.nps_throttle) throttle(thread);
-    const bool limited = relaxed(thread.completed_depth) >= CERTAIN || is_crowded(thread);
-    if (limited && relaxed(thread.nodes) > thread.node_limit) set_relaxed(engine.stop, 1);
+    if (relaxed(thread.completed_depth) < CERTAIN) look_for_crowd(thread);
+    if (relaxed(thread.nodes) > thread.node_limit) reach_node_limit(thread);
     return stopped();
 }
 

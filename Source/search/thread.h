@@ -87,7 +87,7 @@ struct alignas(64) SearchThread {
     EvalState eval; // caches of the evaluation, buffers of the network
 
     Position position;  // of the current node; in the game's record, of the game
-    int16_t game_moves; // plies of the game when it was copied; see NnHasNoise
+    int32_t game_moves; // plies of the game when it was copied; see NnHasNoise
 
     Move pv[PLY_SLOTS];   // best line at the root: pv[1] is the best move, 0 ends it
     uint8_t thread_index; // 0 is the master; set when the game is copied
@@ -100,7 +100,8 @@ struct alignas(64) SearchThread {
     std::atomic<int16_t> score;          // of the current best line, from the root's view
     int16_t root_eval;                   // static evaluation of the root
     uint64_t perft_nodes;                // leaves counted by perft
-    uint64_t node_limit;                 // nodes of this thread beyond which the search stops
+    uint64_t node_limit; // nodes of this thread beyond which the search stops, or at which it looks
+                         // at the limits of the strict protocol
 
     // Counters. Written by this thread, summed by others.
     std::atomic<uint64_t> nodes;       // calls of search_node

@@ -164,6 +164,7 @@ CommandLine parse_arguments(int argc, char** argv) {
         Personality& p = default_personality;
         if (is(cursor, "-uci")) set_relaxed(shell.uci_mode, 1);
         if (is(cursor, "-c")) set_relaxed(shell.uci_mode, 0);
+        if (is(cursor, "-strict")) shell.strict = 1;
         if (is(cursor, "-log")) p.Log = 1;
         if (is(cursor, "-numa")) shell.numa = 1;
         if (is(cursor, "-noise")) shell.noise = read_number(take_value(cursor));

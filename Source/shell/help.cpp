@@ -20,6 +20,7 @@ struct OptionHelp {
 static constexpr OptionHelp OPTIONS[] = {
     {nullptr, "", "How it talks"},
     {"-uci", "", "by the UCI protocol, to a graphical interface (default)"},
+    {"-strict", "", "by UCI to the letter, as the program mird-uci does"},
     {"-c", "", "with a person: moves and commands, \"help\" lists them"},
     {"-cfg", "FILE", "read options from a configuration file first"},
     {"-log", "", "write what is heard and said to mird.log"},

@@ -1,6 +1,7 @@
 #include "shell/input.h"
 
 #include <cstring>
+#include <string>
 
 #include "base/platform.h"
 
@@ -16,6 +17,11 @@ static size_t pending_length;
 static char unread[READ_LIMIT]; // read, but not taken apart: pending had no room
 static size_t unread_start, unread_end;
 static bool at_end;
+
+// Lines of any length: what has been read and not handed over, the line that was handed over last,
+// and whether it is to be handed over again.
+static std::string long_text, long_line;
+static bool long_line_again;
 
 // Moves the partial line to the pending ones. Returns false if they have no room for it now.
 static bool finish_partial_line() {
@@ -69,6 +75,50 @@ static bool next_line(char* line) {
     return true;
 }
 
+// What the other way of reading has taken in goes in front of what comes.
+static void take_over_lines() {
+    char line[INPUT_LINE_LENGTH];
+    std::string taken;
+    while (next_line(line)) taken.append(line).push_back('\n');
+    taken.append(partial, partial_length);
+    taken.append(unread + unread_start, unread_end - unread_start);
+    partial_length = 0;
+    unread_start = unread_end = 0;
+    long_text.insert(0, taken);
+}
+
+static void take_long_input() {
+    char bytes[READ_LIMIT];
+    if (at_end || !input_waiting()) return;
+    int count = read_input(bytes, sizeof bytes);
+    if (count < 0) return;
+    at_end = count == 0;
+    for (int i = 0; i < count; i++)
+        if (bytes[i] != 0) long_text.push_back(bytes[i]);
+}
+
+char* poll_long_line() {
+    if (long_line_again) {
+        long_line_again = false;
+        return long_line.data();
+    }
+    if (pending_length || partial_length || unread_start < unread_end) take_over_lines();
+    size_t end = long_text.find('\n');
+    if (end == std::string::npos) {
+        take_long_input();
+        end = long_text.find('\n');
+    }
+    if (end == std::string::npos) {
+        if (!at_end || long_text.empty()) return nullptr;
+        end = long_text.size();
+    }
+    long_line.assign(long_text, 0, end);
+    long_text.erase(0, end + 1);
+    return long_line.data();
+}
+
+void repeat_long_line() { long_line_again = true; }
+
 bool read_line(char* line) {
     constexpr int PATIENCE_MS = 1000;
     for (;;) {
@@ -84,9 +134,17 @@ bool poll_line(char* line) {
     return next_line(line);
 }
 
-bool input_pending() { return pending_length > 0 || unread_start < unread_end; }
+static bool long_line_waits() {
+    return long_line_again || long_text.find('\n') != std::string::npos;
+}
 
-bool input_ended() { return at_end && !input_pending() && partial_length == 0; }
+bool input_pending() {
+    return pending_length > 0 || unread_start < unread_end || long_line_waits();
+}
+
+bool input_ended() {
+    return at_end && !input_pending() && partial_length == 0 && long_text.empty();
+}
 
 void end_input() { at_end = true; }
 

@@ -15,8 +15,16 @@ constexpr size_t INPUT_LINE_LENGTH = 4993; // room for the longest line
 // characters behind the 4,992nd of a line.
 bool poll_line(char* line);
 
-// The same, but waits for a line; nothing else happens meanwhile. Returns false at the end of the
-// input.
+// The same for lines of any length, in memory that is good until the next call; null if none is
+// finished. Only a newline ends a line, and NULs are dropped; the line keeps a carriage return, and
+// may be empty. Both ways can be changed from line to line.
+char* poll_long_line();
+
+// Makes the next poll_long_line hand the last line over once more. The line must not be changed.
+void repeat_long_line();
+
+// The same as poll_line, but waits for a line; nothing else happens meanwhile. Returns false at the
+// end of the input.
 bool read_line(char* line);
 
 // Tells whether finished lines wait for the next poll_line.

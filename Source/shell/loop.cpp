@@ -1,5 +1,6 @@
 #include "shell/loop.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -16,14 +17,54 @@
 #include "search/timing.h"
 #include "shell/console.h"
 #include "shell/input.h"
+#include "shell/strict_uci.h"
 #include "shell/think.h"
 #include "shell/uci.h"
 
-void PollInput() {
-    char line[INPUT_LINE_LENGTH];
-    if (!poll_line(line)) return;
+// Tells whether a think of the game runs, or is over and not answered yet.
+static bool thinks() {
+    const int state = relaxed(engine.game_state) & ~STATE_OVER;
+    return state == STATE_THINKING || state == STATE_PONDERING;
+}
+
+static void hand_over(char* line) {
     if (relaxed(shell.uci_mode) == 1 || strcmp(line, "uci") == 0) HandleUci(line);
     else if (relaxed(shell.uci_mode) == 0 && line[0] != 0) handle_console(line);
+}
+
+// The strict protocol: lines of any length. What needs a rest waits for the answer of the think
+// that runs, which is asked for, so that every `go` has one.
+static void poll_strict_input() {
+    char* line = poll_long_line();
+    if (!line) return;
+    if (thinks() && strict_protocol() && needs_rest(line)) {
+        ask_for_answer();
+        repeat_long_line();
+    } else {
+        hand_over(line);
+    }
+}
+
+void PollInput() {
+    if (shell.strict) {
+        poll_strict_input();
+        return;
+    }
+    char line[INPUT_LINE_LENGTH];
+    if (poll_line(line)) hand_over(line);
+}
+
+void ask_for_answer() {
+    engine.stop_asked = 1;
+    set_relaxed(engine.stop, 1);
+}
+
+// The strict protocol: who ponders or analyses without an end gets no answer before asking for it,
+// whatever was found.
+static bool answer_waits() {
+    const int state = relaxed(engine.game_state) & ~STATE_OVER;
+    return strict_protocol() && !engine.stop_asked
+        && (state == STATE_PONDERING || (state == STATE_THINKING && engine.until_stop));
 }
 
 // Tells whether the search that runs ends by itself: by depth, nodes or time.
@@ -40,6 +81,7 @@ static void finish_at_end_of_input() {
     const bool unread = output_lost();
     if (unread) end_console_play();
     if (state == STATE_IDLE) shell.quit = 1;
+    else if (answer_waits()) ask_for_answer();
     else if (state > STATE_PONDER_REQUEST && !(state & STATE_OVER)
              && (unread || !search_is_bounded()))
         set_relaxed(engine.stop, 1);
@@ -53,18 +95,22 @@ static void hear_and_wait() {
     constexpr int THINK_MS = 2, IDLE_MS = 1000;
 
     const uint8_t before = relaxed(engine.game_state);
+    const bool answer_is_due = strict_protocol()
+                                 ? engine.stop_asked
+                                 : relaxed(engine.elapsed) <= INPUT_DELAY || relaxed(engine.stop);
     // A request that still stands is the next think of a game that the engine plays by itself.
-    const bool deaf = before > STATE_PONDER_REQUEST
-                   && (relaxed(engine.elapsed) <= INPUT_DELAY || relaxed(engine.stop));
+    const bool deaf = before > STATE_PONDER_REQUEST && answer_is_due;
     if (!deaf) {
         PollInput();
         if (input_ended()) finish_at_end_of_input();
     }
     const uint8_t state = relaxed(engine.game_state);
     if (shell.quit || state == STATE_THINK_REQUEST || state == STATE_PONDER_REQUEST) return;
+    if ((state & STATE_OVER) && !answer_waits()) return;
     // Without input to hear, the processor belongs to the search threads.
+    const bool searches = state != STATE_IDLE && !(state & STATE_OVER);
     if (deaf) wait_for_wake(DEAF_MS);
-    else if (!input_pending()) wait_for_line(state == STATE_IDLE ? IDLE_MS : THINK_MS);
+    else if (!input_pending()) wait_for_line(searches ? THINK_MS : IDLE_MS);
 }
 
 static void print_best_move(const char* best, const char* ponder) {
@@ -97,13 +143,28 @@ static void print_console_summary(const char* best) {
     Print("");
 }
 
+// The last line of a search. In the strict protocol there is one with a score for each `go`, and a
+// set of lines has been told as a whole.
+static void report_answer() {
+    int depth = relaxed(engine.result_depth);
+    const int score = relaxed(engine.best_score);
+    if (strict_protocol() && thinks()) {
+        if (engine.pv[1] == NULL_MOVE && shell.noise < NOISE_QUIET)
+            Print(score == NO_EVAL ? "info depth 0 score mate 0" : "info depth 0 score cp 0");
+        if (relaxed(engine.lines_told)) return;
+        depth = std::max(depth, 1); // a move from the book has none
+    }
+    report_line(0, 1, depth, score, engine.pv);
+}
+
 // Prints the result of the search that is over, ends the think and lets console play go on.
 static void answer() {
     const int side = engine.root_side;
-    report_line(0, 1, relaxed(engine.result_depth), relaxed(engine.best_score), engine.pv);
+    report_answer();
 
     char best[MOVE_TEXT_LENGTH], ponder[MOVE_TEXT_LENGTH];
     move_to_text(root_position, side, engine.pv[1], best);
+    if (strict_protocol() && engine.pv[1] == NULL_MOVE) strcpy(best, "(none)");
     move_to_text(root_position, side ^ 1, engine.pv[2], ponder);
     if (relaxed(shell.uci_mode)) print_best_move(best, ponder);
     else print_console_summary(best);
@@ -147,6 +208,7 @@ void run_game_loop() {
         check_time();
         uint8_t state = engine.game_state.load(std::memory_order_acquire);
         if (state == STATE_THINK_REQUEST || state == STATE_PONDER_REQUEST) begin_think();
-        if (engine.game_state.load(std::memory_order_acquire) & STATE_OVER) answer();
+        state = engine.game_state.load(std::memory_order_acquire);
+        if ((state & STATE_OVER) && !answer_waits()) answer();
     }
 }

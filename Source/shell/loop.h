@@ -8,6 +8,10 @@
 // console in console mode.
 void PollInput();
 
+// Asks for the answer of the think that runs, as the strict protocol's `stop` does: the search
+// ends, no line is heard before the answer, and it waits for nothing else.
+void ask_for_answer();
+
 // Prepares a think for the main thread's position, searches it with all search threads in
 // STATE_BATCH, and hears one line of input at each look. With an `input_delay`, in seconds, it
 // hears nothing before that time, nor once the search has been stopped: a "quit" behind a "stop"

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <span>
 
+#include "base/files.h"
 #include "base/option_table.h"
 #include "base/platform.h"
 #include "base/print.h"
@@ -13,6 +14,8 @@
 #include "base/text.h"
 #include "eval/nn.h"
 #include "search/hash.h"
+#include "shell/strength.h"
+#include "shell/words.h"
 #include "syzygy/tbcore.h"
 
 // Changes that came during a search. Search threads read what they would take away.
@@ -51,10 +54,79 @@ void apply_deferred_options() {
 
 void forget_deferred_options() { tables_waiting = network_waiting = false; }
 
+// Gives the hash table its size. The strict protocol goes back to the old one, or to what can be
+// had of it, where the memory for the new one can't be had.
 static void resize_hash() {
     if (active_personality.Hash == engine.hash_mb) return;
+    const int before = engine.hash_mb;
     engine.hash_mb = active_personality.Hash;
-    if (!hash_alloc()) exit(-1);
+    if (hash_alloc()) return;
+    if (!strict_protocol()) exit(-1);
+    PrintFormat("info string no memory for %d Mbytes of hash table", engine.hash_mb);
+    engine.hash_mb = before;
+    allocate_what_there_is();
+}
+
+void allocate_what_there_is() {
+    while (!hash_alloc()) {
+        if (engine.hash_mb == 0) exit(-1);
+        engine.hash_mb /= 2;
+    }
+    active_personality.Hash = engine.hash_mb;
+}
+
+// Tells, in the strict protocol, what stands in the way of a file that an option names.
+static void report_file(const char* name) {
+    if (!strict_protocol() || name[0] == 0) return;
+    FILE* file = open_plain_file(name, "rb");
+    if (file) fclose(file);
+    else PrintFormat("info string can't open %s: %s", name, file_trouble(name));
+}
+
+// Reads a number as the protocol has it, "true" and "false" of a check in any case. Returns false,
+// with a word about it, for what is none; the option then stays as it is.
+static bool read_strict_number(const Option& option, const char* value, int& number) {
+    int64_t read = 0;
+    if (option.kind == OptionKind::CHECK) {
+        if (same_word(value, "true")) number = 1;
+        else if (same_word(value, "false")) number = 0;
+        else {
+            PrintFormat("info string %s needs true or false", option.name);
+            return false;
+        }
+        return true;
+    }
+    if (!read_whole_number(value, read)) {
+        PrintFormat("info string %s needs a number", option.name);
+        return false;
+    }
+    // The listing counts: without a thread there would be no move.
+    const int min = option.listing == OptionListing::FROM_ONE ? 1 : option.min;
+    number = static_cast<int>(std::clamp(read, int64_t{min}, int64_t{option.max}));
+    return true;
+}
+
+// Stores a value of the strict protocol and reports it. Returns false if it is refused.
+static bool store_strict_value(const Option& option, const char* value) {
+    Personality& p = active_personality;
+    int number = 0;
+    if (option.kind == OptionKind::BUTTON) return true;
+    if (option.kind == OptionKind::TEXT) {
+        std::span<char> text = option_text(option, p);
+        if (strlen(value) >= text.size()) {
+            PrintFormat("info string %s holds %d characters at most", option.name,
+                        static_cast<int>(text.size()) - 1);
+            return false;
+        }
+        copy_text(text.data(), value, text.size());
+        PrintFormat("info string %s set to '%s'", option.name, text.data());
+        if (option.effect == OptionEffect::WHEN_READ) report_file(text.data());
+        return true;
+    }
+    if (!read_strict_number(option, value, number)) return false;
+    PrintFormat("info string %s set to %d", option.name, number);
+    store_option_number(option, p, number);
+    return true;
 }
 
 // Stores the value as far as the field holds it, and reports what was stored.
@@ -92,7 +164,24 @@ static void act(OptionAction action) {
     }
 }
 
+// The strict protocol: names without regard to case, and a word about whatever is not done.
+static void set_strict_option(const char* name, const char* value) {
+    const Option* option = find_option_by_sound(name);
+    if (!option) {
+        PrintFormat("info string no option '%s'", name);
+    } else if (option->effect == OptionEffect::IDLE_ONLY && busy()) {
+        PrintFormat("info string %s can't be changed while a search runs", option->name);
+    } else if (store_strict_value(*option, value)) {
+        act(option->action);
+        if (!busy()) apply_deferred_options();
+    }
+}
+
 void SetOption(const char* name, const char* value) {
+    if (strict_protocol()) {
+        set_strict_option(name, value);
+        return;
+    }
     const Option* option = find_option(name);
     if (!option || (option->effect == OptionEffect::IDLE_ONLY && busy())) return;
     store_value(*option, value);
@@ -137,11 +226,21 @@ static bool enter_config(const char* name) {
     return true;
 }
 
+// "Strict" chooses the protocol. It is no option, so that no GUI can turn it off by mistake.
+static bool take_strict_setting(const char* name, const char* value) {
+    if (strcmp(name, "Strict") != 0) return false;
+    shell.strict = is_on(value);
+    return true;
+}
+
 void LoadConfig() {
     constexpr size_t LINE_LENGTH = 255, NAME_LENGTH = 101, VALUE_LENGTH = 201;
 
     FILE* file = open_plain_file(active_personality.ConfigFilePath, "r");
-    if (!file) return;
+    if (!file) {
+        report_file(active_personality.ConfigFilePath);
+        return;
+    }
     if (!enter_config(active_personality.ConfigFilePath)) {
         fclose(file);
         return;
@@ -155,7 +254,7 @@ void LoadConfig() {
         char name[NAME_LENGTH], value[VALUE_LENGTH];
         copy_text(name, name_start, sizeof name);
         copy_text(value, value_start, sizeof value);
-        SetOption(name, value);
+        if (!take_strict_setting(name, value)) SetOption(name, value);
     }
     fclose(file);
     configs.depth--;
@@ -172,9 +271,11 @@ static void print_spin(const Option& option) {
     int min = option.min, max = option.max;
     if (option.listing == OptionListing::FROM_ONE) min = 1;
     if (option.listing == OptionListing::OWN_ELO) {
-        // The listed default is the machine's own strength until another was asked for.
-        max = std::max(min, static_cast<int>(engine.calibration_elo));
-        if (option_number(option, p) == 0) store_option_number(option, p, max);
+        // The listed default is the machine's own strength until another was asked for. In the
+        // strict protocol nothing of the listing depends on the machine.
+        if (!strict_protocol()) max = std::max(min, static_cast<int>(engine.calibration_elo));
+        if (option_number(option, p) == 0)
+            store_option_number(option, p, strict_protocol() ? STRICT_DEFAULT_ELO : max);
     }
     PrintFormat("option name %s type spin default %d min %d max %d", option.name,
                 option_number(option, p), min, max);
@@ -182,8 +283,10 @@ static void print_spin(const Option& option) {
 
 static void print_text(const Option& option) {
     bool in_force = option.listing == OptionListing::IN_FORCE;
-    PrintFormat("option name %s type string default %s", option.name,
-                option_text(option, in_force ? active_personality : default_personality).data());
+    const char* text =
+        option_text(option, in_force ? active_personality : default_personality).data();
+    if (strict_protocol() && text[0] == 0) text = "<empty>";
+    PrintFormat("option name %s type string default %s", option.name, text);
 }
 
 void print_options() {

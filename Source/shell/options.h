@@ -19,6 +19,10 @@ void apply_deferred_options();
 // Drops such changes instead.
 void forget_deferred_options();
 
+// Allocates the hash table of engine.hash_mb megabytes, or of half as many until there is memory;
+// the option follows. Ends the program where there is none at all.
+void allocate_what_there_is();
+
 // Reads the file named by ConfigFilePath: lines of "name = value", with at least one space in
 // front of the "=" and comments behind "#". What is no plain file or can't be opened is passed over
 // in silence. A file that names itself, one that is nested ten deep, and the fiftieth that a file

@@ -83,8 +83,13 @@ static void size_hash_for_limits() {
 }
 
 static bool init_hash() {
-    engine.hash_mb = default_personality.Hash;
-    return hash_alloc() != 0;
+    engine.hash_mb = active_personality.Hash;
+    if (hash_alloc()) return true;
+    if (!strict_protocol()) return false;
+    PrintFormat("info string no memory for %d Mbytes of hash table", engine.hash_mb);
+    engine.hash_mb /= 2;
+    allocate_what_there_is();
+    return true;
 }
 
 bool init_engine() {
@@ -108,6 +113,8 @@ void shut_down_engine() {
 
 static void run_game() {
     calibrate();
+    // As it has always been the board stays as the calibration leaves it.
+    if (strict_protocol()) set_position(main_thread->position, START_FEN);
     tb_init(active_personality.SyzygyPath);
     run_game_loop();
 }

@@ -29,8 +29,25 @@ static float speed_of_elo(float elo) {
     return middle;
 }
 
+constexpr float MARGIN = 30.0f; // nodes a second, below the machine's own speed
+
+// The strict protocol: both options stay as they were set.
+static void apply_strict_limit() {
+    const int elo = active_personality.UCI_Elo ? active_personality.UCI_Elo : STRICT_DEFAULT_ELO;
+    engine.target_nps = engine.calibration_nps;
+    engine.playing_elo = static_cast<int16_t>(engine.calibration_elo);
+    if (!active_personality.UCI_LimitStrength) return;
+    const float speed = speed_of_elo(static_cast<float>(elo));
+    if (speed > engine.calibration_nps - MARGIN) return;
+    engine.target_nps = speed;
+    engine.playing_elo = static_cast<int16_t>(elo);
+}
+
 void apply_strength_limit() {
-    constexpr float MARGIN = 30.0f; // nodes a second
+    if (strict_protocol()) {
+        apply_strict_limit();
+        return;
+    }
     if (active_personality.UCI_LimitStrength) {
         if (active_personality.UCI_Elo < 1) return; // target_nps was given directly
         engine.target_nps = speed_of_elo(active_personality.UCI_Elo);

@@ -8,6 +8,9 @@
 // Elo of a search of so many nodes a second, above 0: 150 * ln(nps) + 1128.
 double elo_of_speed(double nps);
 
-// Settles EngineState::target_nps for the next think. A limit that the machine can't exceed
+constexpr int STRICT_DEFAULT_ELO = 2000; // UCI_Elo of the strict protocol where none is set
+
+// Settles EngineState::target_nps for the next think, in the strict protocol playing_elo as well.
+// There nothing else is changed, else: a limit that the machine can't exceed
 // anyway is switched off, and UCI_Elo then holds the machine's own figure.
 void apply_strength_limit();

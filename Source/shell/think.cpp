@@ -56,6 +56,9 @@ static void reset_think(const Position& pos) {
     set_relaxed(engine.best_move_depth, 0);
     set_relaxed(engine.single_move, 0);
     set_relaxed(engine.crowded, 0);
+    set_relaxed(engine.best_bound, 0);
+    set_relaxed(engine.lines_told, 0);
+    engine.stop_asked = 0;
     set_relaxed(engine.root_wdl, -1);
     engine.iteration_finished = 0;
     for (int depth = 0; depth < PLY_SLOTS; depth++) {
@@ -70,7 +73,7 @@ static void report_think(const Position& pos) {
     if (shell.noise >= NOISE_QUIET) return;
     char fen[FEN_LENGTH];
     write_fen(pos, fen, 1);
-    int moves = pos.owner->undo_index;
+    int moves = moves_played(*pos.owner);
     if (relaxed(shell.uci_mode)) {
         log_line("info string fen %s", fen);
         log_line("info string ply= %d, trg_time= %0.3f sec", moves,
@@ -97,7 +100,7 @@ void prepare_search() {
         Print("info string setting eval params...");
         rebuild_evaluation();
     }
-    plan_time(main_thread->line.undo_index);
+    plan_time(moves_played(main_thread->line));
     report_think(pos);
 }
 
@@ -128,7 +131,7 @@ float branching_factor() {
 // A move from one of the books, or 0. A move into a draw by rule is forgotten.
 static Move choose_book_move(Position& pos) {
     const Personality& settings = active_personality;
-    const int moves = pos.owner->undo_index;
+    const int moves = moves_played(*pos.owner);
     Move move = NULL_MOVE;
     if (moves < settings.OwnBook_Depth) move = book_probe(pos, settings.OwnBook_File);
     if (move == NULL_MOVE && moves < settings.OwnBook2_Depth)
@@ -153,6 +156,11 @@ static void play_book_move(Position& pos) {
     engine.book_move = static_cast<int16_t>(move);
 }
 
+// In the strict protocol, who asks for an analysis gets one.
+static bool book_may_answer() {
+    return !strict_protocol() || !(engine.until_stop || engine.mate_limit || engine.only_moves[0]);
+}
+
 void begin_think() {
     Position& pos = main_thread->position;
     const int state =
@@ -162,9 +170,11 @@ void begin_think() {
     engine.book_move = 0;
     engine.pv[1] = engine.pv[2] = NULL_MOVE;
     if (reason) PrintFormat("info string position can't be searched: %s", reason);
-    else if (state == STATE_THINKING && active_personality.OwnBook) play_book_move(pos);
+    else if (state == STATE_THINKING && active_personality.OwnBook && book_may_answer())
+        play_book_move(pos);
 
-    if (!reason && pos.halfmoves <= FIFTY_MOVES && engine.pv[1] == NULL_MOVE) {
+    const bool playable = strict_protocol() || pos.halfmoves <= FIFTY_MOVES;
+    if (!reason && playable && engine.pv[1] == NULL_MOVE) {
         if (start_search(state) != 0) exit(-1);
     } else {
         set_relaxed(engine.game_state, state | STATE_OVER);

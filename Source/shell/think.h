@@ -12,10 +12,10 @@ void prepare_search();
 // Rebuilds parameters and exchange values from the active personality.
 void rebuild_evaluation();
 
-// Begins the think that game_state asks for, in STATE_THINK_REQUEST or STATE_PONDER_REQUEST. A
-// book move, a position that can't be searched, or one that is past the fifty-move limit ends it
-// at once: the state then has STATE_OVER and no search runs. Ends the process if the master
-// thread can't be started.
+// Begins the think that game_state asks for, in STATE_THINK_REQUEST or STATE_PONDER_REQUEST. A book
+// move, a position that can't be searched, or (but for the strict protocol) one that is past the
+// fifty-move limit ends it at once: the state then has STATE_OVER and no search runs. Ends the
+// process if the master thread can't be started.
 void begin_think();
 
 // Goes back to STATE_IDLE once the search is over, and lets the options act that had to wait for

@@ -16,11 +16,12 @@
 #include "search/thread.h"
 #include "shell/console.h"
 #include "shell/options.h"
+#include "shell/strict_uci.h"
 #include "shell/think.h"
 
 constexpr size_t TOKEN_LENGTH = 128; // with the ending NUL
 
-static int32_t debug = 1; // not 0: input lines go to the log; nothing clears it
+static int32_t debug = 1; // not 0: input lines go to the log; only the strict protocol clears it
 
 // Copies a token up to the first NUL, newline, carriage return or space.
 static void copy_token(char* to, const char* from) {
@@ -37,7 +38,7 @@ static char* skip_spaces(char* text) {
 // The text `count` characters on, or its end.
 static char* advance(char* text, size_t count) { return text + strnlen(text, count); }
 
-static void identify() {
+void identify_engine() {
     set_relaxed(shell.uci_mode, 1);
     end_console_play();
     PrintFormat("id name %s", PROGRAM_NAME);
@@ -65,7 +66,7 @@ static void set_option(char* arguments) {
     default_personality = active_personality;
 }
 
-static void new_game() {
+void begin_new_game() {
     constexpr float NEW_GAME_SECONDS = 60.0f;
     abandon_search();
     set_limits({.control = SUDDEN_DEATH,
@@ -221,24 +222,30 @@ static void quit() {
     shell.quit = 1;
 }
 
+void log_commands(bool on) { debug = on; }
+
 void HandleUci(char* line) {
     line[strcspn(line, "\n")] = 0;
     if (line[0] == 0) return;
     if (debug) log_line("CMD: %s", line);
+    if (strict_protocol()) {
+        HandleStrictUci(line);
+        return;
+    }
 
     char command[TOKEN_LENGTH];
     copy_token(command, skip_spaces(line));
     // Counted from the start of the line: leading spaces leave it short of the true arguments.
     char* arguments = advance(line, strlen(command) + 1);
 
-    if (strcmp(command, "uci") == 0) identify();
+    if (strcmp(command, "uci") == 0) identify_engine();
     else if (strcmp(command, "isready") == 0) Print("readyok");
     else if (strcmp(command, "setoption") == 0) set_option(arguments);
     else if (strcmp(command, "debug") == 0) debug = 1;
     else if (strcmp(command, "_show") == 0) {
         // Search threads read the tables that it would rebuild.
         if (relaxed(engine.game_state) == STATE_IDLE) print_search_tables();
-    } else if (strcmp(command, "ucinewgame") == 0) new_game();
+    } else if (strcmp(command, "ucinewgame") == 0) begin_new_game();
     else if (strcmp(command, "position") == 0) set_up_position(arguments);
     else if (strcmp(command, "go") == 0) go(arguments);
     else if (strcmp(command, "ponderhit") == 0) {
