@@ -1,9 +1,10 @@
 #!/bin/sh
 # Builds Mird if need be and becomes it: ./run.sh [arguments of the engine]
 #
-# A chess GUI may be told to start this file. So standard input and standard
-# output belong to the engine alone, everything said here goes to standard
-# error, and the engine keeps the working directory of the caller.
+# A chess GUI may be told to start this file, with -strict if it can pass that.
+# So standard input and standard output belong to the engine alone, everything
+# said here goes to standard error, and the engine keeps the working directory of
+# the caller. For other GUIs build/run/mird-uci is built beside it.
 #
 # test.sh reads the functions of this file, with MIRD_FUNCTIONS_ONLY set.
 
@@ -111,7 +112,7 @@ stamp=$build/built # its time is that of the start of the last good build
 
 # A changed file is newer than the stamp; after a removal its folder is.
 up_to_date() {
-    [ -x "$build/mird" ] && [ -e "$stamp" ] &&
+    [ -x "$build/mird" ] && [ -x "$build/mird-uci" ] && [ -e "$stamp" ] &&
         [ -z "$(find "$root/Source" "$root/CMakeLists.txt" -newer "$stamp" 2>&1 | head -n 1)" ]
 }
 
@@ -128,7 +129,7 @@ build_engine() {
     touch "$root/build/run.start"
     # A build folder that was copied from elsewhere can only be thrown away.
     if { configure || { rm -rf "$build" && configure; }; } >"$log" 2>&1 &&
-        cmake --build "$build" --target mird --parallel "$(nproc)" >>"$log" 2>&1; then
+        cmake --build "$build" --target mird mird-uci --parallel "$(nproc)" >>"$log" 2>&1; then
         mv "$root/build/run.start" "$stamp"
     else
         cat "$log" >&2

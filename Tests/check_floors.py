@@ -31,7 +31,7 @@ FLOORS = [
     ("tools", ["tools"]),
     # The only files that know every job of the program.
     ("entry", ["shell/start.h", "shell/start.cpp", "shell/arguments.h", "shell/arguments.cpp",
-               "shell/main.cpp"]),
+               "shell/main.cpp", "shell/main_uci.cpp"]),
 ]
 
 # Includes that go up all the same: (file, included file).
