@@ -163,10 +163,10 @@ TEST(RunSettings, DifferencesAreNamed) {
     double rate = 0.001;
     int batch = 64;
     std::string out = "a";
-    const std::vector<Option> options = {{"--quiet", "", &quiet, ""},
-                                         {"--rate", "X", &rate, ""},
-                                         {"--batch", "N", &batch, ""},
-                                         {"--out", "FILE", &out, ""}};
+    const std::vector<ProgramOption> options = {{"--quiet", "", &quiet, ""},
+                                                {"--rate", "X", &rate, ""},
+                                                {"--batch", "N", &batch, ""},
+                                                {"--out", "FILE", &out, ""}};
     auto text = [&] {
         std::string lines;
         add_options(lines, options, {"--out"});

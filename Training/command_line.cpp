@@ -29,7 +29,7 @@ static bool read_real(double& number, const char* text) {
 
 // Writes a value to the option's place. Returns false, with the place unchanged, if it is no number
 // where one is wanted, or out of the option's range.
-static bool take_value(const Option& option, const char* text) {
+static bool take_value(const ProgramOption& option, const char* text) {
     auto in_range = [&](double number) { return number >= option.min && number <= option.max; };
     if (auto* place = std::get_if<std::string*>(&option.place)) {
         **place = text;
@@ -54,8 +54,8 @@ static bool take_value(const Option& option, const char* text) {
 
 // Reads the option argv[i] with its value. Returns the number of arguments taken, or 0 after a
 // message.
-static int take_option(const std::vector<Option>& options, int argc, char** argv, int i) {
-    auto found = std::find_if(options.begin(), options.end(), [&](const Option& option) {
+static int take_option(const std::vector<ProgramOption>& options, int argc, char** argv, int i) {
+    auto found = std::find_if(options.begin(), options.end(), [&](const ProgramOption& option) {
         return strcmp(option.name, argv[i]) == 0;
     });
     if (found == options.end()) {
@@ -96,7 +96,7 @@ bool read_arguments(const Usage& usage, int argc, char** argv, std::vector<std::
 }
 
 // The option's default as text in brackets; nothing where it has none.
-static std::string default_text(const Option& option) {
+static std::string default_text(const ProgramOption& option) {
     char text[32] = "";
     auto put = [&](auto number, const char* form) {
         auto value = static_cast<double>(number);
@@ -113,12 +113,12 @@ static std::string default_text(const Option& option) {
 
 void print_usage(const Usage& usage) {
     size_t width = 0;
-    auto head = [](const Option& option) {
+    auto head = [](const ProgramOption& option) {
         return *option.value ? std::string(option.name) + " " + option.value : option.name;
     };
-    for (const Option& option : usage.options) width = std::max(width, head(option).size());
+    for (const ProgramOption& option : usage.options) width = std::max(width, head(option).size());
     fprintf(stderr, "usage: %s\n", usage.synopsis);
-    for (const Option& option : usage.options)
+    for (const ProgramOption& option : usage.options)
         fprintf(stderr, "  %-*s  %s%s\n", static_cast<int>(width), head(option).c_str(),
                 option.help, default_text(option).c_str());
 }

@@ -13,7 +13,7 @@
 
 // One option "--name VALUE", or a switch "--name". What stands in its place beforehand is its
 // default.
-struct Option {
+struct ProgramOption {
     const char* name;  // with its dashes
     const char* value; // what the value is called in the usage; of a switch nothing
     std::variant<bool*, int*, uint64_t*, double*, std::string*> place; // bool: a switch
@@ -23,10 +23,10 @@ struct Option {
 };
 
 struct Usage {
-    const char* synopsis;        // how to call the program
-    size_t min_names;            // how many arguments that are no options it takes
-    size_t max_names;            // names behind the options, at most
-    std::vector<Option> options; // in the order of the usage
+    const char* synopsis;               // how to call the program
+    size_t min_names;                   // how many arguments that are no options it takes
+    size_t max_names;                   // names behind the options, at most
+    std::vector<ProgramOption> options; // in the order of the usage
 };
 
 constexpr size_t ANY_NUMBER = SIZE_MAX; // of names

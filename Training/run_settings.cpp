@@ -22,7 +22,7 @@ static std::string number_text(Number number) {
     return std::string(text, std::to_chars(text, text + sizeof text, number).ptr);
 }
 
-static std::string value_text(const Option& option) {
+static std::string value_text(const ProgramOption& option) {
     if (auto* on = std::get_if<bool*>(&option.place)) return **on ? "yes" : "no";
     if (auto* whole = std::get_if<int*>(&option.place)) return number_text(**whole);
     if (auto* large = std::get_if<uint64_t*>(&option.place)) return number_text(**large);
@@ -30,9 +30,9 @@ static std::string value_text(const Option& option) {
     return *std::get<std::string*>(option.place);
 }
 
-void add_options(std::string& text, const std::vector<Option>& options,
+void add_options(std::string& text, const std::vector<ProgramOption>& options,
                  const std::vector<std::string>& without) {
-    for (const Option& option : options)
+    for (const ProgramOption& option : options)
         if (std::find(without.begin(), without.end(), option.name) == without.end())
             add_setting(text, option.name, value_text(option));
 }

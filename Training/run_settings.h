@@ -16,7 +16,7 @@ void add_setting(std::string& text, const std::string& name, const std::string& 
 
 // Adds a line for each option with its present value, numbers in the shortest form that gives them
 // back exactly, but for those whose names stand in `without`.
-void add_options(std::string& text, const std::vector<Option>& options,
+void add_options(std::string& text, const std::vector<ProgramOption>& options,
                  const std::vector<std::string>& without);
 
 // What differs between the settings now and those before, as "NAME is VALUE and was VALUE", parted

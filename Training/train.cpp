@@ -45,7 +45,7 @@ double seconds_now() {
 
 } // namespace
 
-static std::vector<Option> list_options(TrainOptions& options) {
+static std::vector<ProgramOption> list_options(TrainOptions& options) {
     constexpr double MIN_MEMORY = 1; // MiB: some 29,000 records
     TrainSettings& settings = options.settings;
     return {
