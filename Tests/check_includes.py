@@ -66,7 +66,7 @@ def main():
     names = ROOT / "Tests" / "iwyu.imp"
     options = ["-Xiwyu", f"--mapping_file={names}", "-Xiwyu", "--no_fwd_decls", "-Xiwyu",
                "--no_comments", "-Xiwyu", "--max_line_length=200", "-std=c++20", "-ISource", "-I.",
-               "-ITests", '-DMIRD_BINARY=""', '-DMIRD_TEST_SOURCE_DIR=""']
+               "-ITests", '-DMIRD_BINARY=""', '-DMIRD_UCI_BINARY=""', '-DMIRD_TEST_SOURCE_DIR=""']
 
     def find(path):
         name = str(path.relative_to(ROOT))

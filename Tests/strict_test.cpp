@@ -3,12 +3,16 @@
 //
 // Pins internals: the limits and times in EngineState.
 
-#include <cstring>
+#include <gtest/gtest.h>
 
+#include "base/state.h"
 #include "board/draw.h"
 #include "board/fen.h"
 #include "board/line.h"
 #include "board/make.h"
+#include "board/movetext.h"
+#include "board/position.h"
+#include "board/types.h"
 #include "search/limits.h"
 #include "search/line_end.h"
 #include "search/timing.h"
@@ -17,6 +21,7 @@
 #include "shell/strict_position.h"
 #include "shell/words.h"
 #include "shell_fixture.h"
+#include "support.h"
 
 namespace {
 

@@ -11,8 +11,8 @@
 
 #include "Training/selfplay_game.h"
 
-// Status of a run that SIGINT or SIGTERM has ended ahead of its goals, so that a script doesn't take
-// its games for all of them.
+// Status of a run that SIGINT or SIGTERM has ended ahead of its goals, so that a script does not
+// take its games for all of them.
 constexpr int SELFPLAY_STOPPED = 3;
 
 struct SelfplaySettings {
