@@ -43,6 +43,12 @@ has_python() { command -v python3; }
 has_slurm() { PATH=$PATH:/usr/sbin; command -v slurmd && command -v slurmctld && command -v munged; }
 has_parallel() { command -v parallel; }
 has_sshd() { PATH=$PATH:/usr/sbin; command -v sshd && command -v ssh; }
+has_packing() { command -v dpkg-shlibdeps && command -v dpkg-deb; }
+has_arm_compiler() { command -v aarch64-linux-gnu-g++; }
+has_qemu() { command -v qemu-aarch64 || command -v qemu-aarch64-static; }
+has_wine() { command -v wine; }
+has_lintian() { command -v lintian; }
+has_windows_compiler() { command -v x86_64-w64-mingw32-g++-posix; }
 
 # The name of a package. Arguments: package manager, what is needed.
 package_of() {
@@ -69,6 +75,15 @@ package_of() {
         pacman:sshd | apk:sshd) echo openssh ;;
         *:sshd) echo openssh-server ;;
         zypper:parallel) echo gnu_parallel ;;
+        apt-get:packing) echo dpkg-dev ;;
+        apt-get:arm_compiler) echo g++-aarch64-linux-gnu ;;
+        dnf:arm_compiler) echo gcc-c++-aarch64-linux-gnu ;;
+        *:arm_compiler) echo aarch64-linux-gnu-gcc ;;
+        apt-get:windows_compiler) echo g++-mingw-w64-x86-64-posix ;;
+        *:windows_compiler) echo mingw-w64-gcc ;;
+        apt-get:qemu) echo qemu-user ;;
+        dnf:qemu | apk:qemu) echo qemu-aarch64 ;;
+        *:qemu) echo qemu-user ;;
         pacman:python) echo python ;;
         *:python) echo python3 ;;
         *) echo "$2" ;; # cmake and make have one name everywhere
@@ -76,8 +91,8 @@ package_of() {
 }
 
 # Sees to it that each of the arguments (compiler, cmake, make, googletest,
-# format, tidy, includes, python, slurm, parallel, sshd) is there. Says in one line what is still
-# missing after that and fails.
+# format, tidy, includes, python, slurm, parallel, sshd, packing, arm_compiler, windows_compiler,
+# qemu, wine, lintian) is there. Says in one line what is still missing after that and fails.
 need() {
     missing=
     for thing in "$@"; do

@@ -7,6 +7,8 @@
 
 #include "support.h"
 
+#include "eval/nn_kernels.h"
+
 // A change of these numbers is a change of behaviour. Whoever makes one on purpose writes the new
 // number here and the first one in the commit's last line.
 constexpr char SIGNATURE[] = "nodes= 1103018,";         // hand-crafted evaluation
@@ -45,7 +47,7 @@ TEST(Bench, TheWordEndsWithNodesAndSpeedAsFrameworksReadThem) {
 // A path that the processor can't run is passed over in favour of the best one, and so tells
 // nothing here.
 TEST(LongBench, NodeTotalWithTheNetworkIsTheSameOnAllPaths) {
-    for (const char* path : {"plain", "sse2", "avx2", "avx512"}) {
+    for (const char* path : NN_PATH_NAMES) {
         setenv("MIRD_NN_PATH", path, 1);
         std::string total = total_of({"-bench", "-d", "10"});
         EXPECT_NE(total.find(NETWORK_SIGNATURE), std::string::npos) << path << ": " << total;

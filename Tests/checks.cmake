@@ -27,6 +27,7 @@ if(Python3_FOUND)
 
     # What the pages name is in the source, and what they show is what the program prints.
     add_script(names 60)
+    add_script(told 60 $<TARGET_FILE:mird>)
     add_script(shown 120 $<TARGET_FILE:mird>)
     # What frameworks that test engines call.
     add_script(make 60 $<TARGET_FILE:mird>)
@@ -45,6 +46,10 @@ if(Python3_FOUND)
     # The program for Windows, under Wine.
     add_script(windows 900)
     set_tests_properties(windows PROPERTIES RESOURCE_LOCK build COST 800)
+
+    # Two of the packages; ci/packages.sh tries all.
+    add_script(packages 900 deb linux)
+    set_tests_properties(packages PROPERTIES RESOURCE_LOCK build COST 850)
 
     # These take long where many files have changed, so they begin first.
     foreach(name tidy includes)

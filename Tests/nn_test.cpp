@@ -6,6 +6,7 @@
 
 #include "board/make.h"
 #include "eval/evaluate.h"
+#include "eval/nn_kernels.h"
 #include "search/pool.h"
 #include "search/thread.h"
 
@@ -434,7 +435,7 @@ TEST_F(NetworkShape, AnySizesGiveThePlainResult) {
         shape.outputs = s.outputs;
         NetworkFile net = random_network(shape, s.hidden1);
         ASSERT_EQ(load(net).size(), 1u) << s.hidden1 << ' ' << s.hidden2;
-        for (const char* path : {"plain", "sse2", "avx2", "avx512"}) {
+        for (const char* path : NN_PATH_NAMES) {
             if (!NnSelectPath(path)) continue;
             for (const char* fen : FENS) {
                 Position& pos = set_up(fen);

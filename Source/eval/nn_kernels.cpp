@@ -69,7 +69,9 @@ bool NnSelectPath(const char* name) {
 #if defined(__x86_64__)
         &NN_AVX512,
         &NN_AVX2,
-        &NN_SSE2,
+#endif
+#if defined(NN_HAS_16_BYTES)
+        &NN_16_BYTES,
 #endif
         &NN_PLAIN
     };

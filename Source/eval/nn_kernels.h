@@ -41,8 +41,11 @@ struct NnKernels {
 };
 
 extern const NnKernels NN_PLAIN; // any processor
+#if defined(__x86_64__) || defined(__aarch64__) || defined(__wasm_simd128__)
+#define NN_HAS_16_BYTES
+extern const NnKernels NN_16_BYTES;
+#endif
 #if defined(__x86_64__)
-extern const NnKernels NN_SSE2;
 extern const NnKernels NN_AVX2;
 extern const NnKernels NN_AVX512;
 #endif
@@ -50,7 +53,9 @@ extern const NnKernels NN_AVX512;
 // The path in use. Set once at start-up; tests change it between searches.
 extern const NnKernels* nn_kernels;
 
-// Chooses a path by name: "plain", "sse2", "avx2" or "avx512". An empty text or null takes the
-// widest that this processor has. Returns false, with no change, for a name that is unknown or a
-// path that the processor can't run.
+// Names of all paths of all processors, the narrowest first.
+constexpr const char* NN_PATH_NAMES[] = {"plain", "sse2", "neon", "simd128", "avx2", "avx512"};
+
+// Chooses a path by name. An empty text or null takes the widest that this processor has. Returns
+// false, with no change, for a name that is unknown or a path that the processor can't run.
 bool NnSelectPath(const char* name);

@@ -21,7 +21,7 @@ static constexpr OptionHelp OPTIONS[] = {
     {nullptr, "", "How it talks"},
     {"-uci", "", "by the UCI protocol, to a graphical interface (default)"},
     {"-strict", "", "by UCI to the letter, as the program mird-uci does"},
-    {"-c", "", "with a person: moves and commands, \"help\" lists them"},
+    {"-c", "", "with a person at a keyboard, who types moves and commands"},
     {"-cfg", "FILE", "read options from a configuration file first"},
     {"-log", "", "write what is heard and said to mird.log"},
     {"-quiet", "", "no lines of analysis and no log"},
@@ -130,7 +130,7 @@ static void print_version() {
     printf("build: %s, %s, for %s on %s\n", build_kind(), COMPILER, system_name(),
            processor_name());
     printf("vector instructions:");
-    for (const char* path : {"plain", "sse2", "avx2", "avx512"})
+    for (const char* path : NN_PATH_NAMES)
         if (NnSelectPath(path)) printf(" %s", path);
     NnSelectPath("");
     printf("; in use: %s\n", nn_kernels->name);

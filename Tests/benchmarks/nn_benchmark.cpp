@@ -97,7 +97,7 @@ void evaluate(benchmark::State& state, const char* path, int ply) {
 
 int main(int argc, char** argv) {
     if (!init_engine()) return 1;
-    for (const char* path : {"plain", "sse2", "avx2", "avx512"}) {
+    for (const char* path : NN_PATH_NAMES) {
         auto name = [path](const char* what) { return std::string(what) + "/" + path; };
         benchmark::RegisterBenchmark(name("EightRows").c_str(), update, path, 4, 4);
         benchmark::RegisterBenchmark(name("FullRefresh").c_str(), update, path, 0, FULL_ROWS);

@@ -1,0 +1,6 @@
+#!/bin/sh
+# Everything that ./test.sh does with MIRD_CI set: checks of all files, sanitizers, fuzz targets.
+set -eu
+cd "$(dirname "$0")/.."
+export MIRD_CI=1
+exec ./test.sh
