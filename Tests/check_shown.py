@@ -4,16 +4,21 @@
     check_shown.py PROGRAM [PAGE...]    without pages: README.md, CONTRIBUTING.md and Docs/*.md
 
 A conversation is an indented block that begins with a line "$ COMMAND", where the command calls
-./run.sh; here the built program stands for that. The command is run in an empty folder, and what
-it prints must be what the block shows:
+./run.sh, mird or mird-uci; here the built program stands for all of them. All commands of a page
+are run one behind the other in a folder that is empty at first, and what each prints must be what
+its block shows:
 
 - "..." alone on a line stands for any number of lines, none included.
 - Figures of time and speed, which differ from run to run, match each other; see MASKS.
 - Blanks at the end of a line don't count.
 
+A block of "$ cat FILE" shows a file that a command behind it reads, and makes it; but a file that
+a command has written is compared like all that is printed.
+
 Exit status: 0 all well, 1 some page shows what the program doesn't print.
 """
 
+import os
 import pathlib
 import re
 import subprocess
@@ -31,7 +36,12 @@ MASKS = [
     (r"\b[0-9]+ nps$", "# nps"),
     # Depth and time of a console's search line: "00] 08.   0.0      38K   -18  e7e6".
     (r"^(\d\d\] [0-9]+\.?) +[0-9.]+ +", r"\1 # "),
+    (r"^(pos +[0-9]+:) +[0-9.]+ seconds", r"\1 # seconds"),
+    (r"\b(node_rate= *)[0-9]+", r"\1#"),
+    # Of `--version`: compiler and processor.
+    (r"^(build|vector instructions): .*", r"\1: #"),
 ]
+CALL = re.compile(r"\./run\.sh|(^|[|;&] *)mird(-uci)?\b|^cat \S+$")
 
 
 def blocks_of(page):
@@ -40,7 +50,7 @@ def blocks_of(page):
     current = None
     for number, line in enumerate(page.read_text().splitlines(), 1):
         if line.startswith("    $ "):
-            current = (number, line[6:], []) if "./run.sh" in line else None
+            current = (number, line[6:], []) if CALL.search(line[6:]) else None
             if current:
                 blocks.append(current)
         elif current and line.startswith("    "):
@@ -56,11 +66,26 @@ def masked(line):
     return line.rstrip()
 
 
-def printed_by(command, program):
-    with tempfile.TemporaryDirectory(prefix="mird-shown-") as folder:
-        run = subprocess.run(["sh", "-c", command.replace("./run.sh", f'"{program}"')], cwd=folder,
-                             stdout=subprocess.PIPE, text=True, timeout=SECONDS, check=False)
+def call(command, folder):
+    run = subprocess.run(["sh", "-c", command.replace("./run.sh", "mird")], cwd=folder / "work",
+                         env=dict(os.environ, PATH=f"{folder}:{os.environ['PATH']}"),
+                         stdout=subprocess.PIPE, text=True, timeout=SECONDS, check=False)
     return run.stdout.splitlines()
+
+
+def faults_of(page, program):
+    """The conversations of a page, by number and command, with what is wrong with them or None."""
+    with tempfile.TemporaryDirectory(prefix="mird-shown-") as name:
+        folder = pathlib.Path(name)
+        (folder / "work").mkdir()
+        (folder / "mird").symlink_to(program)
+        (folder / "mird-uci").symlink_to(program.with_name("mird-uci"))
+        for number, command, shown in blocks_of(page):
+            file = folder / "work" / command.split()[-1]
+            if command.startswith("cat ") and not file.exists():
+                file.write_text("".join(f"{line}\n" for line in shown))
+                continue
+            yield number, command, difference(shown, call(command, folder))
 
 
 def same_lines(a, b):
@@ -101,9 +126,8 @@ def main():
     for page in pages:
         if not page.exists():
             continue
-        for number, command, shown in blocks_of(page):
+        for number, command, text in faults_of(page, program):
             count += 1
-            text = difference(shown, printed_by(command, program))
             if text:
                 failed = True
                 print(f"{page}:{number}: $ {command}\n  {text}")
