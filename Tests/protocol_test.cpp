@@ -422,7 +422,6 @@ TEST(ProtocolLog, DebugOffEndsTheNoteOfCommands) {
 }
 
 TEST(ProtocolMemory, AHashThatCantBeHadKeepsTheOldOne) {
-    if (sizeof(void*) < 8) GTEST_SKIP();
     rlimit usual;
     getrlimit(RLIMIT_AS, &usual);
     for (bool strict : {false, true}) {
