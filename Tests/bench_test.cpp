@@ -1,6 +1,5 @@
 // The benchmark's node totals: the fingerprints of search and evaluation.
 
-#include <cstdlib>
 #include <regex>
 
 #include <gtest/gtest.h>
@@ -48,9 +47,9 @@ TEST(Bench, TheWordEndsWithNodesAndSpeedAsFrameworksReadThem) {
 // nothing here.
 TEST(LongBench, NodeTotalWithTheNetworkIsTheSameOnAllPaths) {
     for (const char* path : NN_PATH_NAMES) {
-        setenv("MIRD_NN_PATH", path, 1);
+        set_environment("MIRD_NN_PATH", path);
         std::string total = total_of({"-bench", "-d", "10"});
         EXPECT_NE(total.find(NETWORK_SIGNATURE), std::string::npos) << path << ": " << total;
     }
-    unsetenv("MIRD_NN_PATH");
+    set_environment("MIRD_NN_PATH", nullptr);
 }

@@ -8,8 +8,6 @@
 #include <fstream>
 #include <map>
 
-#include <sys/resource.h>
-
 #include "base/text.h"
 #include "board/make.h"
 #include "board/movetext.h"
@@ -528,27 +526,4 @@ TEST_F(LongBookBuild, RealGamesGiveTheBookOfAnIndependentCount) {
     EXPECT_GT(checked, 1000);
     EXPECT_GT(castlings, 10);
     EXPECT_EQ(lines[3], "games= 6000, nmoves= " + std::to_string(nodes));
-}
-
-TEST(LongBookBuildProgram, TenThousandGamesTakeLittleTimeAndMemory) {
-    const std::string path = shared_data("pgn/master-games.pgn");
-    if (path.empty()) GTEST_SKIP() << "needs MIRD_TEST_DATA";
-    const std::string directory = fresh_directory();
-    std::ofstream out(directory + "/games.pgn");
-    int games_written = 0;
-    while (games_written < 10000)
-        for (const std::string& line : read_lines(path)) {
-            games_written += line.compare(0, 7, "[Event ") == 0;
-            if (games_written > 10000) break;
-            out << line << "\n";
-        }
-    out.close();
-    rusage before = {}, usage = {};
-    getrusage(RUSAGE_CHILDREN, &before);
-    Program program = start_program({"-mkbook", "games.pgn"}, directory);
-    EXPECT_EQ(wait_exit(program, 60000), 0);
-    EXPECT_EQ(count_lines(program, "games= 10000, "), 1);
-    getrusage(RUSAGE_CHILDREN, &usage); // times of all children, memory of the largest one
-    EXPECT_LT(usage.ru_utime.tv_sec - before.ru_utime.tv_sec, 10);
-    EXPECT_LT(usage.ru_maxrss, 300 * 1024);
 }

@@ -7,8 +7,6 @@
 #include <filesystem>
 #include <fstream>
 
-#include <sys/stat.h>
-
 #include <gtest/gtest.h>
 
 #include "board/movetext.h"
@@ -533,7 +531,7 @@ TEST_F(ConsoleFiles, DirectoriesAndDevicesAreNoFiles) {
         EXPECT_EQ(last_fen(lines), START_FEN) << name;
     }
     std::string directory = fresh_directory();
-    ASSERT_EQ(mkdir((directory + "/tmp.pgn").c_str(), 0700), 0);
+    ASSERT_TRUE(std::filesystem::create_directory(directory + "/tmp.pgn"));
     EXPECT_EQ(last_fen(talk("e4\nsave\n", directory).lines), after_moves("e2e4"));
 }
 

@@ -6,6 +6,9 @@
 #include <fstream>
 #include <thread>
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include "shell_fixture.h"
 
 namespace {

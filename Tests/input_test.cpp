@@ -20,7 +20,7 @@ protected:
 // A pipe whose one end is standard input.
 class InputPipe {
 public:
-    InputPipe() : ends(open_pipe()), input(ends[0]) { close(ends[0]); }
+    InputPipe() : ends(new_pipe()), input(ends[0]) { close(ends[0]); }
     ~InputPipe() { close(ends[1]); }
     InputPipe(const InputPipe&) = delete;
     InputPipe& operator=(const InputPipe&) = delete;
@@ -33,9 +33,9 @@ public:
     }
 
 private:
-    static std::array<int, 2> open_pipe() {
+    static std::array<int, 2> new_pipe() {
         std::array<int, 2> ends;
-        EXPECT_EQ(pipe2(ends.data(), O_CLOEXEC), 0);
+        EXPECT_TRUE(open_pipe(ends.data()));
         return ends;
     }
     std::array<int, 2> ends;

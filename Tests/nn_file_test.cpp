@@ -1,9 +1,9 @@
 // Network files: loading, creating, writing, and what is wrong with them.
 
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include "base/text.h"
@@ -147,7 +147,7 @@ TEST_F(NetworkFiles, AFreshNetworkNeedsNoFile) {
     char here[1024];
     ASSERT_TRUE(getcwd(here, sizeof here));
     ASSERT_EQ(chdir(directory.c_str()), 0);
-    ASSERT_EQ(mkdir("nn.bin", 0700), 0);
+    ASSERT_TRUE(std::filesystem::create_directory("nn.bin"));
     EXPECT_EQ(load_network("new"), Lines{"info string created new NN"});
     EXPECT_EQ(nn_header.hidden1, 768);
     ASSERT_EQ(chdir(here), 0);
@@ -169,13 +169,11 @@ TEST_F(NetworkFiles, OtherNamesArePaths) {
 }
 
 TEST_F(NetworkFiles, DirectoriesAndPipesAreNotOpened) {
-    ASSERT_EQ(mkdir((directory + "/folder").c_str(), 0700), 0);
-    ASSERT_EQ(mkfifo((directory + "/pipe").c_str(), 0700), 0);
-    for (const char* name : {"folder", "pipe", "/dev/zero"}) {
+    for (const std::string& name : odd_files()) {
         int status = -1;
-        Program program = start_with(directory, name, &status);
+        Program program = start_with(directory, name.c_str(), &status);
         EXPECT_EQ(status, 0) << name;
-        EXPECT_EQ(program.lines.back(), std::string("info string can't open ") + name);
+        EXPECT_EQ(program.lines.back(), "info string can't open " + name);
     }
 }
 

@@ -8,8 +8,6 @@
 #include <fstream>
 #include <vector>
 
-#include <sys/stat.h>
-
 #include "eval/pst.h"
 #include "hce_support.h"
 #include "shell/think.h"
@@ -382,10 +380,10 @@ TEST_F(ParamsFile, WildValuesCanBeEvaluated) {
 }
 
 TEST_F(ParamsFile, OnlyPlainFilesAreRead) {
-    ASSERT_EQ(mkfifo("params.txt", 0600), 0);
+    if (!make_named_pipe("params.txt")) GTEST_SKIP() << "no pipes with names here";
     ReadParamsFile(); // would wait for ever
     std::filesystem::remove("params.txt");
-    std::filesystem::create_symlink("/dev/zero", "params.txt");
+    ASSERT_TRUE(make_link("/dev/zero", "params.txt"));
     ReadParamsFile();
     EXPECT_EQ(row_halves(mtl_pawn), (Halves{100, 100}));
 }

@@ -82,7 +82,7 @@ TEST_F(Printing, WithoutAnOpenLogNothingIsLogged) {
 
 TEST_F(Printing, ALogThatFailsIsToldOnceAndLinesStillGoOut) {
     log_file = fopen("/dev/full", "w");
-    ASSERT_NE(log_file, nullptr);
+    if (!log_file) GTEST_SKIP() << "no device that is always full";
     active_personality.Log = 1;
     testing::internal::CaptureStderr();
     EXPECT_EQ(joined(printed_by([] {
@@ -250,7 +250,8 @@ TEST(Log, AFileThatCantBeDeletedSwitchesItOff) {
 TEST(Log, AFileThatCantBeOpenedIsPassedOverInSilence) {
     std::string directory = fresh_directory();
     // A link that leads nowhere: not there to be deleted, and not to be made.
-    std::filesystem::create_symlink(directory + "/none/mird.log", directory + "/mird.log");
+    if (!make_link(directory + "/none/mird.log", directory + "/mird.log"))
+        GTEST_SKIP() << "no links here";
     Program program = talk({"-log"}, directory, {"uci"});
     EXPECT_FALSE(has_line(program.lines, "log file in use."));
     EXPECT_TRUE(has_line(program.lines, "option name Log type check default true"));

@@ -4,13 +4,9 @@
 #pragma once
 
 #include <cstdio>
-#include <ctime>
 #include <sstream>
 #include <string>
 #include <vector>
-
-#include <fcntl.h>
-#include <unistd.h>
 
 #include <gtest/gtest.h>
 
@@ -74,16 +70,6 @@ inline bool has_line(const std::vector<std::string>& lines, const std::string& l
     return false;
 }
 
-// Writes bytes to the program as they are, without a newline behind them.
-inline void send_bytes(Program& program, const std::string& bytes) {
-    size_t done = 0;
-    while (done < bytes.size()) {
-        ssize_t count = write(program.input, bytes.data() + done, bytes.size() - done);
-        if (count <= 0) return;
-        done += static_cast<size_t>(count);
-    }
-}
-
 // Waits until the program has answered all lines before.
 inline bool is_ready(Program& program) {
     send(program, "isready");
@@ -101,15 +87,6 @@ inline std::string word_after(const std::string& line, const std::string& name) 
 inline double number_after(const std::string& line, const std::string& name) {
     std::string word = word_after(line, name);
     return word.empty() ? -1.0 : atof(word.c_str());
-}
-
-// Seconds of processor time that the program has used.
-inline double processor_seconds(const Program& program) {
-    clockid_t clock = {};
-    timespec time = {};
-    EXPECT_EQ(clock_getcpuclockid(program.pid, &clock), 0);
-    EXPECT_EQ(clock_gettime(clock, &time), 0);
-    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
 }
 
 // Asks for `quit` and returns the exit status.

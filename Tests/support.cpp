@@ -1,16 +1,10 @@
 #include "support.h"
 
-#include <cerrno>
 #include <chrono>
-#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-
-#include <fcntl.h>
-#include <poll.h>
-#include <sys/wait.h>
-#include <unistd.h>
+#include <system_error>
 
 #include <gtest/gtest.h>
 
@@ -106,6 +100,19 @@ std::string shared_data(const std::string& name) {
     return folder && folder[0] ? std::string(folder) + "/" + name : "";
 }
 
+std::vector<std::string> odd_files() {
+    const std::string directory = fresh_directory(), pipe = directory + "/pipe";
+    std::vector<std::string> names = {directory, null_device()};
+    if (make_named_pipe(pipe)) names.insert(names.end(), {pipe, "/dev/zero"});
+    return names;
+}
+
+bool make_link(const std::string& target, const std::string& name) {
+    std::error_code error;
+    std::filesystem::create_symlink(target, name, error);
+    return !error;
+}
+
 std::vector<std::string> read_lines(const std::string& path) {
     std::vector<std::string> lines;
     std::ifstream file(path);
@@ -127,144 +134,19 @@ struct Directories {
 };
 Directories directories;
 
-using Clock = std::chrono::steady_clock;
-
-int milliseconds_until(Clock::time_point end) {
-    auto left = std::chrono::duration_cast<std::chrono::milliseconds>(end - Clock::now()).count();
-    return left > 0 ? static_cast<int>(left) : 0;
-}
-
-// Reads once. Returns false at the end of the output or when the time is over.
-bool take_output(Program& program, int milliseconds) {
-    pollfd waiting = {program.output, POLLIN, 0};
-    if (poll(&waiting, 1, milliseconds) <= 0) return false;
-    char buffer[65536];
-    ssize_t count = read(program.output, buffer, sizeof buffer);
-    if (count <= 0) return false;
-    program.unread.append(buffer, static_cast<size_t>(count));
-    return true;
-}
-
-// Takes the first whole line out of what was read.
-bool take_line(Program& program, std::string& line) {
-    size_t end = program.unread.find('\n');
-    if (end == std::string::npos) return false;
-    line = program.unread.substr(0, end);
-    program.unread.erase(0, end + 1);
-    program.lines.push_back(line);
-    return true;
-}
-
 } // namespace
 
 std::string fresh_directory() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "mird-test-XXXXXX").string();
-    EXPECT_NE(mkdtemp(pattern.data()), nullptr);
-    directories.made.push_back(pattern);
-    return pattern;
-}
-
-void reset_signals() {
-    for (int number : {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGPIPE, SIGXFSZ}) signal(number, SIG_DFL);
-    sigset_t none;
-    sigemptyset(&none);
-    sigprocmask(SIG_SETMASK, &none, nullptr);
-}
-
-Program start_program(const std::vector<std::string>& arguments, const std::string& directory) {
-    signal(SIGPIPE, SIG_IGN);
-    std::string place = directory.empty() ? fresh_directory() : directory;
-    int to_child[2], from_child[2];
-    EXPECT_EQ(pipe2(to_child, O_CLOEXEC), 0);
-    EXPECT_EQ(pipe2(from_child, O_CLOEXEC), 0);
-
-    std::vector<char*> argv = {const_cast<char*>(MIRD_BINARY)};
-    for (const std::string& argument : arguments)
-        argv.push_back(const_cast<char*>(argument.c_str()));
-    argv.push_back(nullptr);
-
-    Program program;
-    program.pid = fork();
-    if (program.pid == 0) {
-        reset_signals();
-        dup2(to_child[0], STDIN_FILENO);
-        dup2(from_child[1], STDOUT_FILENO);
-        if (chdir(place.c_str()) != 0) _exit(126);
-        execv(MIRD_BINARY, argv.data());
-        _exit(127);
+    static Random random = {
+        static_cast<uint64_t>(std::chrono::system_clock::now().time_since_epoch().count())};
+    const std::string start = (std::filesystem::temp_directory_path() / "mird-test-").string();
+    for (int attempt = 0; attempt < 100; attempt++) {
+        const std::string name = start + std::to_string(next_random(random));
+        std::error_code error;
+        if (!std::filesystem::create_directory(name, error)) continue;
+        directories.made.push_back(name);
+        return name;
     }
-    close(to_child[0]);
-    close(from_child[1]);
-    program.input = to_child[1];
-    program.output = from_child[0];
-    return program;
-}
-
-void send(Program& program, const std::string& line) {
-    std::string text = line + "\n";
-    size_t done = 0;
-    while (done < text.size()) {
-        ssize_t count = write(program.input, text.data() + done, text.size() - done);
-        if (count <= 0) return; // the program has gone; the test will notice
-        done += static_cast<size_t>(count);
-    }
-}
-
-void close_input(Program& program) {
-    if (program.input >= 0) close(program.input);
-    program.input = -1;
-}
-
-std::string wait_for(Program& program, const std::string& prefix, int milliseconds) {
-    auto end = Clock::now() + std::chrono::milliseconds(milliseconds);
-    for (;;) {
-        std::string line;
-        while (take_line(program, line))
-            if (line.compare(0, prefix.size(), prefix) == 0) return line;
-        if (!take_output(program, milliseconds_until(end))) return "";
-    }
-}
-
-int wait_exit(Program& program, int milliseconds) {
-    auto end = Clock::now() + std::chrono::milliseconds(milliseconds);
-    int status = 0, result = -2;
-    while (take_output(program, milliseconds_until(end))) {
-    }
-    for (bool killed = false;;) {
-        if (waitpid(program.pid, &status, WNOHANG) == program.pid) {
-            if (!killed) result = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-            break;
-        }
-        if (Clock::now() >= end && !killed) {
-            kill(program.pid, SIGKILL);
-            killed = true;
-        }
-        usleep(1000);
-    }
-    std::string line;
-    while (take_line(program, line)) {
-    }
-    if (!program.unread.empty()) program.lines.push_back(program.unread);
-    program.unread.clear();
-    close_input(program);
-    close(program.output);
-    return result;
-}
-
-Program run_with_input(const std::vector<std::string>& arguments, const std::string& input,
-                       int* status, int milliseconds) {
-    Program program = start_program(arguments);
-    // Written in pieces, so that a long conversation never blocks on a full output pipe.
-    fcntl(program.input, F_SETFL, O_NONBLOCK);
-    size_t done = 0;
-    while (done < input.size()) {
-        ssize_t count = write(program.input, input.data() + done, input.size() - done);
-        if (count > 0) done += static_cast<size_t>(count);
-        else if (errno != EAGAIN) break;
-        take_output(program, count > 0 ? 0 : 1);
-    }
-    close_input(program);
-    int result = wait_exit(program, milliseconds);
-    if (status) *status = result;
-    return program;
+    ADD_FAILURE() << "no directory can be made at " << start;
+    return "";
 }

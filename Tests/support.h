@@ -48,9 +48,31 @@ std::string shared_data(const std::string& name);
 // Lines of a text file without their newlines; none if it can't be read.
 std::vector<std::string> read_lines(const std::string& path);
 
+// A fresh directory, removed at the end of the test run.
+std::string fresh_directory();
+
+// Names of files that are no plain ones: a directory and what else the system has.
+std::vector<std::string> odd_files();
+
+// A symbolic link; false where the system or the user's rights have none.
+bool make_link(const std::string& target, const std::string& name);
+
+// A pipe with a name in the file system; false where there is no such thing.
+bool make_named_pipe(const std::string& name);
+
+// The device that takes everything and gives nothing.
+const char* null_device();
+
+// A pipe without a name: an end to read from, one to write to.
+bool open_pipe(int ends[2]);
+
+// Sets a variable of the environment, or takes it away where `value` is null.
+void set_environment(const char* name, const char* value);
+
 // The real program as a child process, spoken to over pipes.
 struct Program {
     int pid = -1;
+    void* handle = nullptr;         // of the process, on Windows
     int input = -1;                 // its standard input, -1 when closed
     int output = -1;                // its standard output
     std::string unread;             // read, but not handed out as lines
@@ -61,10 +83,14 @@ struct Program {
 // run under `nohup` or in the background of a shell ignores some.
 void reset_signals();
 
-// Starts the program with its arguments in a fresh working directory of its own, or in
-// `directory`.
-Program start_program(const std::vector<std::string>& arguments, const std::string& directory = "");
+// Starts the program, or another file, with its arguments in a fresh working directory of its own,
+// or in `directory`.
+Program start_program(const std::vector<std::string>& arguments, const std::string& directory = "",
+                      const char* file = MIRD_BINARY);
 void send(Program& program, const std::string& line);
+
+// Writes bytes to the program as they are, without a newline behind them.
+void send_bytes(Program& program, const std::string& bytes);
 void close_input(Program& program);
 
 // Waits for a line that begins with `prefix` and returns it; an empty text when the time is over
@@ -79,5 +105,14 @@ int wait_exit(Program& program, int milliseconds = 10000);
 Program run_with_input(const std::vector<std::string>& arguments, const std::string& input,
                        int* status = nullptr, int milliseconds = 20000);
 
-// A fresh directory, removed at the end of the test run.
-std::string fresh_directory();
+// Seconds of processor time that the program has used.
+double processor_seconds(const Program& program);
+
+// Two steps of the above that each system has of its own.
+// Reads once what the program has printed. Returns false at the end of the output or when the time
+// is over.
+bool take_output(Program& program, int milliseconds);
+
+// Waits for the end of a process whose output has ended, kills it when the time is over, and
+// returns what wait_exit does.
+int end_process_of(Program& program, int milliseconds);

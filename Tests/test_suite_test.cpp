@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include "base/platform.h"
 #include "shell_fixture.h"
 
 namespace {
@@ -188,7 +189,7 @@ TEST(TestSuite, StopEndsAPositionAndQuitTheRun) {
     Program program = start_program({"-anepd", "suite.epd", "-use_hce"}, directory);
     ASSERT_NE(wait_for(program, "Analyzing"), "");
     for (const char* line : {"stop", "stop", "stop", "quit"}) {
-        usleep(300000);
+        sleep_ms(300);
         send(program, line);
     }
     EXPECT_EQ(wait_exit(program, 30000), 0);

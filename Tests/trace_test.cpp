@@ -5,7 +5,6 @@
 #include <filesystem>
 #include <fstream>
 
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include "base/lock.h"
@@ -173,12 +172,12 @@ TEST(TraceProgram, HearsNothingOfTheGameWhileASearchRuns) {
 
 TEST(TraceProgram, ThatCanNotBeOpenedEndsTheProgramInPeace) {
     std::string directory = fresh_directory();
-    ASSERT_EQ(mkdir((directory + "/trace.txt").c_str(), 0700), 0);
+    ASSERT_TRUE(std::filesystem::create_directory(directory + "/trace.txt"));
     Program program = start_program({"-c"}, directory);
     send(program, "trace 1");
     send(program, "set depth 2");
     send(program, "mv");
     EXPECT_EQ(wait_exit(program), 0);
     for (const std::string& line : program.lines) EXPECT_NE(line.find("move= "), 0u) << line;
-    EXPECT_EQ(rmdir((directory + "/trace.txt").c_str()), 0);
+    EXPECT_TRUE(std::filesystem::remove(directory + "/trace.txt"));
 }

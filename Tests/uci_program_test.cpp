@@ -495,11 +495,10 @@ TEST(LongUciProgram, LongThinksTellTheRootMoves) {
 TEST_F(UciProgram, ADecimalCommaInTheLocaleChangesNothing) {
     const char* kept = getenv("LC_ALL");
     std::string before = kept ? kept : "";
-    setenv("LC_ALL", "de_DE.UTF-8", 1);
+    set_environment("LC_ALL", "de_DE.UTF-8");
     std::string directory = fresh_directory();
     Program program = start_program({"-log", "-noise", "0.5", "-t", "0.25"}, directory);
-    if (kept) setenv("LC_ALL", before.c_str(), 1);
-    else unsetenv("LC_ALL");
+    set_environment("LC_ALL", kept ? before.c_str() : nullptr);
 
     std::string line = wait_for(program, "info string et= ", 60000);
     ASSERT_NE(line, "");
