@@ -4,6 +4,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
+#include <initializer_list>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -156,7 +157,6 @@ static void watch_for_the_end() {
     if (done) return;
     done = true;
     atexit(remove_all_fresh);
-    at_quick_exit(remove_all_fresh);
     for (int signal_number : {SIGHUP, SIGINT, SIGTERM}) {
         struct sigaction action = {};
         sigaction(signal_number, nullptr, &action);
@@ -169,7 +169,11 @@ static void watch_for_the_end() {
     }
 }
 
-void end_at_once(int status) { quick_exit(status); }
+// Not every system has quick_exit.
+void end_at_once(int status) {
+    remove_all_fresh();
+    _exit(status);
+}
 
 static FreshFile* find_free_slot() {
     for (FreshFile& fresh : fresh_files)

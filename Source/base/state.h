@@ -235,12 +235,13 @@ struct Personality {
 extern Personality active_personality;  // what the program runs on
 extern Personality default_personality; // what `uci` lists
 
-// Personality fields that an option may change while search threads read them.
+// Personality fields that an option may change while search threads read them. The library of some
+// compilers (clang's own before version 19) has no std::atomic_ref; these are what it stands on.
 inline int16_t load_shared(const int16_t& field) {
-    return std::atomic_ref<int16_t>(const_cast<int16_t&>(field)).load(std::memory_order_relaxed);
+    return __atomic_load_n(&field, __ATOMIC_RELAXED);
 }
 inline void store_shared(int16_t& field, int value) {
-    std::atomic_ref<int16_t>(field).store(static_cast<int16_t>(value), std::memory_order_relaxed);
+    __atomic_store_n(&field, static_cast<int16_t>(value), __ATOMIC_RELAXED);
 }
 
 // Short forms for the relaxed order that all shared flags use.

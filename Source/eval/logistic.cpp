@@ -9,6 +9,8 @@
 #include <cstddef>
 #include <limits>
 
+#include "base/bits.h"
+
 constexpr int STEPS = NN_MAX_SCORE - NN_MIN_SCORE; // the score rises by 1 at each
 
 // Nearly the score of an output of 1.
@@ -16,11 +18,11 @@ constexpr float UNITS = 166.66667f;
 
 // Numbers the floats in their order; there are two of 0.
 static constexpr int32_t place_of(float z) {
-    auto bits = std::bit_cast<int32_t>(z);
+    auto bits = bits_as<int32_t>(z);
     return bits >= 0 ? bits : std::numeric_limits<int32_t>::min() - bits;
 }
 static constexpr float float_at(int32_t place) {
-    return std::bit_cast<float>(place >= 0 ? place : std::numeric_limits<int32_t>::min() - place);
+    return bits_as<float>(place >= 0 ? place : std::numeric_limits<int32_t>::min() - place);
 }
 
 static constexpr bool reaches(int32_t place, int score) {

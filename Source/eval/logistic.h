@@ -8,8 +8,9 @@
 #pragma once
 
 #include <algorithm>
-#include <bit>
 #include <cstdint>
+
+#include "base/bits.h"
 
 // ln 2 as a sum: the first part has 21 bits of mantissa at most, so that its products with binary
 // exponents are exact.
@@ -19,7 +20,7 @@ constexpr int EXPONENT_BIAS = 1023, MANTISSA_BITS = 52;
 
 // 2 to the power of k, which is an exponent of normal numbers.
 constexpr double power_of_two(int k) {
-    return std::bit_cast<double>(static_cast<uint64_t>(k + EXPONENT_BIAS) << MANTISSA_BITS);
+    return bits_as<double>(static_cast<uint64_t>(k + EXPONENT_BIAS) << MANTISSA_BITS);
 }
 
 // e to the power of x, within two units in the last place. Beyond 700 in size x counts as 700.
@@ -63,7 +64,7 @@ constexpr double log_of(double x) {
     constexpr double ROOT_HALF = 0.70710678118654757;
     constexpr double C[10] = {2.0 / 3,  2.0 / 5,  2.0 / 7,  2.0 / 9,  2.0 / 11,
                               2.0 / 13, 2.0 / 15, 2.0 / 17, 2.0 / 19, 2.0 / 21};
-    const auto bits = std::bit_cast<uint64_t>(x);
+    const auto bits = bits_as<uint64_t>(x);
     int k = static_cast<int>(bits >> MANTISSA_BITS) - EXPONENT_BIAS + 1;
     double m = x * power_of_two(-k); // 1/2 to 1
     if (m < ROOT_HALF) {

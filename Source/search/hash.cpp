@@ -1,9 +1,9 @@
 #include "search/hash.h"
 
-#include <bit>
 #include <cstdlib>
 #include <cstring>
 
+#include "base/bits.h"
 #include "base/platform.h"
 #include "base/print.h"
 #include "board/draw.h"
@@ -119,14 +119,14 @@ static HashRecord load_entry(const HashEntry& entry) {
     struct Words {
         uint64_t word[2];
     };
-    return std::bit_cast<HashRecord>(Words{{words[0], words[1]}});
+    return bits_as<HashRecord>(Words{{words[0], words[1]}});
 }
 
 static void store_entry(HashEntry& entry, const HashRecord& record) {
     struct Words {
         uint64_t word[2];
     };
-    Words words = std::bit_cast<Words>(record);
+    Words words = bits_as<Words>(record);
     entry.words[0].store(words.word[0], std::memory_order_relaxed);
     entry.words[1].store(words.word[1], std::memory_order_relaxed);
 }
