@@ -7,6 +7,8 @@
 #define NAME(name) name
 #if defined(_WIN32)
     .section .rdata, "dr"
+#elif defined(__wasm__)
+    .section .rodata.nn_embedded, "", @
 #else
     .section .rodata
 #endif
@@ -18,6 +20,13 @@
 NAME(nn_embedded):
     .incbin MIRD_NETWORK_FILE
 NAME(nn_embedded_end):
+
+// WebAssembly places data by symbols, which need sizes; one byte behind the end has its own.
+#if defined(__wasm__)
+    .byte 0
+    .size nn_embedded, nn_embedded_end - nn_embedded
+    .size nn_embedded_end, 1
+#endif
 
 #if defined(__linux__)
     .section .note.GNU-stack, "", %progbits
