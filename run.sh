@@ -47,6 +47,10 @@ has_packing() { command -v dpkg-shlibdeps && command -v dpkg-deb; }
 has_arm_compiler() { command -v aarch64-linux-gnu-g++; }
 has_qemu() { command -v qemu-aarch64 || command -v qemu-aarch64-static; }
 has_wine() { command -v wine; }
+has_emscripten() { command -v emcc; }
+has_node() { command -v node; }
+has_npm() { command -v npm; }
+has_chromium() { command -v chromium; }
 has_lintian() { command -v lintian; }
 has_windows_compiler() { command -v x86_64-w64-mingw32-g++-posix; }
 
@@ -84,6 +88,7 @@ package_of() {
         apt-get:qemu) echo qemu-user ;;
         dnf:qemu | apk:qemu) echo qemu-aarch64 ;;
         *:qemu) echo qemu-user ;;
+        apt-get:node) echo nodejs ;;
         pacman:python) echo python ;;
         *:python) echo python3 ;;
         *) echo "$2" ;; # cmake and make have one name everywhere
@@ -92,7 +97,8 @@ package_of() {
 
 # Sees to it that each of the arguments (compiler, cmake, make, googletest,
 # format, tidy, includes, python, slurm, parallel, sshd, packing, arm_compiler, windows_compiler,
-# qemu, wine, lintian) is there. Says in one line what is still missing after that and fails.
+# qemu, wine, lintian, emscripten, node, npm, chromium) is there. Says in one line what is still
+# missing after that and fails.
 need() {
     missing=
     for thing in "$@"; do

@@ -7,8 +7,8 @@
 # With MIRD_CI set, clang-tidy and include-what-you-use look at all files and not
 # only at those that have changed, the training programs are built and run by Slurm
 # and over ssh, a network is made from nothing at the smallest scale, and three Debug
-# builds with sanitizers follow, one of them by clang++, with the fuzz targets. Tests
-# that need large data look for it where MIRD_TEST_DATA says.
+# builds with sanitizers follow, one of them by clang++, with the fuzz targets, and the
+# page for browsers. Tests that need large data look for it where MIRD_TEST_DATA says.
 # Exit status 0 means that every stage was passed; the first failure ends the run.
 
 set -eu
@@ -79,6 +79,13 @@ if fuzzes >/dev/null 2>&1; then
     fi
 else
     stage "clang++ with its sanitizers: not installed, left out"
+fi
+
+if need emscripten node npm chromium 2>/dev/null; then
+    stage "The page for browsers, in node and in Chromium"
+    Web/test.sh
+else
+    stage "Emscripten, node, npm and Chromium: not all installed, the page is left out"
 fi
 
 stage "All stages passed"
