@@ -86,9 +86,9 @@ def check(files, tool, known_list, find):
 
 
 def cpp_files(*folders):
-    """All but those of Windows, whose headers are not here."""
+    """All but those of Windows and of browsers, whose headers are not here."""
     return [file for folder in folders for file in sorted((ROOT / folder).rglob("*.cpp"))
-            if not file.stem.endswith("_windows")]
+            if not file.stem.endswith(("_windows", "_wasm"))]
 
 
 def lone_headers(*folders):

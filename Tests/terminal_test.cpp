@@ -10,7 +10,7 @@
 
 #include <gtest/gtest.h>
 
-#include "shell_fixture.h"
+#include "support.h"
 
 namespace {
 
