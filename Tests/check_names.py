@@ -20,7 +20,7 @@ import sys
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 PAGES = ["Docs/where.md", "Docs/protocol.md", "CONTRIBUTING.md"]
-CODE = (".h", ".cpp", ".S", ".txt", ".py", ".sh")
+CODE = (".h", ".cpp", ".S", ".txt", ".cmake", ".py", ".sh")
 
 
 def files_named(path):

@@ -29,6 +29,8 @@ if(Python3_FOUND)
     add_script(names 60)
     add_script(told 60 $<TARGET_FILE:mird>)
     add_script(shown 120 $<TARGET_FILE:mird>)
+    # Tables and pictures of the page on strength are what its data give.
+    add_check(plots 60 ${Python3_EXECUTABLE} ${PROJECT_SOURCE_DIR}/Docs/plots.py --check)
     # What frameworks that test engines call.
     add_script(make 60 $<TARGET_FILE:mird>)
 

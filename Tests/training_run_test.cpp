@@ -197,6 +197,15 @@ TEST(TrainingCurve, IsReadBackAsWritten) {
     EXPECT_TRUE(read_curve_table(path + ".missing").empty());
 }
 
+TEST(TrainingCurve, IsDrawnFromItsTableAsTheGuideShowsIt) {
+    const std::string docs = MIRD_TEST_SOURCE_DIR "/../Docs/";
+    const std::string path = fresh_directory() + "/curve.svg";
+    const std::vector<CurvePoint> points = read_curve_table(docs + "data/training.csv");
+    ASSERT_FALSE(points.empty());
+    ASSERT_TRUE(write_curve_picture(points, path));
+    EXPECT_EQ(read_lines(path), read_lines(docs + "training.svg"));
+}
+
 TEST(SafeFile, AnInterruptionLeavesTheOldFile) {
     const std::string path = fresh_directory() + "/file";
     auto write = [&](const char* text, bool whole) {
