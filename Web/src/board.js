@@ -33,6 +33,21 @@ export function createBoard(element, choose) {
   element.append(numbers);
   const still = matchMedia("(prefers-reduced-motion: reduce)");
   let legal = [];
+  let wanted = null; // a FEN that comes when the pieces have arrived
+  let moving = false;
+
+  // The pieces glide to their places. Of what comes meanwhile only the last is shown, and at once.
+  async function place(fen) {
+    wanted = fen;
+    if (moving) return;
+    moving = true;
+    for (let glide = !still.matches; wanted; glide = false) {
+      const next = wanted;
+      wanted = null;
+      await board.setPosition(next, glide);
+    }
+    moving = false;
+  }
 
   // The board plays a move by itself after it has been told that it is good. What is shown in its
   // place has to come later.
@@ -87,7 +102,7 @@ export function createBoard(element, choose) {
     legal = position.legal;
     board.disableMoveInput();
     board.removeMarkers();
-    board.setPosition(position.fen, !still.matches);
+    place(position.fen);
     if (lastMove) {
       board.addMarker(MARKER_TYPE.square, lastMove.slice(0, 2));
       board.addMarker(MARKER_TYPE.square, lastMove.slice(2, 4));
@@ -130,5 +145,6 @@ export function createBoard(element, choose) {
     explain,
     turn: (color) => board.setOrientation(color),
     orientation: () => board.getOrientation(),
+    pieces: () => board.getPosition().split(" ")[0],
   };
 }

@@ -66,7 +66,7 @@ function drawAnalysis() {
   showLines(get("analysis"), analysing ? lines.map((line) => line && { line, words: words(line) })
     : []);
   get("speed").textContent = lines[0] ? speedText(lines[0]) : "";
-  showBar(get("bar"), state.scores[game.at]);
+  showBar(get("bar"), state.scores[game.at], positionAt(game).over);
   showGraph(get("graph"), state.scores, game.at, length());
   const best = lines.filter(Boolean).map((line) => line.pv[0]).slice(0, MOST_ARROWS);
   board.point(analysing ? best : []);
@@ -370,5 +370,5 @@ async function timeStop() {
 }
 
 // For the tests.
-globalThis.mird = { state, ending, timeStop };
+globalThis.mird = { state, ending, timeStop, pieces: () => board.pieces() };
 main();

@@ -14,10 +14,14 @@ function share({ score, mate }) {
   return 1 / (1 + Math.exp(-0.006 * score));
 }
 
-export function showBar(element, line) {
-  const part = line ? share(line) : 0.5;
+// `line` is the last one about the position, or nothing; `over` tells how the game has ended there,
+// or is null.
+export function showBar(element, line, over) {
+  const ended = over && ({ "1-0": 1, "0-1": 0 }[over.result] ?? 0.5);
+  const part = ended ?? (line ? share(line) : 0.5);
   element.firstElementChild.style.height = `${(part * 100).toFixed(1)}%`;
-  element.setAttribute("aria-label", `Evaluation: ${line ? scoreText(line) : "not known"}`);
+  element.setAttribute("aria-label",
+                       over?.text ?? `Evaluation: ${line ? scoreText(line) : "not known"}`);
 }
 
 // `lines`: { line, words } by number, with words as moves for people.

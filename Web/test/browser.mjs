@@ -158,6 +158,9 @@ const TESTS = {
     await page.waitForFunction(() => globalThis.mird.ending() !== null, null, { timeout: 300000 });
     assert.ok((await moves(page)).length > 20);
     await waitForStatus(page, (await page.evaluate(() => globalThis.mird.ending().text)));
+    const fen = await page.inputValue("#fen");
+    await page.waitForFunction((pieces) => globalThis.mird.pieces() === pieces, fen.split(" ")[0]);
+    await page.waitForTimeout(50);
     await page.screenshot({ path: join(shots, "game-over.png"), fullPage: true });
   },
 
@@ -273,6 +276,21 @@ const TESTS = {
       await page.waitForFunction(() => document.querySelectorAll("#analysis li").length === 0);
     }
     console.log(`  the slowest took ${longest.toFixed(1)} ms`);
+  },
+
+  async "searches with two threads, and tables of 1 to 256 MB"(page) {
+    const counts = await page.locator("#threads option").allTextContents();
+    assert.equal(counts.length, await page.evaluate(() => navigator.hardwareConcurrency));
+    await page.click("summary");
+    await page.click("#analyse");
+    for (const [id, value] of [["hash", "256"], ["hash", "1"],
+                               ["threads", counts[counts.length - 1]], ["hash", "64"]]) {
+      await page.selectOption(`#${id}`, value);
+      await page.waitForFunction(() =>
+        /depth ([6-9]|\d\d):/.test(document.querySelector("#analysis li")?.textContent ?? ""));
+      const late = await page.evaluate(() => globalThis.mird.timeStop());
+      assert.ok(late < 100, `a stop took ${late} ms`);
+    }
   },
 
   async "analyses with arrows, a bar and a graph"(page) {
