@@ -2,7 +2,8 @@
 # Builds the page, engine and all, into build/web: Web/build.sh
 #
 # What is missing is installed: Emscripten and node from the distribution's packages, the libraries
-# of the page by npm, as Web/package-lock.json says. The folder can be put on any host of files.
+# of the page by npm, as Web/package-lock.json says, and without running scripts of theirs. The
+# folder can be put on any host of files.
 set -eu
 cd "$(dirname "$0")/.."
 MIRD_FUNCTIONS_ONLY=1
@@ -25,7 +26,7 @@ mkdir -p build
 {
     (build_module build/web-single OFF) &&
         (build_module build/web-threads ON) &&
-        (cd Web && npm ci --no-audit --no-fund)
+        (cd Web && npm ci --no-audit --no-fund --ignore-scripts)
 } >build/web.log 2>&1 || { cat build/web.log >&2; exit 1; }
 
 rm -rf build/web

@@ -13,7 +13,7 @@ import { createSearch } from "./search.js";
 import { startPosition } from "./start960.js";
 import { recall, remember } from "./storage.js";
 import {
-  scoreText, showBar, showGraph, showLines, showMoves, showReport, speedText,
+  showBar, showGraph, showLines, showMoves, showReport, speedText,
 } from "./view.js";
 
 const REVIEW_MS = 150;     // for each position of a review
