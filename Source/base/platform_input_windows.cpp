@@ -15,8 +15,6 @@
 
 namespace {
 
-enum class InputKind { UNKNOWN, PIPE, CONSOLE, WAITED, FILE };
-
 // What the thread that waits hands to the main thread.
 struct HandedInput {
     char bytes[4096];       // UTF-8
@@ -27,8 +25,9 @@ struct HandedInput {
 
 } // namespace
 
-static InputKind kind; // main thread only
 static HandedInput handed;
+static bool is_console;   // what the waiting thread reads; written before its start
+static bool thread_waits; // there is one; main thread only
 
 // Both reset themselves when a wait ends by them.
 static HANDLE wake_event() {
@@ -65,8 +64,8 @@ static int read_handle(char* out, size_t size) {
 // Waits for input until there is no more.
 static void hand_over(void*) {
     do {
-        handed.length = kind == InputKind::CONSOLE ? read_console(handed.bytes, sizeof handed.bytes)
-                                                   : read_handle(handed.bytes, sizeof handed.bytes);
+        handed.length = is_console ? read_console(handed.bytes, sizeof handed.bytes)
+                                   : read_handle(handed.bytes, sizeof handed.bytes);
         handed.taken = 0;
         handed.full.store(true, std::memory_order_release);
         wake_main_thread();
@@ -75,36 +74,28 @@ static void hand_over(void*) {
     } while (handed.length > 0);
 }
 
-static InputKind find_kind() {
+// Starts the thread for input that can't be looked at, and then stays with it. Files and pipes that
+// have ended can be read without: false. What has no thread may be replaced by something else.
+static bool needs_thread() {
+    if (thread_waits) return true;
     DWORD number;
-    if (GetConsoleMode(standard_input(), &number)) return InputKind::CONSOLE;
-    if (GetFileType(standard_input()) != FILE_TYPE_PIPE) return InputKind::FILE;
-    if (PeekNamedPipe(standard_input(), nullptr, 0, nullptr, &number, nullptr)
-        || GetLastError() == ERROR_BROKEN_PIPE)
-        return InputKind::PIPE;
-    return InputKind::WAITED;
-}
-
-static InputKind input_kind() {
-    if (kind != InputKind::UNKNOWN) return kind;
-    kind = find_kind();
-    if (kind == InputKind::CONSOLE || kind == InputKind::WAITED) {
-        ThreadHandle thread; // never joined: it may be waiting when the program ends
-        if (start_joinable(thread, hand_over, nullptr) != 0) kind = InputKind::FILE;
+    is_console = GetConsoleMode(standard_input(), &number) != 0;
+    if (!is_console) {
+        if (GetFileType(standard_input()) != FILE_TYPE_PIPE) return false;
+        if (PeekNamedPipe(standard_input(), nullptr, 0, nullptr, &number, nullptr)
+            || GetLastError() == ERROR_BROKEN_PIPE)
+            return false;
     }
-    return kind;
+    ThreadHandle thread; // never joined: it may be waiting when the program ends
+    thread_waits = start_joinable(thread, hand_over, nullptr) == 0;
+    return thread_waits;
 }
 
 bool input_waiting() {
     DWORD bytes = 0;
-    switch (input_kind()) {
-    case InputKind::PIPE:
-        // A closed pipe can be read from: its end.
-        return !PeekNamedPipe(standard_input(), nullptr, 0, nullptr, &bytes, nullptr) || bytes > 0;
-    case InputKind::CONSOLE:
-    case InputKind::WAITED: return handed.full.load(std::memory_order_acquire);
-    default: return true;
-    }
+    if (!thread_waits && PeekNamedPipe(standard_input(), nullptr, 0, nullptr, &bytes, nullptr))
+        return bytes > 0;
+    return !needs_thread() || handed.full.load(std::memory_order_acquire);
 }
 
 static int take_handed(char* buffer, size_t size) {
@@ -120,11 +111,7 @@ static int take_handed(char* buffer, size_t size) {
 }
 
 int read_input(char* buffer, size_t size) {
-    switch (input_kind()) {
-    case InputKind::CONSOLE:
-    case InputKind::WAITED: return take_handed(buffer, size);
-    default: return read_handle(buffer, size);
-    }
+    return needs_thread() ? take_handed(buffer, size) : read_handle(buffer, size);
 }
 
 void wait_for_input(int milliseconds) {
@@ -136,8 +123,7 @@ void wait_for_input(int milliseconds) {
         const double now = monotonic_seconds();
         if (now >= end) return;
         double rest = (end - now) * 1e3 + 1.0;
-        if (input_kind() == InputKind::PIPE)
-            rest = std::min(rest, now - begin < LIVELY ? 1.0 : 5.0);
+        if (!thread_waits) rest = std::min(rest, now - begin < LIVELY ? 1.0 : 5.0);
         if (WaitForSingleObject(wake_event(), static_cast<DWORD>(rest)) == WAIT_OBJECT_0) return;
     }
 }
