@@ -12,6 +12,7 @@
 #include <shellapi.h>
 #include <timeapi.h>
 
+#include "base/platform_files.h"
 #include "base/windows_text.h"
 
 bool widen(const char* name, WideText& wide) {
@@ -147,12 +148,8 @@ bool same_file(const char* first, const char* second) {
 }
 
 FILE* open_plain_file(const char* name, const char* mode) {
-    if (file_exists(name)) {
-        BY_HANDLE_FILE_INFORMATION about;
-        if (!describe_file(name, about)) return nullptr;
-        if (about.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) return nullptr;
-    }
-    return open_stream(name, mode);
+    const FileKind kind = kind_of_file(name);
+    return kind == FileKind::PLAIN || kind == FileKind::MISSING ? open_stream(name, mode) : nullptr;
 }
 
 bool is_terminal(FILE* stream) {
