@@ -194,14 +194,14 @@ TEST_F(TbRegistry, TheFirstDirectoryWins) {
 TEST_F(TbRegistry, LongDirectoriesArePassedOver) {
     // 259 characters with the file's name are the most.
     std::string folder = fresh_directory(), name = "/KQvK.rtbw";
-    while (folder.size() + 100 < 259 - name.size()) {
+    const size_t most = 259 - name.size();
+    while (folder.size() + 101 < most) {
         folder.append("/").append(99, 'd');
         std::filesystem::create_directory(folder);
     }
-    if (size_t rest = 259 - name.size() - folder.size(); rest > 1) {
-        folder.append("/").append(rest - 1, 'e');
-        std::filesystem::create_directory(folder);
-    }
+    const size_t rest = most - folder.size(); // 2 or more
+    folder.append("/").append(rest - 1, 'e');
+    std::filesystem::create_directory(folder);
     copy_table("KQvK", folder);
     ASSERT_EQ((folder + name).size(), 259u);
     EXPECT_EQ(output_of_init(folder), "info string found 1 tablebases\n");
