@@ -141,7 +141,7 @@ TEST_F(Config, AFileMayNameAFurtherOne) {
 }
 
 TEST_F(Config, AFileThatNamesItselfIsLoadedOnce) {
-    const std::string again = std::filesystem::path(path).parent_path() / "./mird.cfg";
+    const std::string again = (std::filesystem::path(path).parent_path() / "./mird.cfg").string();
     const std::string left_out = " left out: named within itself, or one file too many\n";
     EXPECT_EQ(joined(load("ConfigFilePath = " + path + "\nContempt = 4\nConfigFilePath = " + again
                           + "\n")),

@@ -28,7 +28,8 @@ public:
     // Sends bytes and returns the line that is finished by them, a "-" if none is.
     std::string line_after(const std::string& bytes) const {
         char line[INPUT_LINE_LENGTH];
-        EXPECT_EQ(write(ends[1], bytes.data(), bytes.size()), std::ssize(bytes));
+        const auto size = static_cast<unsigned>(bytes.size());
+        EXPECT_EQ(write(ends[1], bytes.data(), size), std::ssize(bytes));
         return poll_line(line) ? line : "-";
     }
 

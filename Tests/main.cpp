@@ -2,12 +2,14 @@
 
 #include <gtest/gtest.h>
 
+#include "base/platform.h"
 #include "shell/start.h"
 
 // Exit status of a run in which every test has left itself out.
 constexpr int ALL_SKIPPED = 77;
 
 int main(int argc, char** argv) {
+    prepare_platform(argc, argv);
     testing::InitGoogleTest(&argc, argv);
     if (testing::GTEST_FLAG(list_tests)) return RUN_ALL_TESTS();
 

@@ -364,8 +364,8 @@ TEST(MakeGameMove, PlaysGamesOfAnyLength) {
     std::vector<std::string> fens;
     int drawn = 0, fresh = 0;
     for (int played = 0; played < 2000; played++) {
-        long whole = std::count(keys.begin(), keys.end(), pos.key);
-        long recent = std::count(keys.end() - std::min<long>(200, static_cast<long>(keys.size())),
+        auto whole = std::count(keys.begin(), keys.end(), pos.key);
+        auto recent = std::count(keys.end() - std::min<ptrdiff_t>(200, std::ssize(keys)),
                                  keys.end(), pos.key);
         if (whole < 2) {
             ASSERT_EQ(is_draw(pos, 0), 0) << played;

@@ -147,7 +147,9 @@ TEST_F(TbProbe, AFileThatShrinksIsReadWithoutASignal) {
     std::filesystem::copy(own_tables() + "/KPvK.rtbw", path);
     quiet_init(folder);
     EXPECT_EQ(wdl_of("4k3/8/4K3/4P3/8/8/8/8 w - -"), 2);
-    std::filesystem::resize_file(path, 0);
+    std::error_code refused;
+    std::filesystem::resize_file(path, 0, refused);
+    if (refused) GTEST_SKIP() << "the system lets nobody cut a file that is mapped";
     Random random = {4};
     for (int i = 0; i < 200; i++) {
         int success;
