@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <set>
 
+#include "base/platform.h"
 #include "base/text.h"
 #include "board/movetext.h"
 #include "book_support.h"
@@ -137,7 +138,7 @@ TEST_F(BookProbe, AWeightOfZeroIsNeitherShownNorChosen) {
     EXPECT_EQ(probe_file(path), plain("d2d4"));
     EXPECT_EQ(lines, Lines{"info string (book moves are: d2d4  )"});
     choose_in_silence();
-    srand(7);
+    seed_random(7);
     for (int i = 0; i < 20000; i++) // one in 1,000 random points is 0
         ASSERT_EQ(book_probe(game(), path.c_str()), plain("d2d4"));
 }
@@ -202,7 +203,7 @@ TEST_F(BookProbe, AGuiGetsOneLine) {
 TEST_F(BookProbe, TheConsoleGetsATable) {
     set_relaxed(shell.uci_mode, 0);
     active_personality.OwnBook_Variety = 0;
-    srand(1);
+    seed_random(1);
     Move move = probe(START_FEN, {{"e2e4", 100}, {"d2d4", 10}, {"c2c4", 0}, {"g1f3", 50}});
     // Shares of 10,000: 4687, 0, 0, 1562.
     std::string chosen = SQUARE_NAMES[move_from(move)];
@@ -383,7 +384,7 @@ TEST_F(LongBookProbe, TheChoiceFollowsTheBentWeights) {
         active_personality.OwnBook_Variety = static_cast<int16_t>(variety);
         std::vector<double> points = points_by_move(moves, variety);
         std::vector<int> drawn(moves.size());
-        srand(2024);
+        seed_random(2024);
         for (int i = 0; i < DRAWS; i++) {
             Move move = book_probe(game(), path.c_str());
             for (size_t j = 0; j < moves.size(); j++)
@@ -411,7 +412,7 @@ TEST_F(LongBookProbe, ASumThatEqualsThePointIsNotBelowIt) {
     // Shares 10 and 9,990: the points 0 and 1 of 1,000 choose the first.
     const std::string path = book_file(entries_of(START_FEN, {{"e2e4", 1}, {"d2d4", 999}}));
     choose_in_silence();
-    srand(2025);
+    seed_random(2025);
     int first = 0;
     for (int i = 0; i < DRAWS; i++) first += book_probe(game(), path.c_str()) == plain("e2e4");
     EXPECT_NEAR(first, 200, 50);

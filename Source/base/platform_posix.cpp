@@ -1,6 +1,7 @@
 #include "base/platform.h"
 
 #include <csignal>
+#include <cstdlib>
 #include <ctime>
 
 #include <poll.h>
@@ -18,6 +19,13 @@ double monotonic_seconds() {
     timespec now = {};
     clock_gettime(CLOCK_MONOTONIC, &now);
     return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
+}
+
+void seed_random(unsigned seed) { srand(seed); }
+
+int random_number() {
+    static_assert(RAND_MAX == 0x7FFFFFFF);
+    return rand();
 }
 
 void sleep_ms(int milliseconds) {

@@ -1,5 +1,6 @@
 #include "base/platform.h"
 
+#include <atomic>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -13,6 +14,7 @@
 #include <timeapi.h>
 
 #include "base/platform_files.h"
+#include "base/random.h"
 #include "base/windows_text.h"
 
 bool widen(const char* name, WideText& wide) {
@@ -84,6 +86,16 @@ double monotonic_seconds() {
     LARGE_INTEGER now;
     QueryPerformanceCounter(&now);
     return static_cast<double>(now.QuadPart) * per_tick;
+}
+
+// The C library's rand has 15 bits, and in each thread a row of its own that begins at one seed.
+static std::atomic<uint64_t> random_state;
+
+void seed_random(unsigned seed) { random_state.store(seed, std::memory_order_relaxed); }
+
+int random_number() {
+    Random random = {random_state.fetch_add(RANDOM_STEP, std::memory_order_relaxed)};
+    return static_cast<int>(next_random(random) >> 33);
 }
 
 void sleep_ms(int milliseconds) {

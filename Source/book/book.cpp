@@ -1,7 +1,6 @@
 #include "book/book.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <cstring>
 
 #include "base/platform.h"
@@ -181,7 +180,7 @@ static void bend_weights(BookMoves& moves) {
 // The last entry with a weight whose running sum lies below a random point, else the first.
 static int choose_entry(const BookMoves& moves) {
     constexpr uint32_t STEPS = 1000; // of the random point
-    uint32_t random = static_cast<uint32_t>(rand()) * 98765u + 123456789u;
+    uint32_t random = static_cast<uint32_t>(random_number()) * 98765u + 123456789u;
     int threshold =
         static_cast<int>(random % STEPS * static_cast<double>(moves.share_total) * 0.001);
     int chosen = -1, sum = 0;

@@ -38,7 +38,7 @@ static bool allocate_buffers(EvalState& eval) {
     }
     eval.nn_acc = memory;
     eval.nn_hidden2 = memory + hidden1;
-    eval.nn_seed = static_cast<uint32_t>(rand());
+    eval.nn_seed = static_cast<uint32_t>(random_number());
     eval.nn_generation = nn_header.generation;
     return true;
 }

@@ -178,10 +178,10 @@ static void create_network(NnHeader& net) {
     compute_sizes(net);
     allocate_weights(net);
 
-    srand(static_cast<unsigned>(time(nullptr)));
+    seed_random(static_cast<unsigned>(time(nullptr)));
     int64_t drawn = net.total - EXTRAS;
     for (int64_t i = 0; i < drawn; i++)
-        net.weights[i] = static_cast<float>(rand() % DRAWN_STEPS * DRAWN_STEP + MIN_DRAWN);
+        net.weights[i] = static_cast<float>(random_number() % DRAWN_STEPS * DRAWN_STEP + MIN_DRAWN);
     for (int64_t i = drawn; i < net.total; i++) net.weights[i] = EXTRA;
 }
 

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "base/lock.h"
+#include "base/platform.h"
 #include "board/attack.h"
 #include "board/classify.h"
 #include "board/legal.h"
@@ -77,7 +78,7 @@ static void evaluate_root(SearchThread& thread) {
 static void prepare_thread(SearchThread& thread) {
     reset_root_stack(thread);
     reset_ordering(thread);
-    thread.seed = static_cast<uint32_t>(rand());
+    thread.seed = static_cast<uint32_t>(random_number());
     evaluate_root(thread);
 }
 

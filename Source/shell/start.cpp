@@ -1,7 +1,6 @@
 #include "shell/start.h"
 
 #include <cstdio>
-#include <cstdlib>
 
 #include "base/defaults.h"
 #include "base/files.h"
@@ -52,7 +51,7 @@ static void find_program_directory(const char* program) {
 
 // Tables, the game's record and the default settings.
 static bool init_records() {
-    srand(static_cast<unsigned>(static_cast<uint64_t>(monotonic_seconds() * 1000.0)));
+    seed_random(static_cast<unsigned>(static_cast<uint64_t>(monotonic_seconds() * 1000.0)));
     main_thread = allocate_search_thread();
     if (!main_thread) return false;
     reset_search_stack(*main_thread);

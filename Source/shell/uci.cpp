@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "base/platform.h"
 #include "base/print.h"
 #include "base/state.h"
 #include "base/text.h"
@@ -168,7 +169,7 @@ static float clock_seconds(const char* token) { return std::max(seconds(token), 
 // The limit varies by up to 4 per cent either way, so that games at fixed nodes differ.
 static uint64_t vary_nodes(int64_t nodes) {
     constexpr int SPREAD = 40; // parts of a thousand
-    return static_cast<uint64_t>(nodes + nodes * (SPREAD - rand() % (2 * SPREAD)) / 1000);
+    return static_cast<uint64_t>(nodes + nodes * (SPREAD - random_number() % (2 * SPREAD)) / 1000);
 }
 
 // The keywords of time on a clock.
