@@ -22,8 +22,8 @@ void end_fine_timer();
 // Seconds of a clock that only goes forward, with nanoseconds behind the point.
 double monotonic_seconds();
 
-// Numbers by chance, as rand gives them on most systems: 0 to 2^31 - 1, each as likely as any other,
-// and one row of them for all threads. The row depends on the seed, and on the system.
+// Numbers by chance, as rand gives them on most systems: 0 to 2^31 - 1, each as likely as any
+// other, and one row of them for all threads. The row depends on the seed, and on the system.
 void seed_random(unsigned seed);
 int random_number();
 
