@@ -13,6 +13,8 @@ import {
 const HUNG = { class: "marker-hung", slice: "markerCircle" };
 const FREE = { class: "marker-free", slice: "markerCircle" };
 
+const MOST_ON_THE_WAY = 3;
+
 // `choose` is called with the name, in UCI, of a legal move that a person has made, or with null
 // where a promotion was given up.
 export function createBoard(element, choose) {
@@ -33,20 +35,20 @@ export function createBoard(element, choose) {
   element.append(numbers);
   const still = matchMedia("(prefers-reduced-motion: reduce)");
   let legal = [];
-  let wanted = null; // a FEN that comes when the pieces have arrived
-  let moving = false;
+  let onTheWay = 0; // positions that the board has been given and does not show yet
+  let wanted = null; // the last one, where it has to wait for these
 
-  // The pieces glide to their places. Of what comes meanwhile only the last is shown, and at once.
-  async function place(fen) {
-    wanted = fen;
-    if (moving) return;
-    moving = true;
-    for (let glide = !still.matches; wanted; glide = false) {
-      const next = wanted;
-      wanted = null;
-      await board.setPosition(next, glide);
-    }
-    moving = false;
+  // The pieces glide to their places, unless others are still on the way; of more than a few
+  // positions only the last is shown, so that the board never stays behind.
+  function place(fen) {
+    wanted = onTheWay < MOST_ON_THE_WAY ? null : fen;
+    if (wanted) return;
+    const glide = onTheWay === 0 && !still.matches;
+    onTheWay++;
+    board.setPosition(fen, glide).then(() => {
+      onTheWay--;
+      if (wanted) place(wanted);
+    });
   }
 
   // The board plays a move by itself after it has been told that it is good. What is shown in its

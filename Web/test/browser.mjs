@@ -249,6 +249,7 @@ const TESTS = {
     await waitForMoves(page, 2);
     await page.click("#take-back");
     assert.equal((await game(page)).moves.length, 0);
+    await page.waitForTimeout(250); // the pieces glide back
     await drag(page, "d2", "d4");
     await waitForMoves(page, 2);
     assert.equal((await moves(page))[0], "d4");
@@ -257,6 +258,7 @@ const TESTS = {
     await page.locator("#moves button").nth(1).click();
     assert.equal((await game(page)).at, 2);
     await page.click("#flip");
+    await page.waitForTimeout(250); // the board turns
     await drag(page, "g1", "f3");
     await waitForMoves(page, 4);
     assert.equal((await moves(page))[2], "Nf3");
