@@ -130,6 +130,17 @@ def converse(folder):
     expect(engine.child.wait(timeout=PATIENCE) == 0, "the end of the input is no normal end")
 
 
+def read_file(folder):
+    """Commands from a file go as by a pipe."""
+    (folder / "commands").write_text("uci\nposition startpos\ngo depth 5\nisready\n")
+    with open(folder / "commands", encoding="utf-8") as commands:
+        told = subprocess.run(["wine", PROGRAM], cwd=folder, check=True, text=True, stdin=commands,
+                              stdout=subprocess.PIPE, stderr=subprocess.DEVNULL,
+                              timeout=PATIENCE).stdout.splitlines()
+    for word in ("uciok", "readyok", "bestmove"):
+        expect(sum(line.startswith(word) for line in told) == 1, f"no {word} for a file: {told}")
+
+
 def has_ended(process):
     """Whether a process, which may be nobody's child, runs no more."""
     try:
@@ -197,6 +208,7 @@ def check():
         folder = pathlib.Path(name)
         (folder / "größe.cfg").write_text("Contempt = 7\n", encoding="utf-8")
         converse(folder)
+        read_file(folder)
         kill_parent(folder)
         type_on_console(folder)
 

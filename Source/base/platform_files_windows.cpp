@@ -10,6 +10,7 @@
 #include <windows.h>
 
 #include "base/platform.h"
+#include "base/text.h"
 #include "base/windows_text.h"
 
 // Opens what a name leads to, without a right to its contents.
@@ -42,13 +43,21 @@ static bool whole_path(const char* name, WideText& path) {
     return length > 0 && length < WIDE_LENGTH;
 }
 
+// Tells whether a file could be made at that whole path, as far as its folder is there.
+static bool has_folder(WideText path) {
+    wchar_t* end = wcsrchr(path.text, L'\\');
+    if (!end) return false;
+    *end = 0;
+    return GetFileAttributesW(path.text) != INVALID_FILE_ATTRIBUTES;
+}
+
 bool same_place(const char* first, const char* second) {
     const FileKind kind = kind_of_file(first);
     if (kind_of_file(second) != kind || kind == FileKind::OTHER) return false;
     if (kind != FileKind::MISSING) return same_file(first, second);
     WideText path1, path2;
     return whole_path(first, path1) && whole_path(second, path2)
-        && lstrcmpiW(path1.text, path2.text) == 0;
+        && lstrcmpiW(path1.text, path2.text) == 0 && has_folder(path1);
 }
 
 int64_t file_size(FILE* file) {
@@ -152,6 +161,15 @@ static FreshFile* find_free_slot() {
     return nullptr;
 }
 
+// Why a file could not be made just now, as errno has it.
+static int reason_of_refusal() {
+    switch (GetLastError()) {
+    case ERROR_FILE_EXISTS: return EEXIST;
+    case ERROR_PATH_NOT_FOUND: return ENOENT;
+    default: return EACCES;
+    }
+}
+
 // A descriptor of a file that may be removed and renamed while it is open. -1 if there is one.
 static int create_new(const char* name) {
     WideText path;
@@ -160,7 +178,7 @@ static int create_new(const char* name) {
     HANDLE file = CreateFileW(path.text, GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_DELETE,
                               nullptr, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr);
     if (file == INVALID_HANDLE_VALUE) {
-        errno = GetLastError() == ERROR_FILE_EXISTS ? EEXIST : EACCES;
+        errno = reason_of_refusal();
         return -1;
     }
     return _open_osfhandle(reinterpret_cast<intptr_t>(file), _O_WRONLY | _O_BINARY);
@@ -180,9 +198,10 @@ static int create_numbered(FreshFile& fresh) {
 FILE* create_beside(const char* name, FreshFile*& fresh) {
     fresh = find_free_slot();
     WideText path;
+    if (!fresh) return nullptr;
     errno = ENAMETOOLONG;
-    if (!fresh || !whole_path(name, path) || !narrow(path.text, fresh->target, FILE_PATH_LENGTH))
-        return nullptr;
+    if (!widen(name, path) || strlen(name) >= FILE_PATH_LENGTH) return nullptr;
+    copy_text(fresh->target, name, FILE_PATH_LENGTH);
     const DWORD old = GetFileAttributesW(path.text);
     errno = EACCES;
     if (old != INVALID_FILE_ATTRIBUTES && (old & FILE_ATTRIBUTE_READONLY)) return nullptr;
@@ -208,5 +227,6 @@ int put_in_place(FreshFile& fresh) {
     const bool moved = widen(fresh.name, from) && widen(fresh.target, to)
                     && MoveFileExW(from.text, to.text, MOVEFILE_REPLACE_EXISTING);
     fresh.used.store(false, std::memory_order_release);
-    return moved ? 0 : EACCES;
+    if (moved) return 0;
+    return kind_of_file(fresh.target) == FileKind::DIRECTORY ? EISDIR : EACCES;
 }
