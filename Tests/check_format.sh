@@ -1,5 +1,5 @@
 #!/bin/sh
-# Checks how all C++ files are laid out; changes nothing.
+# Checks how all C++ files and those of the page are laid out; changes nothing.
 #
 # - No line has more than 100 columns, comments included, which clang-format leaves alone. Only
 #   the tests' tables may be wider, between "// clang-format off" and "// clang-format on".
@@ -21,9 +21,15 @@ files_of() {
     done | sort | tr '\n' '\0'
 }
 
+# Likewise the page's.
+files_of_page() {
+    find Web/*.cpp Web/src Web/test -name '*.cpp' -o -name '*.*js' -o -name '*.css' -o -name '*.html' |
+        sort | tr '\n' '\0'
+}
+
 failed=0
 
-files_of Source Tests Training | xargs -0 -r awk '
+{ files_of Source Tests Training && files_of_page; } | xargs -0 -r awk '
     FNR == 1 { table = 0 }
     /\/\/ clang-format off/ { table = FILENAME ~ /^Tests\// }
     /\/\/ clang-format on/ { table = 0 }

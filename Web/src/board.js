@@ -98,8 +98,8 @@ export function createBoard(element, choose) {
     }
   }
 
-  // Shows a position behind its last move, and lets `side` ("w", "b", "both" or null) make its legal
-  // moves.
+  // Shows a position behind its last move, and lets `side` ("w", "b", "both" or null) make its
+  // legal moves.
   function show(position, lastMove, side) {
     legal = position.legal;
     board.disableMoveInput();

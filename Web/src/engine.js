@@ -1,16 +1,27 @@
 // The engine in its worker: lines of UCI in both directions.
 //
-// Where the page is served with the headers that shared memory needs, the engine has threads and
-// hears "stop" while it thinks. Elsewhere it hears nothing before its answer; then "stop" ends the
-// worker, gives the best move of the last line for an answer, and begins with a new worker that is
-// told all options again.
+// Where the page is served with the headers that shared memory needs, and the browser gives as much
+// of it as the module may grow to, the engine has threads and hears "stop" while it thinks.
+// Elsewhere it hears nothing before its answer; then "stop" ends the worker, gives the best move of
+// the last line for an answer, and begins with a new worker that is told all options again.
 
 const BASE = new URL("engine/", document.baseURI).href;
 
-export const hasThreads = () => globalThis.crossOriginIsolated === true;
+// Pages of 64 kB, as the module with threads is linked: browsers set the most aside at once, and
+// some phones don't have it.
+const SHARED_MEMORY = { initial: 1024, maximum: 16384, shared: true };
 
-// Starts the program in a worker with arguments of its command line. `hear` is called with each line
-// that it says, `fail` with a sentence when it can't be had.
+export function hasThreads() {
+  if (globalThis.crossOriginIsolated !== true) return false;
+  try {
+    return new WebAssembly.Memory(SHARED_MEMORY).buffer instanceof SharedArrayBuffer;
+  } catch {
+    return false;
+  }
+}
+
+// Starts the program in a worker with arguments of its command line. `hear` is called with each
+// line that it says, `fail` with a sentence when it can't be had.
 export function startProgram(args, threads, hear, fail) {
   const worker = new Worker(new URL("worker.js", BASE));
   worker.onmessage = ({ data }) => (typeof data === "string" ? hear(data) : fail(data.fault));

@@ -203,7 +203,8 @@ function capturable(square, side, ranks) {
 // Reads a PGN. Returns { game } or { fault }, a sentence.
 export function readPgn(text) {
   if (!text.trim()) return ERROR("There is no PGN.");
-  // The reader heeds a FEN only where SetUp announces it, as the standard wants it; many files don't.
+  // The reader heeds a FEN only where SetUp announces it, as the standard wants it; many files
+  // don't.
   const unannounced = /^\s*\[FEN /m.test(text) && !/^\s*\[SetUp /m.test(text);
   let reader;
   try {

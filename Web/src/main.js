@@ -1,8 +1,8 @@
 // The page: a game, who plays it, and an analysis of what is looked at.
 //
 // There is one state, and `draw` shows it. The engine searches for one purpose at a time: a move of
-// its own, the analysis of the position that is looked at, or a review of the game. Whatever changes
-// the position calls `think`, which ends the search before and begins the one that is due.
+// its own, the analysis of the position that is looked at, or a review of the game. Whatever
+// changes the position calls `think`, which ends the search before and begins the one that is due.
 
 import { createBoard } from "./board.js";
 import {
@@ -50,7 +50,8 @@ const length = () => state.game.moves.length;
 const atEnd = () => state.game.at === length();
 const mover = () => (positionAt(state.game).white ? "w" : "b");
 const ending = () => positionAt(state.game, length()).over ?? state.flagged;
-const engineMoves = () => state.person !== "both" && state.person !== mover() && atEnd() && !ending();
+const engineMoves = () =>
+  state.person !== "both" && state.person !== mover() && atEnd() && !ending();
 
 function input() {
   if (state.analysing || state.person === "both") return "both";

@@ -75,7 +75,8 @@ function positionsWithout(fen) {
     const emptied = ranks.map((each, other) =>
       other === row ? `${each.slice(0, file)} ${each.slice(file + 1)}` : each);
     const text = emptied.map((each) => each.replace(/ +/g, (run) => run.length)).join("/");
-    const rights = others[0].replace(/[KQkq]/g, (right) => (lostRight(right, row, piece) ? "" : right));
+    const rights = others[0].replace(/[KQkq]/g,
+                                     (right) => (lostRight(right, row, piece) ? "" : right));
     found.push({
       square: "abcdefgh"[file] + (8 - row),
       white: piece === piece.toUpperCase(),

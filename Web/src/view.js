@@ -75,8 +75,8 @@ function draw(name, attributes) {
 export function showGraph(element, lines, at, plies) {
   const width = Math.max(plies, 1);
   const x = (ply) => ((ply / width) * 100).toFixed(2);
-  const points = [...lines].map((line, ply) => line && `${x(ply)},${(30 - share(line) * 30).toFixed(2)}`)
-    .filter(Boolean);
+  const y = (line) => (30 - share(line) * 30).toFixed(2);
+  const points = [...lines].map((line, ply) => line && `${x(ply)},${y(line)}`).filter(Boolean);
   element.replaceChildren(
     draw("line", { x1: 0, y1: 15, x2: 100, y2: 15, class: "level" }),
     draw("line", { x1: x(at), y1: 0, x2: x(at), y2: 30, class: "here" }),
@@ -89,11 +89,13 @@ export function showReport(table, note, explanation) {
   const rows = table.tBodies[0];
   rows.replaceChildren();
   if (!explanation) {
-    note.textContent = "There is no report on this position: it is known exactly, or in nobody's turn.";
+    note.textContent =
+      "There is no report on this position: it is known exactly, or in nobody's turn.";
     return;
   }
   const { terms, network, byHand } = explanation.report;
-  const most = Math.max(50, ...terms.flatMap(({ white, black }) => [Math.abs(white), Math.abs(black)]));
+  const values = terms.flatMap(({ white, black }) => [Math.abs(white), Math.abs(black)]);
+  const most = Math.max(50, ...values);
   for (const { name, white, black } of terms) {
     const row = rows.insertRow();
     const head = document.createElement("th");
@@ -108,6 +110,6 @@ export function showReport(table, note, explanation) {
     }
   }
   note.textContent = `By hand ${scoreText({ score: byHand, mate: null })}, by the network `
-    + `${scoreText({ score: network, mate: null })}. On the board: what each side would lose without `
-    + "the piece. Red rings: pieces that hang; green rings: free pawns.";
+    + `${scoreText({ score: network, mate: null })}. On the board: what each side would lose `
+    + "without the piece. Red rings: pieces that hang; green rings: free pawns.";
 }

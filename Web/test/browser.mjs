@@ -33,11 +33,13 @@ async function reachable(url) {
   throw new Error(`nobody serves ${url}`);
 }
 
-async function open(browser, port, options = {}) {
+// `prepare` runs in the page before its own code.
+async function open(browser, port, options = {}, prepare = () => {}) {
   const context = await browser.newContext({ viewport: { width: 1200, height: 900 }, ...options });
   const page = await context.newPage();
   page.on("console", (message) => message.type() === "error" && complaints.push(message.text()));
   page.on("pageerror", (error) => complaints.push(String(error)));
+  await page.addInitScript(prepare);
   await page.goto(`http://127.0.0.1:${port}/`);
   return page;
 }
@@ -430,6 +432,24 @@ const TESTS = {
     await drag(bare, "g1", "f3");
     await waitForMoves(bare, 4);
     await bare.context().close();
+  },
+
+  async "plays with one thread where there is no memory to share"(page, browser) {
+    const poor = await open(browser, PORT, {}, () => {
+      const Memory = WebAssembly.Memory;
+      WebAssembly.Memory = function (limits) {
+        if (limits.shared) throw new RangeError("out of memory");
+        return new Memory(limits);
+      };
+    });
+    assert.equal(await poor.evaluate(() => globalThis.crossOriginIsolated), true);
+    assert.equal(await poor.isDisabled("#threads"), true);
+    await poor.selectOption("#time", "m500");
+    await poor.click("#new-game button");
+    await waitForStatus(poor, "White to move");
+    await drag(poor, "d2", "d4");
+    await waitForMoves(poor, 2);
+    await poor.context().close();
   },
 };
 

@@ -1,5 +1,5 @@
-// The rules of the page against those of the engine: as many moves in each position of random games,
-// in both kinds of chess.
+// The rules of the page against those of the engine: as many moves in each position of random
+// games, in both kinds of chess.
 
 import { newGame, play, positionAt, START } from "../src/game.js";
 import { startPosition } from "../src/start960.js";
@@ -51,7 +51,7 @@ for (const { fen } of positions) {
 }
 
 const wrong = positions.filter(({ count }, index) => count !== counted[index]);
-console.log(`${wrong.length ? "FAILED" : "ok"}: moves of ${positions.length} positions, as the engine has `
-  + "them");
+console.log(`${wrong.length ? "FAILED" : "ok"}: moves of ${positions.length} positions, as the `
+  + "engine has them");
 for (const { fen, count } of wrong.slice(0, 5)) console.log(`  ${fen}: ${count}`);
 process.exit(wrong.length ? 1 : 0);
