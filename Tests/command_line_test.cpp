@@ -386,6 +386,13 @@ TEST_F(CommandLineOptions, AnUnknownWordIsToldOnTheErrorStreamAndSkipped) {
     EXPECT_EQ(relaxed(shell.uci_mode), 0);
 }
 
+TEST_F(CommandLineOptions, BenchBehindAnotherWordIsAnUnknownWord) {
+    testing::internal::CaptureStderr();
+    CommandLine line = parse({"-hash", "8", "bench"});
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "unknown option 'bench', see --help\n");
+    EXPECT_EQ(line.run_mode, MODE_GAME);
+}
+
 TEST_F(CommandLineOptions, KnownWordsAndTheirValuesAreNotTold) {
     testing::internal::CaptureStderr();
     parse({"bench", "-o", "some file", "-d", "4", "-scan_pgn", "games.pgn", "-scan_pgn9", "x",

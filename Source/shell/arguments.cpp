@@ -160,7 +160,9 @@ CommandLine parse_arguments(int argc, char** argv) {
     parse_bench_word(cursor, line);
     for (; cursor.at < cursor.count && line.exit_status == 0; cursor.at++) {
         const char* word = cursor.texts[cursor.at];
-        if (!is_known_option(word)) fprintf(stderr, "unknown option '%s', see --help\n", word);
+        const bool late_bench = is(cursor, "bench") && cursor.at > 1; // counts as first word only
+        if (!is_known_option(word) || late_bench)
+            fprintf(stderr, "unknown option '%s', see --help\n", word);
         Personality& p = default_personality;
         if (is(cursor, "-uci")) set_relaxed(shell.uci_mode, 1);
         if (is(cursor, "-c")) set_relaxed(shell.uci_mode, 0);
