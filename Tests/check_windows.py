@@ -186,7 +186,11 @@ class Console:
         while text not in plain:
             expect(select.select([self.terminal], [], [], end - time.monotonic())[0],
                    f"no {text} on a console, but {plain[-80:]}")
-            shown += os.read(self.terminal, 65536).decode(errors="replace")
+            try:
+                shown += os.read(self.terminal, 65536).decode(errors="replace")
+            except OSError:  # nobody is at its other end
+                raise Broken(f"ended on a console with status {self.child.wait(PATIENCE)} instead "
+                             f"of {text}: {plain[-80:]}") from None
             # Blanks are steps of the cursor.
             plain = re.sub(r"\x1b\[[?0-9;]*[A-Za-z]", "", shown.replace("\x1b[1C", " "))
 
@@ -226,6 +230,10 @@ def main():
     with tempfile.TemporaryDirectory(prefix="mird-wine-") as prefix:
         os.environ.update(WINEPREFIX=prefix, WINEDEBUG="-all", DISPLAY="")
         try:
+            # One server to the end: a program that begins as the last one's server ends has none.
+            for command in (["wine", "wineboot"], ["wineserver", "-p"]):
+                subprocess.run(command, check=True, stdout=subprocess.DEVNULL,
+                               stderr=subprocess.DEVNULL)
             check()
         except (Broken, subprocess.SubprocessError) as broken:
             print(broken)
