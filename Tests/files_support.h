@@ -9,8 +9,11 @@
 #include <string>
 #include <vector>
 
+#include <gtest/gtest.h>
+
 #include "base/files.h"
-#include "shell_fixture.h"
+#include "records.h"
+#include "support.h"
 
 inline std::string text_of(const std::string& path) {
     std::ifstream file(path, std::ios::binary);

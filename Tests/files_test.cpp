@@ -3,12 +3,12 @@
 
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 
 #include <gtest/gtest.h>
 
 #include "base/platform_files.h"
 #include "files_support.h"
+#include "shell_fixture.h"
 
 namespace {
 

@@ -18,6 +18,7 @@
 
 #include "base/platform_files.h"
 #include "files_support.h"
+#include "shell_fixture.h"
 
 namespace {
 

@@ -4,8 +4,6 @@
 #include <cstdio>
 #include <fstream>
 
-#include <sys/wait.h>
-
 #include <gtest/gtest.h>
 
 #include "shell_fixture.h"
