@@ -231,9 +231,7 @@ def main():
         os.environ.update(WINEPREFIX=prefix, WINEDEBUG="-all", DISPLAY="")
         try:
             # One server to the end: a program that begins as the last one's server ends has none.
-            for command in (["wine", "wineboot"], ["wineserver", "-p"]):
-                subprocess.run(command, check=True, stdout=subprocess.DEVNULL,
-                               stderr=subprocess.DEVNULL)
+            subprocess.run(["wineserver", "-p"], check=True)
             check()
         except (Broken, subprocess.SubprocessError) as broken:
             print(broken)

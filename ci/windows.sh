@@ -15,8 +15,8 @@ cmake --build --preset windows --parallel "$(nproc)" --target mird_tests
 WINEPREFIX=$(mktemp -d)
 export WINEPREFIX WINEDEBUG=-all DISPLAY=
 trap 'wineserver -k; rm -rf "$WINEPREFIX"' EXIT
-wine wineboot >/dev/null 2>&1
 wineserver -p
+wine wineboot >/dev/null 2>&1
 [ -z "${MIRD_TEST_DATA:-}" ] || export MIRD_TEST_DATA="Z:$MIRD_TEST_DATA"
 [ "${1:-}" = all ] || set -- --exclude-regex Long
 [ "${1:-}" != all ] || shift
