@@ -50,6 +50,9 @@ TEST(ProtocolMemory, AHashThatCantBeHadKeepsTheOldOne) {
         rlimit small = usual;
         small.rlim_cur = 1500UL << 20;
         setrlimit(RLIMIT_AS, &small);
+        rlimit now;
+        getrlimit(RLIMIT_AS, &now);
+        if (now.rlim_cur != small.rlim_cur) GTEST_SKIP() << "no limit is heeded, as under qemu";
         Program program = start_program(strict ? std::vector<std::string>{"-strict"}
                                                : std::vector<std::string>{});
         setrlimit(RLIMIT_AS, &usual);
