@@ -2,7 +2,7 @@
 # Builds for Windows, plays with the program and runs the short tests under Wine:
 # ci/windows.sh [all]
 #
-# With "all" the long ones too, which take half an hour.
+# With "all" the long ones too, which take five minutes more.
 set -eu
 cd "$(dirname "$0")/.."
 export MIRD_CI=1 MIRD_FUNCTIONS_ONLY=1
