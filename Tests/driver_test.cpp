@@ -2,6 +2,8 @@
 
 #include "search_fixture.h"
 
+#include <set>
+
 #include "board/make.h"
 #include "search/driver.h"
 #include "shell/uci.h"
@@ -448,6 +450,24 @@ TEST_F(Driver, MultiPvKeepsTheBestLineAsTheResult) {
     active_personality.MultiPV = 3;
     search_nodes(MIDDLEGAME_FEN, 5);
     EXPECT_EQ(text_of(master().position, engine.pv[1]), root_moves().front());
+}
+
+TEST_F(Driver, StrictSetsAreWholeWhereverTheSearchEnds) {
+    shell.strict = 1;
+    active_personality.MultiPV = 3;
+    for (uint64_t nodes = 300; nodes <= 1500; nodes += 40) {
+        set_limits({.nodes = nodes});
+        const std::string output = printed_search(MIDDLEGAME_FEN, UNLIMITED_DEPTH);
+        const std::vector<std::string> lines = lines_with(output, "info multipv");
+        ASSERT_GE(lines.size(), 3u) << nodes;
+        std::set<std::string> moves;
+        for (int i = 0; i < 3; i++) {
+            const std::string& line = lines[lines.size() - 3 + i];
+            EXPECT_EQ(number_behind(line, "multipv"), i + 1) << nodes;
+            moves.insert(first_move(line));
+        }
+        EXPECT_EQ(moves.size(), 3u) << nodes;
+    }
 }
 
 // Helpers.

@@ -177,6 +177,20 @@ TEST_F(Faults, SessionsSurviveFilesThatCantBeReadToTheirEnd) {
     }
 }
 
+TEST_F(Faults, ANetworkThatCantBeReadToItsEndIsNotUsed) {
+    for (const bool strict : {false, true}) {
+        FaultRun run = run_with_fault("read 4096", {"-hash", "1", strict ? "-strict" : "-uci"},
+                                      "setoption name NN_File value new\n"
+                                      "setoption name NN_File value nn.bin\ngo depth 2\n",
+                                      fresh_directory());
+        EXPECT_EQ(run.status, 0) << strict;
+        EXPECT_TRUE(run.happened);
+        EXPECT_EQ(count_lines(run.program, "info string created new NN"), 1);
+        EXPECT_EQ(count_lines(run.program, "info string loaded"), 0) << strict;
+        EXPECT_EQ(count_lines(run.program, "bestmove"), 1) << joined(run.program.lines);
+    }
+}
+
 // --- Clocks -----------------------------------------------------------------------------------
 
 // A machine that slept, for example: the time is up, and the answer comes.

@@ -166,6 +166,7 @@ TEST_F(StrictGo, BeginsWithoutLimits) {
     EXPECT_EQ(engine.mate_limit, 0);
     EXPECT_EQ(engine.until_stop, 0);
     EXPECT_EQ(engine.clock_runs, 0);
+    EXPECT_EQ(engine.moves_to_go, 0);
     EXPECT_EQ(engine.only_moves[0], 0);
 }
 
@@ -350,6 +351,11 @@ TEST_F(StrictLineEnd, AMateIsCompletedByTrying) {
     EXPECT_EQ(ended("6k1/5ppp/8/8/8/8/8/R6K w - -", "", 9998), "a1a8");
     EXPECT_EQ(ended("7k/8/5K2/8/8/8/8/R7 w - -", "f6g6", 9996), "f6g6 h8g8 a1a8");
     EXPECT_EQ(ended("k7/8/1K6/8/8/8/8/7R b - -", "", -9997), "a8b8 h1h8");
+}
+
+TEST_F(StrictLineEnd, APinnedUnitDoesNotHideAMate) {
+    // The moves of the knight, which is pinned, come before the rook's.
+    EXPECT_EQ(ended("k7/8/1K6/2N5/8/8/8/6bR b - -", "", -9997), "g1f2 h1h8");
 }
 
 TEST_F(StrictLineEnd, ALineThatDoesNotMateIsShorterThanTheScore) {
