@@ -470,6 +470,16 @@ TEST_F(Driver, StrictSetsAreWholeWhereverTheSearchEnds) {
     }
 }
 
+TEST_F(Driver, StrictLinesOfOneScoreStayInTheirOrder) {
+    shell.strict = 1;
+    active_personality.MultiPV = 3;
+    const std::string output = printed_search("7k/8/8/8/8/8/8/K7 w - -", 3);
+    std::vector<std::string> moves;
+    for (const std::string& line : lines_with(output, "info multipv"))
+        if (number_behind(line, "depth") == 3) moves.push_back(first_move(line));
+    EXPECT_EQ(moves, root_moves());
+}
+
 // Helpers.
 
 TEST_F(Driver, HelperSearchesButPublishesNothing) {

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <iterator>
+#include <vector>
 
 #include "board/see.h"
 #include "board_support.h"
@@ -64,7 +66,14 @@ int slow_exchange(const Position& pos, int side, int from, int to) {
     return taken[0] - reply;
 }
 
+// Taken before any search of these tests.
+const std::vector<int> FIRST_VALUES(std::begin(see_value), std::end(see_value));
+
 } // namespace
+
+TEST(ExchangeValues, AreLowerBeforeTheFirstSearch) {
+    EXPECT_EQ(FIRST_VALUES, (std::vector<int>{0, 100, 335, 335, 535, 1035, 10000, 0}));
+}
 
 TEST(ExchangeValues, AreThoseOfEverySearch) {
     set_exchange_values();

@@ -167,6 +167,7 @@ TEST_F(StrictGo, BeginsWithoutLimits) {
     EXPECT_EQ(engine.until_stop, 0);
     EXPECT_EQ(engine.clock_runs, 0);
     EXPECT_EQ(engine.moves_to_go, 0);
+    EXPECT_EQ(engine.time_increment, 0.0f);
     EXPECT_EQ(engine.only_moves[0], 0);
 }
 

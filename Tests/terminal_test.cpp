@@ -1,6 +1,10 @@
 // The console on a real terminal: a pseudo-terminal whose other end is held by the test.
 
 #include <csignal>
+#include <fstream>
+#include <regex>
+#include <string>
+#include <vector>
 
 #include <fcntl.h>
 #include <poll.h>
@@ -14,7 +18,7 @@
 
 namespace {
 
-// The program with a terminal as its standard input and output. The test holds the terminal's far
+// The program with a terminal as its standard streams. The test holds the terminal's far
 // end open as well, to look at its settings when the program has gone.
 struct Screen {
     Program program;
@@ -44,6 +48,7 @@ Screen open_terminal(const std::string& directory, std::vector<std::string> argu
         int end = open(name, O_RDWR); // becomes the controlling terminal
         dup2(end, STDIN_FILENO);
         dup2(end, STDOUT_FILENO);
+        dup2(end, STDERR_FILENO);
         if (chdir(directory.c_str()) != 0) _exit(126);
         execv(MIRD_BINARY, argv.data());
         _exit(127);
@@ -203,4 +208,33 @@ TEST_F(Terminal, ALostTerminalEndsTheProgram) {
         waited = waitpid(terminal.program.pid, &status, WNOHANG);
     }
     EXPECT_EQ(waited, terminal.program.pid);
+}
+
+TEST_F(Terminal, ALongJobTellsHowFarItIs) {
+    constexpr int LINES = 100000; // more than it gets to do
+    std::string directory = fresh_directory();
+    {
+        std::ofstream positions(directory + "/long.epd");
+        for (int i = 0; i < LINES; i++)
+            positions << "r1bqkbnr/pppp1ppp/2n5/4p3/4P3/5N2/PPPP1PPP/RNBQKB1R w KQkq - ce 3;\n";
+    }
+    Screen terminal = open_terminal(directory, {"-mktune1", "long.epd", "-d", "3", "-hash", "1"});
+    std::vector<double> shares;
+    std::string text;
+    while (shares.size() < 3) {
+        char bytes[4096];
+        const ssize_t count = read(terminal.program.output, bytes, sizeof bytes);
+        ASSERT_GT(count, 0) << text;
+        text.append(bytes, static_cast<size_t>(count));
+        const std::regex progress("\\r(\\d+) positions, ([0-9.]+) % ");
+        shares.clear();
+        for (std::sregex_iterator at(text.begin(), text.end(), progress), end; at != end; ++at) {
+            const double share = std::stod((*at)[2]), done = std::stod((*at)[1]);
+            EXPECT_NEAR(share, 100.0 * done / LINES, 0.3) << at->str();
+            shares.push_back(share);
+        }
+    }
+    EXPECT_GT(shares.back(), shares.front());
+    kill(terminal.program.pid, SIGTERM);
+    leave(terminal);
 }

@@ -135,6 +135,21 @@ TEST_F(Trace, MovesAreWrittenAsATreeByIteration) {
 
 TEST_F(Trace, NothingIsWrittenWithoutALevel) { EXPECT_EQ(trace_of("trace 0"), ""); }
 
+TEST_F(Trace, MovesOfTheGameAreWrittenUntilASearchRuns) {
+    for (uint8_t state : {STATE_IDLE, STATE_THINK_REQUEST, STATE_PONDER_REQUEST, STATE_THINKING,
+                          STATE_PONDERING, static_cast<uint8_t>(STATE_THINKING | STATE_OVER)}) {
+        Position& pos = set_up(START_FEN);
+        set_trace(1);
+        set_relaxed(engine.game_state, state);
+        step(pos, "e2e4");
+        set_relaxed(engine.game_state, STATE_IDLE);
+        reset_trace();
+        const bool runs = state == STATE_THINKING || state == STATE_PONDERING;
+        EXPECT_EQ(file_text("trace.txt"), runs ? "" : "( 0)e2e4 ") << int{state};
+        std::filesystem::remove("trace.txt");
+    }
+}
+
 TEST_F(Trace, IsThatOfThreadZeroAmongOthers) {
     std::string alone = trace_of("trace 1");
     for (int threads : {2, 4}) {
