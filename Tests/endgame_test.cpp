@@ -98,16 +98,23 @@ TEST(BishopAndKnight, DriveTheKingToTheBishopsCorner) {
     // Rank 1 first, for a bishop on dark squares.
     const char* const CORNERS[8] = {"98765432", "87654323", "76432134", "65310245",
                                     "54201356", "43123467", "32345678", "23456789"};
-    const int CENTRE_KING = square("d4"), CENTRE = 2;
-    for (int enemy = 0; enemy < 64; enemy++) {
-        if (chebyshev(enemy, CENTRE_KING) <= 1) continue;
-        for (const char* bishop : {"c3", "e3"}) { // both dark
-            if (enemy == square(bishop) || enemy == square("f4")) continue;
+    // Two set-ups, so that the lone king gets to each square in one of them.
+    struct SetUp {
+        std::string king, knight, bishop; // the bishop on a dark square
+        int ring;                         // of the strong king
+    };
+    for (const SetUp& own : {SetUp{"d4", "f4", "c3", 2}, SetUp{"g7", "b7", "a3", 1}}) {
+        for (int enemy = 0; enemy < 64; enemy++) {
+            const int distance = chebyshev(enemy, square(own.king.c_str()));
+            if (distance <= 1) continue;
+            if (enemy == square(own.bishop.c_str()) || enemy == square(own.knight.c_str()))
+                continue;
             int corner = CORNERS[enemy / 8][enemy % 8] - '0';
-            int expected = corner * 16 + 700 + CENTRE * 8 - 8 * chebyshev(enemy, CENTRE_KING);
+            int expected = corner * 16 + 700 + own.ring * 8 - 8 * distance;
             std::string king = {'k', static_cast<char>('a' + enemy % 8),
                                 static_cast<char>('1' + enemy / 8)};
-            std::string fen = placed("Kd4 Nf4 B" + std::string(bishop) + " " + king);
+            std::string fen =
+                placed("K" + own.king + " N" + own.knight + " B" + own.bishop + " " + king);
             for (const std::string& text : {fen, mirrored(fen, 7), mirrored(fen, 56)}) {
                 Position& pos = set_up(text.c_str());
                 int score = 0;

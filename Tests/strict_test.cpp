@@ -352,6 +352,7 @@ TEST_F(StrictLineEnd, AMateIsCompletedByTrying) {
     EXPECT_EQ(ended("6k1/5ppp/8/8/8/8/8/R6K w - -", "", 9998), "a1a8");
     EXPECT_EQ(ended("7k/8/5K2/8/8/8/8/R7 w - -", "f6g6", 9996), "f6g6 h8g8 a1a8");
     EXPECT_EQ(ended("k7/8/1K6/8/8/8/8/7R b - -", "", -9997), "a8b8 h1h8");
+    EXPECT_EQ(ended("7k/8/5K2/8/8/8/8/R7 w - -", "", 9996), "f6g6 h8g8 a1a8");
 }
 
 TEST_F(StrictLineEnd, APinnedUnitDoesNotHideAMate) {
