@@ -72,7 +72,8 @@ def mutants_of(path):
             new = []
             if token["number"]:
                 digits = re.match(r"0[xX][0-9A-Fa-f]+|\d+", old)[0]
-                new = [str(int(digits, 0) + 1) + old[len(digits):]]
+                octal = re.fullmatch("0[0-7]+", digits)
+                new = [str(int(digits, 8 if octal else 0) + 1) + old[len(digits):]]
             elif not token["skip"]:
                 new = SWAPS.get(old, [])
             if old in ("<", ">", ">>") and template:
