@@ -58,6 +58,7 @@ TEMPLATES = re.compile(r"\b(static_cast|reinterpret_cast|const_cast|atomic|optio
 SIGNATURE = re.compile(r"(\d+) nodes")
 TIMES_AS_LONG = 6   # a mutant that takes this many times as long as the source itself has hung
 LEAST_SECONDS = 20  # and no mutant is given less
+FIRST_SECONDS = 600  # that the source's own tests are thought to take
 
 
 def mutants_of(path):
@@ -170,7 +171,8 @@ class Copy:
     def tests(self, name, pattern):
         """Runs the tests of a pattern in shards. Returns an empty text, or what has failed."""
         start = time.monotonic()
-        limit = max(LEAST_SECONDS, TIMES_AS_LONG * self.test_seconds.get(name, 1000.0))
+        usual = self.test_seconds.get(name, self.test_seconds.get("all", FIRST_SECONDS))
+        limit = max(LEAST_SECONDS, TIMES_AS_LONG * usual)
 
         def shard(index):
             environment = {**os.environ, "GTEST_TOTAL_SHARDS": str(self.jobs),
