@@ -376,6 +376,9 @@ TEST(ThinkEnd, TheConsoleSumsTheThinkUp) {
                 6)
                 << line;
             EXPECT_GT(nodes, 0);
+            // As far as the rounding of the time and of the speed lets one see.
+            const double seconds = time + 0.001;
+            EXPECT_NEAR(nps * 1000 * seconds, nodes, 0.5 * nps + 500 * seconds + 1) << line;
         }
         if (line.compare(0, 10, "Hash fill=") == 0) {
             EXPECT_EQ(
@@ -385,6 +388,8 @@ TEST(ThinkEnd, TheConsoleSumsTheThinkUp) {
                     &fill, &main, &pawn, &eval, &tb),
                 5)
                 << line;
+            EXPECT_GT(main, 0) << line;
+            for (double share : {fill, main, pawn, eval}) EXPECT_LT(share, 100) << line;
         }
     }
 }
