@@ -1,10 +1,14 @@
 // Values and distances of positions, the probe in the search, and the probe of the root.
 
+#include <algorithm>
+#include <array>
 #include <filesystem>
 #include <thread>
+#include <vector>
 
 #include <gtest/gtest.h>
 
+#include "board/make.h"
 #include "board/movetext.h"
 #include "support.h"
 #include "syzygy/tbcore.h"
@@ -332,6 +336,52 @@ TEST_F(TbShared, ColoursMayBeExchanged) {
             EXPECT_EQ(success != 0, other_success != 0);
             EXPECT_EQ(tb_probe_dtz(board, &success), tb_probe_dtz(other, &other_success));
             EXPECT_NE(success, 0) << fen_of(board);
+        }
+    }
+}
+
+namespace {
+
+// All that a board holds, to compare boards. An en passant square counts where a pawn attacks it.
+using Contents = std::array<Bitboard, 11>;
+
+Contents contents_of(const TBPosition& board) {
+    TBMove moves[TB_MOVES];
+    const Bitboard ep = tb_gen_ep_captures(board, moves) > moves ? board.ep : 0;
+    return {board.white,   board.black, board.kings,  board.queens, board.rooks, board.bishops,
+            board.knights, board.pawns, board.rule50, ep,           board.turn};
+}
+
+} // namespace
+
+TEST(TbBoard, MovesAreThoseOfTheGame) {
+    const char* const names[] = {"KPPvKP", "KRPvKN", "KQPvKB", "KNPvKPP", "KBPPvKR", "KPvKPPP"};
+    Random random = {13};
+    for (int i = 0; i < 600; i++) {
+        TBPosition board = random_board(names[i % 6], random);
+        Position& pos = set_up(fen_of(board).c_str());
+        for (int ply = 0; ply < 40; ply++) {
+            std::vector<Contents> found, expected;
+            TBMove moves[TB_MOVES], *end = tb_gen_moves(board, moves);
+            for (const TBMove* move = moves; move < end; move++) {
+                TBPosition next;
+                if (tb_do_move(next, board, *move)) found.push_back(contents_of(next));
+            }
+            const std::vector<Move> legal = legal_moves(pos);
+            for (Move move : legal) {
+                TBPosition next;
+                make_move(pos, move);
+                tb_fill(next, pos, pos.halfmoves);
+                unmake_move(pos);
+                expected.push_back(contents_of(next));
+            }
+            std::sort(found.begin(), found.end());
+            std::sort(expected.begin(), expected.end());
+            ASSERT_EQ(found, expected) << fen_of(board);
+            if (legal.empty()) break;
+            const int chosen = random_below(random, static_cast<int>(legal.size()));
+            make_move(pos, legal[static_cast<size_t>(chosen)]);
+            tb_fill(board, pos, pos.halfmoves);
         }
     }
 }
