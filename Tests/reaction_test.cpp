@@ -64,6 +64,17 @@ TEST(Wake, CountsOnce) {
     EXPECT_GE(monotonic_seconds() - start, 0.015);
 }
 
+TEST(Sleep, LastsAsLongAsItIsTold) {
+    double start = monotonic_seconds();
+    sleep_us(20000);
+    EXPECT_GE(monotonic_seconds() - start, 0.019);
+    start = monotonic_seconds();
+    sleep_ms(1020); // more than a second, whose parts are told apart
+    const double slept = monotonic_seconds() - start;
+    EXPECT_GE(slept, 1.019);
+    EXPECT_LT(slept, 10.0);
+}
+
 // Debug builds and sanitizers take longer for the search itself.
 #ifdef NDEBUG
 #ifdef _WIN32
