@@ -307,6 +307,15 @@ TEST_F(StrictStrength, BothOptionsStayAsTheyWere) {
         EXPECT_EQ(engine.playing_elo, expected);
         EXPECT_EQ(engine.target_nps < 900000.0f, elo != 3300) << elo;
     }
+    active_personality.UCI_Elo = 2500;
+    apply_strength_limit();
+    const float slow = engine.target_nps;
+    for (int above : {20, 40}) {
+        engine.calibration_nps = slow + static_cast<float>(above); // nodes a second
+        apply_strength_limit();
+        EXPECT_EQ(engine.target_nps, above < 30 ? engine.calibration_nps : slow);
+    }
+    engine.calibration_nps = 1000000.0f;
     active_personality.UCI_LimitStrength = 0;
     active_personality.UCI_Elo = 1500;
     apply_strength_limit();
