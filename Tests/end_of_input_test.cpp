@@ -2,8 +2,11 @@
 
 #include <algorithm>
 #include <chrono>
+#include <filesystem>
 #include <fstream>
+#include <string>
 #include <thread>
+#include <vector>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -222,6 +225,24 @@ TEST(ClosedOutput, BothEndsClosedEndABatchRunWithoutALimit) {
     close_output(program);
     close_input(program);
     EXPECT_EQ(wait_exit(program, 20000), 0);
+}
+
+TEST(ClosedOutput, BothEndsClosedLeaveALimitedBatchRunToItsEnd) {
+    const std::string directory = fresh_directory();
+    std::ofstream suite(directory + "/suite.epd");
+    for (int i = 0; i < 20; i++) suite << START_FEN << " bm e4;\n";
+    suite.close();
+    for (const std::vector<std::string>& limit :
+         {std::vector<std::string>{"-d", "9"}, std::vector<std::string>{"-n", "20000"}}) {
+        std::vector<std::string> arguments = {"-anepd", "suite.epd", "-o", "out.epd"};
+        arguments.insert(arguments.end(), limit.begin(), limit.end());
+        Program program = start_program(arguments, directory);
+        close_output(program);
+        close_input(program);
+        EXPECT_EQ(wait_exit(program, 60000), 0);
+        EXPECT_EQ(read_lines(directory + "/out.epd").size(), 20u) << limit[0];
+        std::filesystem::remove(directory + "/out.epd");
+    }
 }
 
 TEST(ClosedOutput, ABatchRunGoesOnToItsEnd) {
