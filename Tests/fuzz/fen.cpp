@@ -16,15 +16,19 @@
 #include "shell/think.h"
 #include "support.h"
 
-// Tells whether there are no more men than in a game. On other boards the first iteration, in which
-// no limit is heard, may have millions of nodes: fifteen pawns before their promotion are enough.
-static bool has_usual_count(const Position& pos) {
+// Tells whether there are no more men than in a game, nor many pawns before their promotion. On
+// other boards the first iteration, in which no limit is heard, may have millions of nodes: eight
+// pawns that may promote one after the other are enough.
+static bool is_soon_searched(const Position& pos) {
     constexpr int MEN = 16, PAWNS = 8; // of a side
+    constexpr int RUNNERS = 5;         // of both
+    int runners = 0;
     for (int side : {WHITE, BLACK}) {
         if (pop_count(pos.pieces[side][ALL_PIECES]) > MEN) return false;
         if (pawn_count(pos, side) > PAWNS) return false;
+        runners += pop_count(pos.pieces[side][PAWN] & second_to_last_rank[side]);
     }
-    return true;
+    return runners <= RUNNERS;
 }
 
 static void check_keys(Position& pos) {
@@ -84,7 +88,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (unsearchable_reason(pos)) return 0;
 
     check_texts(pos);
-    if (!has_usual_count(pos)) return 0;
+    if (!is_soon_searched(pos)) return 0;
     set_limits({.depth = UNLIMITED_DEPTH, .nodes = 200, .move_time = UNLIMITED_SECONDS});
     shell.noise = NOISE_QUIET;
     search_here();
