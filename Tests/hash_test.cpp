@@ -583,6 +583,15 @@ TEST_F(Hash, LineEndsAtAMissABadEntryAndAZeroMove) {
     EXPECT_EQ(line[1], NULL_MOVE);
 }
 
+TEST_F(Hash, LineTakesEntriesWithoutDepth) {
+    Position& pos = game();
+    const Move move = make_plain_move(12, 28);
+    write_slot(first_slot(pos), entry_for(pos.key, move, 0, 0, BOUND_EXACT));
+    Move line[PLY_SLOTS] = {};
+    pv_from_hash(pos, 1, line);
+    EXPECT_EQ(line_of(line), std::vector<Move>{move});
+}
+
 TEST_F(Hash, LineEndsAtARepetition) {
     Position& pos = game();
     // The position after four moves is the root again, whose entry would go round for ever.
