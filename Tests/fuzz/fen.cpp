@@ -1,12 +1,15 @@
-// Positions: read, written, moved in, and searched if they can be in a bearable time.
+// Positions: read, written, moved in and searched.
 
 #include <algorithm>
+#include <chrono>
+#include <condition_variable>
 #include <cstring>
+#include <mutex>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "base/state.h"
-#include "board/bitboard.h"
 #include "board/draw.h"
 #include "board/legal.h"
 #include "board/make.h"
@@ -16,19 +19,27 @@
 #include "shell/think.h"
 #include "support.h"
 
-// Tells whether there are no more men than in a game, nor many pawns before their promotion. On
-// other boards the first iteration, in which no limit is heard, may have millions of nodes: eight
-// pawns that may promote one after the other are enough.
-static bool is_soon_searched(const Position& pos) {
-    constexpr int MEN = 16, PAWNS = 8; // of a side
-    constexpr int RUNNERS = 5;         // of both
-    int runners = 0;
-    for (int side : {WHITE, BLACK}) {
-        if (pop_count(pos.pieces[side][ALL_PIECES]) > MEN) return false;
-        if (pawn_count(pos, side) > PAWNS) return false;
-        runners += pop_count(pos.pieces[side][PAWN] & second_to_last_rank[side]);
+// Searches a little, and not for long: in the first iteration no limit is heard but a stop, and
+// where many pawns are about to promote it may have millions of nodes.
+static void search_for_a_while() {
+    constexpr std::chrono::seconds PATIENCE(1);
+
+    std::mutex mutex;
+    std::condition_variable ended;
+    bool over = false;
+    std::thread watch([&] {
+        std::unique_lock guard(mutex);
+        if (!ended.wait_for(guard, PATIENCE, [&] { return over; })) set_relaxed(engine.stop, 1);
+    });
+    set_limits({.depth = UNLIMITED_DEPTH, .nodes = 200, .move_time = UNLIMITED_SECONDS});
+    shell.noise = NOISE_QUIET;
+    search_here();
+    {
+        std::lock_guard guard(mutex);
+        over = true;
     }
-    return runners <= RUNNERS;
+    ended.notify_one();
+    watch.join();
 }
 
 static void check_keys(Position& pos) {
@@ -88,10 +99,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (unsearchable_reason(pos)) return 0;
 
     check_texts(pos);
-    if (!is_soon_searched(pos)) return 0;
-    set_limits({.depth = UNLIMITED_DEPTH, .nodes = 200, .move_time = UNLIMITED_SECONDS});
-    shell.noise = NOISE_QUIET;
-    search_here();
+    search_for_a_while();
     check_text_of(pos);
     return 0;
 }
