@@ -187,6 +187,28 @@ TEST_F(StrictGo, ClocksComeInAnyOrder) {
     EXPECT_EQ(engine.moves_per_control, SUDDEN_DEATH);
 }
 
+TEST_F(StrictGo, NumbersAreTakenUpToTheirBounds) {
+    struct Range {
+        const char* word;
+        int64_t min, max;
+    };
+    const int64_t days = INT_MAX; // milliseconds
+    for (const Range& range :
+         {Range{"wtime", 0, days}, Range{"btime", 0, days}, Range{"winc", 0, days},
+          Range{"binc", 0, days}, Range{"movestogo", 0, 1000}, Range{"depth", 1, 66},
+          Range{"nodes", 1, 1LL << 62}, Range{"mate", 1, 50}, Range{"movetime", 1, days}}) {
+        const std::string go = std::string("go ") + range.word + " ";
+        for (int64_t number : {range.min, range.max})
+            EXPECT_EQ(joined(uci(go + std::to_string(number))), "") << range.word;
+        for (int64_t number : {range.min - 1, range.max + 1}) {
+            const std::string taken = std::to_string(number < range.min ? range.min : range.max);
+            EXPECT_EQ(joined(uci(go + std::to_string(number))),
+                      "info string " + go.substr(3) + std::to_string(number) + " is out of range, "
+                          + taken + " is taken\n");
+        }
+    }
+}
+
 namespace {
 
 // Plans a think for a `go` at the start position.

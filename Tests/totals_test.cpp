@@ -34,9 +34,11 @@ const Total TOTALS[] = {
     {"5rk1/pp4pp/4p3/2R3Q1/3n4/2q4r/P1P2PPP/5RK1 b - -", 6311},
     {"8/8/3nk3/8/8/2BK4/2B5/8 w - -", 23663},
     {"r3k2r/8/8/8/8/8/8/R3K2R w KQkq -", 25088},
+    {"8/5k2/3n1p2/8/4P3/2N5/3K4/8 w - -", 4310},
+    {"6k1/3r4/8/p7/P7/8/4R3/6K1 w - -", 6212},
     {"1nbq1k2/1ppp4/8/8/8/8/4PPP1/2K1QBN1 w - -", 12038},
 };
-constexpr uint64_t SUM_BY_NETWORK = 316934; // nodes
+constexpr uint64_t SUM_BY_NETWORK = 336482; // nodes
 
 constexpr int DEPTH = 7;
 
