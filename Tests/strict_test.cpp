@@ -131,6 +131,12 @@ TEST_F(StrictFen, WhatIsNoPositionLeavesAnEmptyBoard) {
     }
 }
 
+TEST_F(StrictFen, WithoutAPositionMovesAreNotLookedAt) {
+    EXPECT_EQ(joined(uci("position fen what is this moves e2e4 e7e5")),
+              "info string no position: the board has a letter that is no piece\n");
+    EXPECT_EQ(game().owner->undo_index, 0);
+}
+
 TEST_F(StrictMoveWord, MeansALegalMoveOnly) {
     set_up("r3k2r/1P6/8/8/8/8/6p1/R3K2R w KQkq -");
     const Position& pos = game();
