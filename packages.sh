@@ -28,11 +28,11 @@ umask 022
 jobs=$(nproc)
 command -v make >/dev/null 2>&1 || export CMAKE_GENERATOR=Ninja
 
-# Builds and packs. Arguments: name, generator of cpack, what cmake is told besides.
+# Builds and packs. Arguments: name, folder below build/, generator of cpack, what cmake is told
+# besides.
 pack() {
-    name=$1 generator=$2
-    shift 2
-    folder=build/package-$name
+    name=$1 folder=build/$2 generator=$3
+    shift 3
     echo "== $name" >&2
     rm -rf "$folder/_CPack_Packages"
     {
@@ -44,19 +44,27 @@ pack() {
     rm -rf build/packages/_CPack_Packages
 }
 
+# Both packages for this machine come from one folder, as they differ by how they are linked and
+# where things go: one profile and one compilation do for both. Arguments: name, generator, prefix,
+# folder of programs below it, how to link.
+pack_own() {
+    pack "$1" package-own "$2" -DMIRD_PGO=ON -DCMAKE_INSTALL_PREFIX="$3" \
+        -DCMAKE_INSTALL_BINDIR="$4" -DCMAKE_EXE_LINKER_FLAGS="$5"
+}
+
 mkdir -p build/packages
 for name; do
     case $name in
         deb)
             need packing
-            pack deb DEB -DMIRD_PGO=ON -DCMAKE_INSTALL_PREFIX=/usr -DCMAKE_INSTALL_BINDIR=games ;;
-        linux) pack linux TGZ -DMIRD_PGO=ON -DCMAKE_EXE_LINKER_FLAGS=-static ;;
+            pack_own deb DEB /usr games "" ;;
+        linux) pack_own linux TGZ /usr/local bin -static ;;
         arm)
             need arm_compiler
-            pack arm TGZ --toolchain cmake/aarch64.cmake -DCMAKE_EXE_LINKER_FLAGS=-static ;;
+            pack arm package-arm TGZ --toolchain cmake/aarch64.cmake -DCMAKE_EXE_LINKER_FLAGS=-static ;;
         windows)
             need windows_compiler
-            pack windows ZIP --toolchain cmake/windows.cmake ;;
+            pack windows package-windows ZIP --toolchain cmake/windows.cmake ;;
         *) echo "usage: $0 [deb] [linux] [arm] [windows]" >&2; exit 2 ;;
     esac
 done
