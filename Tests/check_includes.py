@@ -81,8 +81,7 @@ def main():
     if os.environ.get("MIRD_CI"):
         files += cpp_files("Tests") + lone_headers("Tests")
     files = [file for file in files if str(file.relative_to(ROOT)) not in BODIES]
-    settings = str(options) + names.read_text()
-    return check(files, version_of(tool) + settings, sys.argv[1], find)
+    return check(files, version_of(tool) + str(options), [names], sys.argv[1], find)
 
 
 if __name__ == "__main__":

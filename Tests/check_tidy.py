@@ -40,8 +40,8 @@ def main():
             return []
         return [run.stdout.replace(f"{ROOT}/", "")]
 
-    settings = (ROOT / ".clang-tidy").read_text()
-    return check(cpp_files("Source", "Training"), version_of(tool) + settings, sys.argv[1], find)
+    settings = [ROOT / ".clang-tidy"]
+    return check(cpp_files("Source", "Training"), version_of(tool), settings, sys.argv[1], find)
 
 
 if __name__ == "__main__":
