@@ -22,12 +22,15 @@ build_module() {
     cmake --build "$1" --parallel "$jobs"
 }
 
+# One module at a time would leave a processor idle for most of it: they are linked by one.
 mkdir -p build
 {
-    (build_module build/web-single OFF) &&
-        (build_module build/web-threads ON) &&
-        (cd Web && npm ci --no-audit --no-fund --ignore-scripts)
-} >build/web.log 2>&1 || { cat build/web.log >&2; exit 1; }
+    build_module build/web-single OFF &
+    single=$!
+    (build_module build/web-threads ON) &&
+        (cd Web && npm ci --no-audit --no-fund --ignore-scripts) &&
+        wait "$single"
+} >build/web.log 2>&1 || { wait; cat build/web.log >&2; exit 1; }
 
 rm -rf build/web
 mkdir -p build/web/engine build/web/board/pieces
