@@ -4,11 +4,12 @@
 #   ./test.sh           Release build, all tests
 #   ./test.sh --quick   the same, whatever MIRD_CI says
 #
-# With MIRD_CI set, clang-tidy and include-what-you-use look at all files and not
-# only at those that have changed, the training programs are built and run by Slurm
-# and over ssh, a network is made from nothing at the smallest scale, and three Debug
-# builds with sanitizers follow, one of them by clang++, with the fuzz targets, and the
-# page for browsers. Tests that need large data look for it where MIRD_TEST_DATA says.
+# With MIRD_CI set, clang-tidy and include-what-you-use look at all files that the last
+# commits have changed (with MIRD_CI=all at all), packages are made, the training programs
+# are built and run by Slurm and over ssh, a network is made from nothing at the smallest
+# scale, and three Debug builds with sanitizers follow, one of them by clang++, with the
+# fuzz targets, and the page for browsers. Tests that need large data look for it where
+# MIRD_TEST_DATA says.
 # Exit status 0 means that every stage was passed; the first failure ends the run.
 
 set -eu
@@ -45,7 +46,8 @@ quietly() {
 run_preset() {
     quietly cmake --preset "$1"
     quietly cmake --build --preset "$1" --parallel "$jobs"
-    ${2:-} ctest --preset "$1" --parallel "$jobs" --progress
+    # Some tests wait: one more at a time than there are processors.
+    ${2:-} ctest --preset "$1" --parallel "$((jobs + 1))" --progress
 }
 
 stage "Release: all tests"

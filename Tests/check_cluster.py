@@ -340,7 +340,8 @@ def main():
     if not built and not os.environ.get("MIRD_CI"):
         print("skipped: the target training_programs is not built")
         return 77
-    run("cmake", "--build", build, "--target", "mird", *PROGRAMS, seconds=600)
+    run("cmake", "--build", build, "--parallel", os.cpu_count(), "--target", "mird", *PROGRAMS,
+        seconds=600)
     signal.signal(signal.SIGTERM, take_too_long)
     signal.signal(signal.SIGALRM, take_too_long)
     signal.alarm(MOST_SECONDS)

@@ -225,7 +225,8 @@ def main():
     if not PROGRAM.exists() and "MIRD_CI" not in os.environ:
         print("skipped: the preset windows is not built")
         return 77
-    for command in (["cmake", "--preset", "windows"], ["cmake", "--build", "--preset", "windows"]):
+    build = ["cmake", "--build", "--preset", "windows", "--parallel", str(os.cpu_count())]
+    for command in (["cmake", "--preset", "windows"], build):
         subprocess.run(command, cwd=ROOT, check=True, stdout=subprocess.DEVNULL)
     with tempfile.TemporaryDirectory(prefix="mird-wine-") as prefix:
         os.environ.update(WINEPREFIX=prefix, WINEDEBUG="-all", DISPLAY="")
