@@ -205,13 +205,15 @@ const char* const OTHER_ROWS[] = {"input in a search",  "clock in a search", "`M
                                   "lines of `MultiPV`", "`currmove`",        "book in an analysis",
                                   "length of games",    "memory for `Hash`", "`debug off`"};
 
-// Both programs, which most conversations share.
+// Both programs, which most conversations share. What the one before has left is gone: its
+// position, and its limits, which hold in the plain protocol until a search without any.
 Program& shared_program(bool strict) {
     static std::unique_ptr<Program> programs[2];
     std::unique_ptr<Program>& program = programs[strict];
     if (!program)
         program = std::make_unique<Program>(start_program(
             strict ? std::vector<std::string>{"-strict"} : std::vector<std::string>{}));
+    run_script(*program, "> position startpos\n> go infinite\n> stop\n< bestmove");
     return *program;
 }
 
