@@ -1,5 +1,5 @@
 #!/bin/sh
-# Everything that ./test.sh does with MIRD_CI set: checks of all files, sanitizers, fuzz targets.
+# Everything that ./test.sh does with MIRD_CI set: checks of files, sanitizers, fuzz targets.
 set -eu
 cd "$(dirname "$0")/.."
 export MIRD_CI=1
