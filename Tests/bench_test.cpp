@@ -4,9 +4,9 @@
 
 #include <gtest/gtest.h>
 
-#include "support.h"
-
 #include "eval/nn_kernels.h"
+#include "shell_fixture.h"
+#include "support.h"
 
 // A change of these numbers is a change of behaviour. Whoever makes one on purpose writes the new
 // number here and the first one in the commit's last line.
@@ -41,6 +41,12 @@ TEST(Bench, TheWordEndsWithNodesAndSpeedAsFrameworksReadThem) {
     const std::string nodes = total.substr(total.find("nodes= ") + 7);
     const std::regex form(nodes.substr(0, nodes.find(',')) + " nodes [1-9][0-9]* nps");
     EXPECT_TRUE(std::regex_match(program.lines.back(), form)) << program.lines.back();
+}
+
+TEST(Bench, QuitIsHeardFromTheFirstPositionOn) {
+    Program program = run_with_input({"-bench", "-d", "10"}, "quit\n");
+    EXPECT_LT(count_lines(program, "pos "), 20);
+    EXPECT_EQ(count_lines(program, "total time= "), 1);
 }
 
 // A path that the processor can't run is passed over in favour of the best one, and so tells

@@ -111,6 +111,14 @@ TEST_F(PosixFiles, ADirectoryThatTakesNoNewFilesStillHasItsOldOnesWritten) {
     });
 }
 
+TEST_F(PosixFiles, AFileBesideWhichThereIsNoNameLeftStaysAsItIs) {
+    const std::string name(255, 'a'); // as long as a name can be
+    std::ofstream(name) << "old";
+    EXPECT_EQ(errors_of([&] { EXPECT_FALSE(write(name.c_str(), "new")); }),
+              "Can't write '" + name + "': File name too long\n");
+    EXPECT_EQ(text_of(name.c_str()), "old");
+}
+
 TEST_F(PosixFiles, SymbolicLinksAreFollowedAndStay) {
     std::filesystem::create_directory("folder");
     std::ofstream("folder/out") << "old";

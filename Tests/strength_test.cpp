@@ -151,6 +151,16 @@ TEST_F(Strength, CalibrationLeavesTheSettingsAsTheyWere) {
     hash_clear();
 }
 
+TEST_F(Strength, CalibrationKeepsASpeedThatWasGiven) {
+    for (float given : {0.0f, 500.0f}) {
+        engine.calibration_nps = 0.0f;
+        engine.target_nps = given;
+        printed_by([] { calibrate(); });
+        EXPECT_EQ(engine.target_nps, given > 0.0f ? given : engine.calibration_nps);
+    }
+    hash_clear();
+}
+
 TEST(StrengthInPlay, TheListingShowsTheCalibratedFigure) {
     Program program = run_with_input({}, "uci\n");
     std::string line, calibration;

@@ -137,6 +137,14 @@ TEST_F(StrictFen, WithoutAPositionMovesAreNotLookedAt) {
     EXPECT_EQ(game().owner->undo_index, 0);
 }
 
+TEST_F(StrictFen, WordsBehindTheSixthFieldArePassedOver) {
+    EXPECT_EQ(
+        joined(uci("position fen 4k3/8/8/8/8/8/8/4K2R w K - 37 80 and more words moves h1h2 e8e7")),
+        "");
+    EXPECT_EQ(game_fen(), "8/4k3/8/8/8/8/7R/4K3 w - -");
+    EXPECT_EQ(game().halfmoves, 39);
+}
+
 TEST_F(StrictMoveWord, MeansALegalMoveOnly) {
     set_up("r3k2r/1P6/8/8/8/8/6p1/R3K2R w KQkq -");
     const Position& pos = game();

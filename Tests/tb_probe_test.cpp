@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <filesystem>
+#include <fstream>
 #include <thread>
 #include <vector>
 
@@ -89,6 +90,34 @@ TEST_F(TbProbe, ValuesAreThoseOfTheSideToMove) {
     EXPECT_EQ(wdl_of("4k3/8/4K3/4P3/8/8/8/8 w - -"), 2);
     EXPECT_EQ(wdl_of("8/8/8/8/4p3/4k3/8/4K3 b - -"), 2);
     EXPECT_EQ(wdl_of("4k3/4P3/4K3/8/8/8/8/8 b - -"), 0);
+}
+
+// Writes a table of values, in which one side of the board always wins. `header` is what stands
+// behind the magic number, for one file of pawns; `white_wins` tells the winner.
+static void write_sole_value(const std::string& name, uint8_t layout, const std::string& header,
+                             bool white_wins) {
+    std::string bytes = "\x71\xE8\x23\x5D";
+    bytes += static_cast<char>(layout);
+    for (int file = 0; file < 4; file++) bytes += header;
+    if (bytes.size() % 2) bytes += '\0';
+    for (int file = 0; file < 4; file++)
+        for (bool wins : {white_wins, !white_wins}) bytes += {'\x80', wins ? '\x04' : '\x00'};
+    bytes.resize((bytes.size() + 63) / 64 * 64 + 16);
+    std::ofstream(name, std::ios::binary) << bytes;
+}
+
+TEST_F(TbProbe, APawnMoveThatWinsIsFoundBehindOnesThatAreIllegal) {
+    std::string folder = fresh_directory();
+    std::filesystem::copy(own_tables() + "/KPvK.rtbw", folder + "/KPvK.rtbw");
+    write_sole_value(folder + "/KPPvKB.rtbw", 0x53, {"\x00\x11\x11\x66\xEE\xBB", 6}, true);
+    write_sole_value(folder + "/KBvKP.rtbw", 0x43, {"\x00\x99\x66\xEE\x33", 5}, false);
+    quiet_init(folder);
+    // Only a step in front of the bishop is legal. What it takes is taken again.
+    EXPECT_EQ(dtz_of("k7/8/1b6/8/8/3PK3/P7/8 w - -"), 1);
+    EXPECT_EQ(dtz_of("k7/8/1b6/7P/8/3PK3/8/8 w - -"), 1);
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(dtz_of("k7/8/1b6/7P/8/4K3/P7/8 w - -"), 9999) << "no step helps";
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "Could not find KPPvKB.rtbz\n");
 }
 
 TEST_F(TbProbe, BareKingsNeedNoFile) {
