@@ -246,6 +246,16 @@ TEST_F(Driver, StoppedBeforeItsFirstMoveItAnswersWithTheMostPromising) {
     EXPECT_EQ(relaxed(engine.result_depth), 0);
 }
 
+TEST_F(Driver, AnIterationThatBeginsHasFailedNeitherWay) {
+    int firm = 0;
+    for (uint64_t nodes = 2000; nodes <= 60000; nodes += 2000) {
+        search_nodes(MIDDLEGAME_FEN, 0, nodes);
+        const bool at_first_move = master().stack[1].move_count == 0;
+        firm += at_first_move && relaxed(master().root_fail) == 0;
+    }
+    EXPECT_GT(firm, 0) << "time is added for a fail only";
+}
+
 // Boards that no game can bring.
 
 namespace {
