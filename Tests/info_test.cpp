@@ -57,6 +57,23 @@ TEST_F(Report, LineNumberStandsOnlyWithMultiPv) {
     EXPECT_EQ(reported(12, 34, 3).find("info multipv 3 depth 12 seldepth"), 0u);
 }
 
+TEST_F(Report, OnlyTheStrictProtocolTellsABound) {
+    struct Case {
+        uint8_t strict, multipv, bound;
+        const char* text;
+    };
+    for (const Case& c :
+         {Case{1, 1, BOUND_EXACT, "cp 34"}, Case{1, 1, BOUND_LOWER, "cp 34 lowerbound"},
+          Case{1, 1, BOUND_UPPER, "cp 34 upperbound"}, Case{1, 2, BOUND_LOWER, "cp 34"},
+          Case{0, 1, BOUND_LOWER, "cp 34"}, Case{0, 1, BOUND_UPPER, "cp 34"}}) {
+        shell.strict = c.strict;
+        engine.multipv = c.multipv;
+        set_relaxed(engine.best_bound, c.bound);
+        EXPECT_EQ(score_field(reported(12, 34)), c.text);
+    }
+    shell.strict = 0;
+}
+
 TEST_F(Report, MatesAreToldInMoves) {
     struct Case {
         int score;

@@ -295,6 +295,8 @@ INSTANTIATE_TEST_SUITE_P(Table, TbHeader,
                              HeaderCase{"NoShortCodes", 21, 0}, HeaderCase{"ShortAboveLong", 21, 9},
                              HeaderCase{"NoSymbols", 36, 0}, HeaderCase{"ManySymbols", 37, 0x10},
                              HeaderCase{"ChildWithoutSymbol", 38, 0xFF},
+                             HeaderCase{"LeftChildBehindTheLast", 38, 17},
+                             HeaderCase{"RightChildBehindTheLast", 46, 1}, // 16 and the 1 before it
                              HeaderCase{"SymbolWithinItself", 41, 0x01}),
                          [](const auto& test) { return test.param.name; });
 
