@@ -11,6 +11,7 @@
 #include "shell/calibration.h"
 
 #include "search/hash.h"
+#include "search/thread.h"
 #include "shell_fixture.h"
 
 namespace {
@@ -148,6 +149,9 @@ TEST_F(Strength, CalibrationLeavesTheSettingsAsTheyWere) {
     EXPECT_NEAR(engine.calibration_elo, elo_of_speed(static_cast<double>(engine.calibration_nps)),
                 0.01);
     EXPECT_GT(engine.calibration_nps, 1000.0f);
+    const double nodes = static_cast<double>(relaxed(search_threads[0].load()->nodes));
+    const double seconds = static_cast<double>(relaxed(engine.elapsed)) + 0.001;
+    EXPECT_NEAR(static_cast<double>(engine.calibration_nps) * seconds / nodes, 1.2, 1e-3);
     hash_clear();
 }
 
