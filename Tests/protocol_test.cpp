@@ -169,7 +169,7 @@ const Row ROWS[] = {
      "~ 40\n! Hash\n> stop\n< bestmove",
      "> setoption name Nothing value 1\n< no option 'Nothing'\n> go infinite\n"
      "> setoption name Hash value 8\n< Hash can't be changed while a search runs\n> stop\n"
-     "< bestmove\n> setoption\n< no option ''"},
+     "< bestmove\n> setoption name a b value 1\n< no option 'a b'\n> setoption\n< no option ''"},
     {"EmptyTexts", "empty texts", false,
      "> uci\n< option name SyzygyPath type string default $\n< uciok",
      "> uci\n< option name SyzygyPath type string default <empty>$\n< uciok\n"
@@ -287,12 +287,14 @@ TEST(ProtocolClock, InputIsHeardAtOnce) {
     EXPECT_LT(least_time(shared_program(true), "go infinite\nstop"), 14.0);
 }
 
+// Halfway between the time with and without the overhead, since a busy machine delays the line; the
+// times themselves are those of StrictTime.
 TEST(ProtocolClock, TheOverheadIsKeptBackFromAFixedTime) {
     for (bool strict : {false, true}) {
         Program& program = shared_program(strict);
         send(program, "setoption name MoveOverhead value 100");
         double time = least_time(program, "go movetime 150");
-        if (strict) EXPECT_LE(time, 50.0);
+        if (strict) EXPECT_LT(time, 100.0);
         else EXPECT_GE(time, 150.0);
         send(program, "setoption name MoveOverhead value 50");
     }
@@ -302,7 +304,7 @@ TEST(ProtocolClock, TheOverheadIsKeptBackFromAClock) {
     Program& program = shared_program(true);
     for (const char* go : {"go wtime 130 btime 130", "go wtime 130 btime 130 movestogo 1"}) {
         send(program, "setoption name MoveOverhead value 100");
-        EXPECT_LE(least_time(program, go), 30.0) << go;
+        EXPECT_LT(least_time(program, go), 80.0) << go;
         send(program, "setoption name MoveOverhead value 50");
     }
 }
