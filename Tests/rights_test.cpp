@@ -12,6 +12,7 @@
 #include "conversation.h"
 #include "support.h"
 #include "syzygy/tbcore.h"
+#include "syzygy/tbprobe.h"
 #include "tb_support.h"
 
 namespace {
@@ -40,6 +41,25 @@ TEST(TbRights, DirectoriesThatCannotBeReadArePassedOver) {
     EXPECT_EQ(output_without_rights(closed), "info string found 0 tablebases\n");
     EXPECT_EQ(output_without_rights(closed + ";" + open), "info string found 3 tablebases\n");
     chmod(closed.c_str(), 0700);
+    tb_init("");
+}
+
+TEST(TbRights, DistancesOfAFileThatShrinksAreNotBelieved) {
+    constexpr long FIRST_PAGE = 4096; // bytes; the header and some blocks
+    if (sysconf(_SC_PAGESIZE) > FIRST_PAGE) GTEST_SKIP() << "the file has one page only";
+    const std::string folder = fresh_directory(), path = folder + "/KQvK.rtbz";
+    for (const char* name : {"/KQvK.rtbw", "/KQvK.rtbz"})
+        std::filesystem::copy(own_tables() + name, folder + name);
+    quiet_init(folder);
+    const TBPosition won = board_of("8/8/8/8/8/4K3/4Q3/1k6 w - -");
+    int success;
+    tb_probe_dtz(won, &success);
+    EXPECT_NE(success, 0);
+    std::filesystem::resize_file(path, FIRST_PAGE);
+    Random random = {5};
+    for (int i = 0; i < 200; i++) tb_probe_dtz(random_board("KQvK", random), &success);
+    tb_probe_dtz(won, &success);
+    EXPECT_EQ(success, 0) << "one number at least came from the page that has gone";
     tb_init("");
 }
 
