@@ -346,7 +346,7 @@ TEST_F(StrictStrength, BothOptionsStayAsTheyWere) {
     active_personality.UCI_Elo = 2500;
     apply_strength_limit();
     const float slow = engine.target_nps;
-    for (int above : {20, 40}) {
+    for (int above : {20, 30, 40}) {
         engine.calibration_nps = slow + static_cast<float>(above); // nodes a second
         apply_strength_limit();
         EXPECT_EQ(engine.target_nps, above < 30 ? engine.calibration_nps : slow);
