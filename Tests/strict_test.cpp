@@ -408,6 +408,7 @@ TEST_F(StrictLineEnd, APinnedUnitDoesNotHideAMate) {
 TEST_F(StrictLineEnd, ALineThatDoesNotMateIsShorterThanTheScore) {
     EXPECT_EQ(ended("7k/8/5K2/8/8/8/8/R7 w - -", "a1a2 h8g8 a2a1", 9996), "a1a2 h8g8");
     EXPECT_EQ(ended("6k1/5ppp/8/8/8/8/8/R6K w - -", "a1a8", 9994), "a1a8") << "sooner";
+    EXPECT_EQ(ended("6k1/5ppp/8/8/8/8/8/R6K w - -", "a1a2", 9998), "a1a2") << "but has a move";
 }
 
 TEST_F(StrictLineEnd, ScoresOfTablesAreNoMates) {
