@@ -185,6 +185,13 @@ TEST_F(StrictGo, BeginsWithoutLimits) {
     EXPECT_EQ(engine.only_moves[0], 0);
 }
 
+TEST_F(StrictGo, EachChosenMoveStandsOnce) {
+    uci("go searchmoves e2e4 d2d4 e2e4 g1f3 d2d4 depth 3");
+    const Move chosen[] = {find_move(game(), "e2e4"), find_move(game(), "d2d4"),
+                           find_move(game(), "g1f3"), NULL_MOVE};
+    for (size_t i = 0; i < std::size(chosen); i++) EXPECT_EQ(engine.only_moves[i], chosen[i]) << i;
+}
+
 TEST_F(StrictGo, ClocksComeInAnyOrder) {
     uci("go movestogo 7 binc 20 winc 10 btime 2000 wtime 1000");
     EXPECT_EQ(engine.clock_runs, 1);
