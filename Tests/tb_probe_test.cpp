@@ -92,8 +92,8 @@ TEST_F(TbProbe, ValuesAreThoseOfTheSideToMove) {
     EXPECT_EQ(wdl_of("4k3/4P3/4K3/8/8/8/8/8 b - -"), 0);
 }
 
-// Writes a table of values, in which one side of the board always wins. `header` is what stands
-// behind the magic number, for one file of pawns; `white_wins` tells the winner.
+// Writes a table of values, in which one side of the board always wins. `layout` is the byte behind
+// the magic number, `header` the order and the pieces for one file of pawns.
 static void write_sole_value(const std::string& name, uint8_t layout, const std::string& header,
                              bool white_wins) {
     std::string bytes = "\x71\xE8\x23\x5D";
