@@ -22,7 +22,7 @@ RECIPE = ROOT / "Training" / "recipe.py"
 PROGRAMS = ["selfplay", "plyconvert", "train", "match"]
 SCALE = "0.0002"
 STEPS = ["openings", "games-0", "network-1", "games-1", "network-2", "games-2", "network-3",
-         "games-3", "network", "gate"]
+         "games-3", "network-4", "games-4", "network", "gate"]
 
 
 def steps_of(out):

@@ -32,10 +32,11 @@ SELFPLAY = ["--nodes", "200", "--hash", "2", "--threads", WORKERS]
 # Generations of games: seed and positions at scale 1. The first is by the hand-crafted evaluation,
 # each further one by the network that was trained on all before it, and larger, since better games
 # teach more.
-GENERATIONS = [(100, 6_000_000), (200, 44_000_000), (300, 70_000_000), (400, 84_000_000)]
+GENERATIONS = [(100, 6_000_000), (200, 20_000_000), (300, 40_000_000), (400, 62_000_000),
+               (500, 74_000_000)]
 LEAST_POSITIONS = 20_000
 
-TRAIN = ["--rate", "0.0012", "--lambda", "0.85", "--last-lambda", "0.7", "--seed", "1"]
+TRAIN = ["--rate", "0.0012", "--lambda", "1", "--last-lambda", "0.8", "--seed", "1"]
 STEP_EPOCHS = 6   # of the networks that play the games
 LAST_EPOCHS = 12  # of the last one
 BATCH, LEAST_BATCH = 4096, 256
