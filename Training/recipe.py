@@ -23,7 +23,7 @@ import sys
 import time
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
-PROGRAMS = ["mird", "selfplay", "plyconvert", "train", "match"]
+PROGRAMS = ["mird", "selfplay", "plyconvert", "relabel", "train", "match"]
 COLUMNS = ["step", "made", "result", "checksum", "seconds"]
 
 WORKERS = 16  # of self-play, on any number of processors, since games belong to a worker
@@ -31,12 +31,20 @@ SELFPLAY = ["--nodes", "200", "--hash", "2", "--threads", WORKERS]
 
 # Generations of games: seed and positions at scale 1. The first is by the hand-crafted evaluation,
 # each further one by the network that was trained on all before it, and larger, since better games
-# teach more.
-GENERATIONS = [(100, 6_000_000), (200, 20_000_000), (300, 40_000_000), (400, 62_000_000),
-               (500, 74_000_000)]
+# teach more; but the second, which teaches the first weights, wants to be large.
+GENERATIONS = [(100, 6_000_000), (200, 20_000_000), (300, 16_000_000), (400, 28_000_000),
+               (500, 40_000_000), (600, 48_000_000), (700, 44_000_000)]
 LEAST_POSITIONS = 20_000
 
-TRAIN = ["--rate", "0.0012", "--lambda", "1", "--last-lambda", "0.8", "--seed", "1"]
+# Neighbours of the positions of the first generations, with static scores of the hand-crafted
+# evaluation: for each position so many, by one to so many random moves. They tell of what games
+# don't show, and are made ten times as fast. From the network that learns from them all later ones
+# begin.
+NEIGHBOURS = [(8, 4), (4, 3)]
+FIRST_TRAIN = ["--rate", "0.0015", "--last-rate", "0.1", "--lambda", "1", "--last-lambda", "1"]
+FIRST_EPOCHS = 3
+
+TRAIN = ["--rate", "0.0012", "--lambda", "1", "--last-lambda", "0.8"]
 STEP_EPOCHS = 6   # of the networks that play the games
 LAST_EPOCHS = 12  # of the last one
 BATCH, LEAST_BATCH = 4096, 256
@@ -69,6 +77,11 @@ def checksum(paths):
             while block := file.read(1 << 20):
                 total.update(block)
     return total.hexdigest()[:32]
+
+
+def count_records(files):
+    header, record = 256, 32  # bytes
+    return sum((file.stat().st_size - header) // record for file in files)
 
 
 class Recipe:
@@ -126,20 +139,47 @@ def make_games(recipe, name, generation):
          recipe.network(generation), "--seed", seed, "--positions", positions, *SELFPLAY],
         recipe.log(name))
     files = list((recipe.out / name).glob("*.ply"))
-    records = sum((file.stat().st_size - 256) // 32 for file in files)
-    return records, "", checksum(files)
+    return count_records(files), "", checksum(files)
 
 
-def train_network(recipe, name, generations, epochs):
+def make_neighbours(recipe, name):
+    made = []
+    for generation, (number, moves) in enumerate(NEIGHBOURS):
+        folder = recipe.out / f"{name}-{generation}"
+        folder.mkdir(exist_ok=True)
+        for games in sorted((recipe.out / f"games-{generation}").glob("*.ply")):
+            made.append(folder / games.name)
+            if not made[-1].exists():
+                run([recipe.program("relabel"), "--network", "hce", "--nodes", 0, "--neighbours",
+                     number, "--steps", moves, "--threads", recipe.threads, games, made[-1]],
+                    recipe.log(name))
+    return count_records(made), "", checksum(made)
+
+
+def train_network(recipe, name, data, options):
     network = recipe.out / f"{name}.bin"
     batch = BATCH * min(1, recipe.scale / BATCH_SCALE)
     batch = max(LEAST_BATCH, round(batch / 64) * 64)
-    data = [recipe.out / f"games-{number}" for number in range(generations)]
-    run([recipe.program("train"), "--out", network, "--resume", "--epochs", epochs, "--batch",
-         batch, "--threads", recipe.threads, *TRAIN, *data], recipe.log(name))
+    run([recipe.program("train"), "--out", network, "--resume", "--batch", batch, "--seed", 1,
+         "--threads", recipe.threads, *options, *data], recipe.log(name))
     with open(f"{network}.csv", encoding="ascii") as file:
         curve = list(csv.DictReader(file))
     return len(curve), f"loss {curve[-1]['validation']}", checksum([network])
+
+
+def train_first_weights(recipe, name):
+    numbers = range(len(NEIGHBOURS))
+    data = [recipe.out / f"{kind}-{number}" for kind in ("neighbours", "games")
+            for number in numbers]
+    return train_network(recipe, name, data, ["--epochs", FIRST_EPOCHS, *FIRST_TRAIN])
+
+
+def train_on_games(recipe, name, generations, epochs):
+    data = [recipe.out / f"games-{number}" for number in range(generations)]
+    options = ["--epochs", epochs, *TRAIN]
+    if generations >= len(NEIGHBOURS):
+        options += ["--from", recipe.out / "first-weights.bin"]
+    return train_network(recipe, name, data, options)
 
 
 def play_gate(recipe, name):
@@ -168,10 +208,13 @@ def steps_of(recipe):
     last = len(GENERATIONS)
     for number in range(last):
         steps.append((f"games-{number}", lambda name, g=number: make_games(recipe, name, g)))
+        if number + 1 == len(NEIGHBOURS):
+            steps.append(("neighbours", lambda name: make_neighbours(recipe, name)))
+            steps.append(("first-weights", lambda name: train_first_weights(recipe, name)))
         if number + 1 < last:
             steps.append((f"network-{number + 1}", lambda name, g=number:
-                          train_network(recipe, name, g + 1, STEP_EPOCHS)))
-    steps.append(("network", lambda name: train_network(recipe, name, last, LAST_EPOCHS)))
+                          train_on_games(recipe, name, g + 1, STEP_EPOCHS)))
+    steps.append(("network", lambda name: train_on_games(recipe, name, last, LAST_EPOCHS)))
     steps.append(("gate", lambda name: play_gate(recipe, name)))
     return steps
 
