@@ -31,7 +31,7 @@ SelfplaySettings small_run(uint64_t games) {
     settings.game = {200, 30, 30, ONE_OPENING};
     settings.out = fresh_directory();
     settings.seed = 5;
-    settings.workers = 2;
+    settings.workers = settings.at_once = 2;
     settings.hash_mb = 1;
     settings.games = games;
     return settings;
@@ -210,6 +210,46 @@ TEST_F(Selfplay, ResumedRunGoesOnWhereItStopped) {
         EXPECT_EQ(bytes_of(ply_file_name(parts, worker)), bytes_of(ply_file_name(whole, worker)));
     ASSERT_EQ(run_selfplay(parts), 0) << "nothing is left to do";
     EXPECT_EQ(bytes_of(torn), bytes_of(ply_file_name(whole, 1)));
+}
+
+TEST_F(Selfplay, TurnsLeaveTheGamesAsTheyAre) {
+    SelfplaySettings together = small_run(9);
+    together.workers = together.at_once = 3;
+    ASSERT_EQ(run_selfplay(together), 0);
+
+    SelfplaySettings turns = together;
+    turns.out = fresh_directory();
+    turns.at_once = 1;
+    turns.turn = 0.001; // a game at most
+    ASSERT_EQ(run_selfplay(turns), 0);
+    for (int worker = 0; worker < 3; worker++) {
+        EXPECT_EQ(games_of(turns, worker).size(), 3u);
+        EXPECT_EQ(bytes_of(ply_file_name(turns, worker)),
+                  bytes_of(ply_file_name(together, worker)));
+    }
+}
+
+TEST_F(Selfplay, InterruptionEndsWorkersThatWait) {
+    SelfplaySettings settings = small_run(0);
+    settings.minutes = 1.0;
+    settings.at_once = 1;
+    settings.turn = 0.01;
+    fflush(nullptr);
+    pid_t child = fork();
+    if (child == 0) _exit(run_selfplay(settings));
+    std::error_code error;
+    for (int i = 0; i < 500; i++) { // until the second one has had a turn
+        auto size = std::filesystem::file_size(ply_file_name(settings, 1), error);
+        if (!error && size > 1000) break;
+        usleep(10000);
+    }
+    kill(child, SIGTERM);
+    int status = -1;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    ASSERT_TRUE(WIFEXITED(status));
+    EXPECT_EQ(WEXITSTATUS(status), SELFPLAY_STOPPED);
+    EXPECT_FALSE(games_of(settings, 0).empty());
+    EXPECT_FALSE(games_of(settings, 1).empty());
 }
 
 TEST_F(Selfplay, OtherSettingsAreRefusedInOneLine) {

@@ -33,7 +33,7 @@ static bool read_options(SelfplayOptions& options, int argc, char** argv) {
     constexpr int MAX_WORKERS = 1024, MAX_NODES = 100000000;
     SelfplaySettings& run = options.run;
     GameSettings& game = run.game;
-    run.workers = machine_threads();
+    run.workers = run.at_once = machine_threads();
     run.report = true;
     const Usage usage = {
         "selfplay --out DIR [options]",
@@ -48,6 +48,7 @@ static bool read_options(SelfplayOptions& options, int argc, char** argv) {
             {"--minutes", "M", &run.minutes, "end after M minutes", MIN_MINUTES},
             {"--seed", "N", &run.seed, "seed of the run"},
             {"--threads", "N", &run.workers, "workers", 1, MAX_WORKERS},
+            {"--at-once", "N", &run.at_once, "workers that play at the same time", 1, MAX_WORKERS},
             {"--nodes", "N", &game.nodes, "nodes of a move, after which no iteration begins", 1,
              MAX_NODES},
             {"--hash", "MB", &run.hash_mb, "hash table of a worker", 1, MAX_HASH_MB},

@@ -1,9 +1,11 @@
 #include "Training/workers.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstring>
+#include <deque>
 #include <filesystem>
 #include <vector>
 
@@ -36,10 +38,13 @@ struct WorkerTask {
     DataHeader header; // of its file
     uint64_t games;    // goals; 0: none
     uint64_t positions;
-    double end_time; // monotonic seconds; 0: none
+    double end_time; // of the run, in monotonic seconds; 0: none
+    double turn;     // seconds after which another worker is to play; 0: none
 };
 
 } // namespace
+
+constexpr int TURN_OVER = SELFPLAY_STOPPED + 1; // status of a worker that wants to play on
 
 std::string ply_file_name(const SelfplaySettings& settings, int worker) {
     return settings.out + "/games-" + std::to_string(settings.seed) + "-" + std::to_string(worker)
@@ -114,7 +119,7 @@ static bool can_go_on(const DataHeader& header, const SelfplaySettings& settings
     return true;
 }
 
-// The whole life of a worker. Returns its exit status.
+// A turn of a worker, or all of its life. Returns the exit status.
 static int run_worker(const WorkerTask& task, const SelfplaySettings& settings,
                       WorkerReport& report) {
     // The engine's own messages belong to nobody here.
@@ -133,16 +138,20 @@ static int run_worker(const WorkerTask& task, const SelfplaySettings& settings,
     }
     publish_counts(report, file.counts);
     static Game game;
-    while (!goal_reached(task, settings, file.counts)
+    const double begun = monotonic_seconds();
+    bool turn_over = false;
+    while (!turn_over && !goal_reached(task, settings, file.counts)
            && play_game(game, settings.game, mix_seed(worker_seed, file.counts.games))) {
         if (!append_game(file, game)) {
             fprintf(stderr, "%s can't be written: %s\n", name.c_str(), strerror(errno));
             return 1;
         }
         publish_counts(report, file.counts);
+        turn_over = task.turn > 0.0 && monotonic_seconds() - begun >= task.turn;
     }
     close_ply_file(file);
-    return relaxed(selfplay_interrupted) ? SELFPLAY_STOPPED : 0;
+    if (relaxed(selfplay_interrupted)) return SELFPLAY_STOPPED;
+    return turn_over ? TURN_OVER : 0;
 }
 
 namespace {
@@ -204,43 +213,23 @@ static void report_progress(const SelfplaySettings& settings, const Progress& pr
             left);
 }
 
-// Waits for the workers; reports now and then, and passes an interruption on. Returns 1 if one of
-// them failed, else SELFPLAY_STOPPED if one was stopped, else 0.
-static int watch_workers(const SelfplaySettings& settings, const WorkerReport* reports,
-                         std::vector<pid_t> workers) {
-    constexpr int LOOK_MS = 50;
-    constexpr double REPORT_SECONDS = 10.0;
+namespace {
 
-    bool failed = false, stopped = false, told = false;
-    Progress progress = {};
-    double next_report = 0.0;
-    while (!workers.empty()) {
-        sleep_ms(LOOK_MS);
-        if (!told && relaxed(selfplay_interrupted)) {
-            told = true;
-            for (pid_t worker : workers) kill(worker, SIGTERM);
-        }
-        for (size_t i = workers.size(); i-- > 0;) {
-            int status = 0;
-            if (waitpid(workers[i], &status, WNOHANG) == 0) continue;
-            const int ended_with = WIFEXITED(status) ? WEXITSTATUS(status) : 1;
-            (ended_with == SELFPLAY_STOPPED ? stopped : failed) |= ended_with != 0;
-            workers.erase(workers.begin() + static_cast<std::ptrdiff_t>(i));
-        }
-        bool all_play = sum_reports(progress.counts, reports, settings.workers);
-        if (progress.start == 0.0 && all_play) {
-            progress.before = progress.counts;
-            progress.start = monotonic_seconds();
-            next_report = progress.start + REPORT_SECONDS;
-        }
-        bool due = workers.empty() || monotonic_seconds() >= next_report;
-        if (!settings.report || progress.start == 0.0 || !due) continue;
-        report_progress(settings, progress);
-        next_report += REPORT_SECONDS;
-    }
-    if (failed) return 1;
-    return stopped ? SELFPLAY_STOPPED : 0;
-}
+struct Player {
+    pid_t process;
+    int worker;
+};
+
+// All workers of a run but those that are done.
+struct Workers {
+    std::vector<WorkerTask> tasks; // of all, by number
+    std::deque<int> waiting;       // for their turn, the next one first
+    std::vector<Player> playing;
+    bool failed;
+    bool stopped;
+};
+
+} // namespace
 
 static WorkerReport* share_reports(int workers) {
     void* memory = mmap(nullptr, static_cast<size_t>(workers) * sizeof(WorkerReport),
@@ -248,26 +237,93 @@ static WorkerReport* share_reports(int workers) {
     return memory == MAP_FAILED ? nullptr : static_cast<WorkerReport*>(memory);
 }
 
-// Starts the workers. Returns as many as could be started.
-static std::vector<pid_t> start_workers(const DataHeader& header, const SelfplaySettings& settings,
-                                        WorkerReport* reports) {
-    std::vector<pid_t> workers;
-    double end_time = settings.minutes > 0.0 ? monotonic_seconds() + settings.minutes * 60.0 : 0.0;
-    fflush(nullptr); // what is in the buffers must not be written once by each process
-    pid_t parent = getpid();
+static Workers plan_workers(const DataHeader& header, const SelfplaySettings& settings) {
+    constexpr double FIRST_TURN = 1.0; // seconds; soon all have told what their files hold
+    Workers workers = {};
+    const double end_time =
+        settings.minutes > 0.0 ? monotonic_seconds() + settings.minutes * 60.0 : 0.0;
+    const bool turns = settings.workers > settings.at_once;
+    const double first_turn = turns ? std::min(settings.turn, FIRST_TURN) : 0.0;
     for (int i = 0; i < settings.workers; i++) {
-        WorkerTask task = {i,
-                           parent,
-                           header_of_worker(header, settings, i),
-                           share_of(settings.games, i, settings.workers),
-                           share_of(settings.positions, i, settings.workers),
-                           end_time};
-        pid_t child = fork();
-        if (child == 0) _exit(run_worker(task, settings, reports[i]));
-        if (child < 0) break;
-        workers.push_back(child);
+        workers.tasks.push_back({i, getpid(), header_of_worker(header, settings, i),
+                                 share_of(settings.games, i, settings.workers),
+                                 share_of(settings.positions, i, settings.workers), end_time,
+                                 first_turn});
+        workers.waiting.push_back(i);
     }
     return workers;
+}
+
+// Lets workers play that wait, as far as there is room. Where one can't be started the others are
+// stopped.
+static void start_turns(Workers& workers, const SelfplaySettings& settings, WorkerReport* reports) {
+    while (!relaxed(selfplay_interrupted) && !workers.waiting.empty()
+           && workers.playing.size() < static_cast<size_t>(settings.at_once)) {
+        const int worker = workers.waiting.front();
+        WorkerTask& task = workers.tasks[static_cast<size_t>(worker)];
+        fflush(nullptr); // what is in the buffers must not be written once by each process
+        const pid_t child = fork();
+        if (child == 0) _exit(run_worker(task, settings, reports[worker]));
+        if (child < 0) {
+            fprintf(stderr, "can't start a worker: %s\n", strerror(errno));
+            workers.failed = true;
+            set_relaxed(selfplay_interrupted, 1);
+            return;
+        }
+        workers.waiting.pop_front();
+        workers.playing.push_back({child, worker});
+        if (task.turn > 0.0) task.turn = settings.turn;
+    }
+}
+
+// Takes those out that have ended. They wait for another turn, or are done.
+static void end_turns(Workers& workers) {
+    for (size_t i = workers.playing.size(); i-- > 0;) {
+        const Player player = workers.playing[i];
+        int status = 0;
+        if (waitpid(player.process, &status, WNOHANG) == 0) continue;
+        const int ended_with = WIFEXITED(status) ? WEXITSTATUS(status) : 1;
+        workers.playing.erase(workers.playing.begin() + static_cast<std::ptrdiff_t>(i));
+        if (ended_with == TURN_OVER) workers.waiting.push_back(player.worker);
+        else if (ended_with == SELFPLAY_STOPPED) workers.stopped = true;
+        else if (ended_with != 0) workers.failed = true;
+    }
+}
+
+// Passes an interruption on: those that wait play no more.
+static void stop_workers(Workers& workers) {
+    for (const Player& player : workers.playing) kill(player.process, SIGTERM);
+    workers.stopped |= !workers.waiting.empty();
+    workers.waiting.clear();
+}
+
+// Lets the workers play to the end, and reports now and then. Returns 1 if one of them failed, else
+// SELFPLAY_STOPPED if one was stopped, else 0.
+static int watch_workers(Workers& workers, const SelfplaySettings& settings,
+                         WorkerReport* reports) {
+    constexpr int LOOK_MS = 50;
+    constexpr double REPORT_SECONDS = 10.0;
+
+    Progress progress = {};
+    double next_report = 0.0;
+    do {
+        start_turns(workers, settings, reports);
+        sleep_ms(LOOK_MS);
+        end_turns(workers);
+        if (relaxed(selfplay_interrupted)) stop_workers(workers);
+        const bool all_play = sum_reports(progress.counts, reports, settings.workers);
+        if (progress.start == 0.0 && all_play) {
+            progress.before = progress.counts;
+            progress.start = monotonic_seconds();
+            next_report = progress.start + REPORT_SECONDS;
+        }
+        const bool due = workers.playing.empty() || monotonic_seconds() >= next_report;
+        if (!settings.report || progress.start == 0.0 || !due) continue;
+        report_progress(settings, progress);
+        next_report += REPORT_SECONDS;
+    } while (!workers.playing.empty() || !workers.waiting.empty());
+    if (workers.failed) return 1;
+    return workers.stopped ? SELFPLAY_STOPPED : 0;
 }
 
 int run_selfplay(const SelfplaySettings& settings) {
@@ -291,16 +347,11 @@ int run_selfplay(const SelfplaySettings& settings) {
     sigaction(SIGINT, &action, &old_int);
     sigaction(SIGTERM, &action, &old_term);
 
-    std::vector<pid_t> workers = start_workers(header, settings, reports);
-    bool all_started = workers.size() == static_cast<size_t>(settings.workers);
-    if (!all_started) {
-        fprintf(stderr, "can't start a worker: %s\n", strerror(errno));
-        set_relaxed(selfplay_interrupted, 1);
-    }
-    const int status = watch_workers(settings, reports, workers);
+    Workers workers = plan_workers(header, settings);
+    const int status = watch_workers(workers, settings, reports);
 
     sigaction(SIGINT, &old_int, nullptr);
     sigaction(SIGTERM, &old_term, nullptr);
     munmap(reports, static_cast<size_t>(settings.workers) * sizeof(WorkerReport));
-    return all_started ? status : 1;
+    return status;
 }

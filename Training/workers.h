@@ -2,7 +2,9 @@
 //
 // The engine's records are process-wide, so each worker is a process of its own, forked from the
 // caller after the engine's start-up. Workers play games, append them to a file each and count in
-// memory shared with the caller, which only waits and reports.
+// memory shared with the caller, which only waits and reports. Where there are more workers than
+// may play at once they take turns, with a process for each turn: side by side on one processor
+// they would drive each other's weights and hash entries out of its caches, a sixth of the speed.
 
 #pragma once
 
@@ -20,6 +22,8 @@ struct SelfplaySettings {
     std::string out;        // directory of the files; made if it is missing
     uint64_t seed = 1;      // of the whole run
     int workers = 1;        // at least 1
+    int at_once = 1;        // workers that play at the same time, at least 1
+    double turn = 30;       // seconds of a turn, where not all play at the same time
     int hash_mb = 8;        // of each worker, at least 1
     uint64_t games = 0;     // goals for all workers together, what is in the files counted;
     uint64_t positions = 0; // 0: none
