@@ -276,6 +276,33 @@ TEST(PlyData, WinningCapturesAreLeftOutOnDemand) {
     }
 }
 
+TEST(PlyData, ScoresLookAheadWithinAGame) {
+    auto scores = [](std::vector<PlyRecord> records) {
+        look_ahead(records.data(), records.size(), 0.5);
+        std::vector<int> list;
+        for (const PlyRecord& record : records) list.push_back(record.score);
+        return list;
+    };
+    PlyRecord first = record_of("4k3/pppp4/8/8/8/8/PPPP4/4K3 w - -", 10), second = first;
+    second.place++;
+    second.score = -50;
+    PlyRecord third = second;
+    third.place++;
+    third.score = 40;
+    EXPECT_EQ(scores({first, second, third}), (std::vector<int>{27, -45, 40}));
+    EXPECT_EQ(scores({first}), (std::vector<int>{10}));
+    EXPECT_EQ(scores({first, third}), (std::vector<int>{10, 40})) << "a ply is missing";
+    second.place |= RECORD_FIRST;
+    EXPECT_EQ(scores({first, second}), (std::vector<int>{10, -50})) << "another game";
+    second = third;
+    second.score = -30000; // mated
+    second.place--;
+    first.score = 32000;
+    EXPECT_EQ(scores({first, second}), (std::vector<int>{2303, -30000}));
+    first.state |= NO_RESULT_KNOWN << RECORD_RESULT_SHIFT;
+    EXPECT_EQ(scores({first, second}), (std::vector<int>{32000, -30000})) << "no game";
+}
+
 TEST(PlyData, GamesAreHeldOutWhole) {
     std::string path = fresh_directory() + "/games.ply";
     FILE* file = fopen(path.c_str(), "wb");

@@ -114,6 +114,33 @@ TEST(PlyStore, PiecesHoldEachRecordOnceInAnyNumberOfThem) {
     }
 }
 
+TEST(PlyStore, ScoresLookAheadInTrainingAlone) {
+    const std::string name = fresh_directory() + "/games.ply";
+    DataWriter file;
+    ASSERT_TRUE(begin_data_file(file, name, new_data_header(DATA_GAMES, 1)));
+    PlyRecord record = record_of("r3k3/pppp4/8/8/8/8/PPPP4/R3K3 w - -");
+    for (int game = 0; game < 200; game++) {
+        record.place = static_cast<uint16_t>(20 | RECORD_FIRST);
+        record.score = 100;
+        write_records(file, &record, 1);
+        record.place = 21;
+        record.score = 300;
+        write_records(file, &record, 1);
+    }
+    ASSERT_TRUE(finish_data_file(file));
+
+    TeamPointer team = make_team(1);
+    PlyStore store;
+    ASSERT_TRUE(open_store(store, {name}, {{PLY_FOR_NETWORK, false}, 100, 0.5}, *team));
+    ASSERT_TRUE(load_piece(store, 1, 0, 0, 0, *team));
+    ASSERT_FALSE(store.validation.empty());
+    for (const PlyRecord& ply : store.validation)
+        EXPECT_EQ(ply.score, record_ply(ply) == 20 ? 100 : 300);
+    // Half of 0.646, and half of 1 - 0.858.
+    for (const PlyRecord& ply : store.piece)
+        EXPECT_EQ(ply.score, record_ply(ply) == 20 ? -72 : 300);
+}
+
 TEST(PlyStore, OrderIsWellMixed) {
     PlyStore store;
     TeamPointer team = make_team(2);

@@ -15,6 +15,21 @@ double ply_target(const PlyRecord& record, double lambda) {
     return has_result(record) ? lambda * score + (1.0 - lambda) * ply_result(record) : score;
 }
 
+void look_ahead(PlyRecord* records, size_t count, double share) {
+    constexpr double SURE = 1e-6; // chance that the surest score leaves, so that it stays finite
+    for (size_t i = count; i-- > 1;) {
+        PlyRecord& record = records[i - 1];
+        const PlyRecord& next = records[i];
+        if (!has_result(record) || next.place & RECORD_FIRST
+            || record_ply(next) != record_ply(record) + 1)
+            continue;
+        const double mixed = (1.0 - share) * score_probability(record.score)
+                           + share * (1.0 - score_probability(next.score));
+        const double p = std::clamp(mixed, SURE, 1.0 - SURE);
+        record.score = static_cast<int16_t>(std::lround(std::log(p / (1.0 - p)) / SCORE_SLOPE));
+    }
+}
+
 std::vector<std::string> list_ply_files(const std::vector<std::string>& paths) {
     namespace fs = std::filesystem;
     std::vector<std::string> files;

@@ -4,6 +4,7 @@
 
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -65,6 +66,13 @@ inline float ply_result(const PlyRecord& record) {
 // What training aims at for the side to move: lambda parts of the score's probability and
 // 1 - lambda parts of the result; the score alone where there is no result.
 double ply_target(const PlyRecord& record, double lambda);
+
+// Gives each ply of a game a new score: `share` parts of the next ply's new one and 1 - share parts
+// of its own, as probabilities. So a score knows what the search saw further down the game: with a
+// share of a half, a quarter of it comes from two plies later or more. The last ply of a game, or
+// of the records, keeps its score, and so do plies without a result, which stand for themselves.
+// The share is 0 to 1.
+void look_ahead(PlyRecord* records, size_t count, double share);
 
 // Slope of the probability's exponent for one evaluation unit: about 1 / SCORE_PER_OUTPUT of the
 // network's output.

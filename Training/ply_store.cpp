@@ -137,6 +137,7 @@ bool open_store(PlyStore& store, const std::vector<std::string>& files,
     constexpr double MIB = 1024.0 * 1024.0;
     store = {};
     store.files = files;
+    store.ahead = settings.ahead;
     std::vector<uint32_t> seeds;
     for (size_t i = 0; i < files.size(); i++)
         if (!list_runs(store, seeds, static_cast<uint32_t>(i))) return false;
@@ -162,6 +163,7 @@ void fill_store(PlyStore& store, const std::vector<PlyRecord>& records) {
 static bool copy_run(PlyRecord* out, const PlyStore& store, size_t number) {
     std::vector<PlyRecord> records;
     if (!read_run(records, store, store.runs[number])) return false;
+    if (store.ahead > 0) look_ahead(records.data(), records.size(), store.ahead);
     const uint64_t* kept = &store.kept[number * RUN_WORDS];
     for (size_t word = 0; word < RUN_WORDS; word++)
         for (uint64_t bits = kept[word]; bits; bits &= bits - 1)

@@ -44,6 +44,7 @@ struct PlyStore {
     uint64_t records = 0;               // in all files
     uint64_t checksum = EMPTY_CHECKSUM; // of all records and the seeds of their files
     size_t pieces = 1;                  // of an epoch
+    double ahead = 0;                   // of the settings
 
     HugeVector<PlyRecord> piece; // the present one
     HugeVector<uint32_t> order;  // of its records
@@ -53,6 +54,7 @@ struct PlyStore {
 struct StoreSettings {
     PlyFilter filter; // of the records
     double memory_mb; // MiB for the records of a piece and their order
+    double ahead = 0; // share of look_ahead in scores for training; not in those for validation
 };
 
 // Opens the files, reads them and decides about the pieces; none is read yet. Returns false, after

@@ -63,6 +63,7 @@ static std::vector<ProgramOption> list_options(TrainOptions& options) {
         {"--warm-up", "X", &settings.warm_up, "share of the steps in which it rises"},
         {"--lambda", "X", &settings.lambda_first, "weight of the score, first epoch"},
         {"--last-lambda", "X", &settings.lambda_last, "weight of the score, last epoch"},
+        {"--ahead", "X", &options.store.ahead, "share of the next ply's score", 0, 1},
         {"--average", "X", &settings.average, "last share of the steps, averaged", 0, 1},
         {"--quiet", "", &options.store.filter.quiet, "leave out where a capture wins"},
         {"--pawn-weight", "X", &settings.pawn_weight, "weight of pawn endings"},
