@@ -98,6 +98,24 @@ void expect_due_end(const std::vector<PlyRecord>& game) {
     }
 }
 
+// Begins a run, and interrupts it once worker 1 has played.
+void interrupt_run(const SelfplaySettings& settings) {
+    fflush(nullptr);
+    pid_t child = fork();
+    if (child == 0) _exit(run_selfplay(settings));
+    std::error_code error;
+    for (int i = 0; i < 500; i++) {
+        auto size = std::filesystem::file_size(ply_file_name(settings, 1), error);
+        if (!error && size > 1000) break;
+        usleep(10000);
+    }
+    kill(child, SIGTERM);
+    int status = -1;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    ASSERT_TRUE(WIFEXITED(status));
+    EXPECT_EQ(WEXITSTATUS(status), SELFPLAY_STOPPED);
+}
+
 } // namespace
 
 TEST_F(SelfplayStart, NumbersOfChess960StartsAreTheUsualOnes) {
@@ -234,20 +252,7 @@ TEST_F(Selfplay, InterruptionEndsWorkersThatWait) {
     settings.minutes = 1.0;
     settings.at_once = 1;
     settings.turn = 0.01;
-    fflush(nullptr);
-    pid_t child = fork();
-    if (child == 0) _exit(run_selfplay(settings));
-    std::error_code error;
-    for (int i = 0; i < 500; i++) { // until the second one has had a turn
-        auto size = std::filesystem::file_size(ply_file_name(settings, 1), error);
-        if (!error && size > 1000) break;
-        usleep(10000);
-    }
-    kill(child, SIGTERM);
-    int status = -1;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
-    ASSERT_TRUE(WIFEXITED(status));
-    EXPECT_EQ(WEXITSTATUS(status), SELFPLAY_STOPPED);
+    interrupt_run(settings);
     EXPECT_FALSE(games_of(settings, 0).empty());
     EXPECT_FALSE(games_of(settings, 1).empty());
 }
@@ -298,20 +303,7 @@ TEST_F(Selfplay, GoalOfPositionsEndsTheRun) {
 TEST_F(Selfplay, InterruptionLeavesWholeGames) {
     SelfplaySettings settings = small_run(0);
     settings.minutes = 1.0;
-    fflush(nullptr);
-    pid_t child = fork();
-    if (child == 0) _exit(run_selfplay(settings));
-    std::error_code error;
-    for (int i = 0; i < 500; i++) {
-        auto size = std::filesystem::file_size(ply_file_name(settings, 1), error);
-        if (!error && size > 1000) break;
-        usleep(10000);
-    }
-    kill(child, SIGTERM);
-    int status = -1;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
-    ASSERT_TRUE(WIFEXITED(status));
-    EXPECT_EQ(WEXITSTATUS(status), SELFPLAY_STOPPED);
+    interrupt_run(settings);
     for (int worker = 0; worker < 2; worker++)
         for (const auto& game : games_of(settings, worker)) {
             int bad = 0;
