@@ -306,22 +306,24 @@ static int watch_workers(Workers& workers, const SelfplaySettings& settings,
 
     Progress progress = {};
     double next_report = 0.0;
+    bool over = false;
     do {
         start_turns(workers, settings, reports);
         sleep_ms(LOOK_MS);
         end_turns(workers);
         if (relaxed(selfplay_interrupted)) stop_workers(workers);
+        over = workers.playing.empty() && workers.waiting.empty();
         const bool all_play = sum_reports(progress.counts, reports, settings.workers);
         if (progress.start == 0.0 && all_play) {
             progress.before = progress.counts;
             progress.start = monotonic_seconds();
             next_report = progress.start + REPORT_SECONDS;
         }
-        const bool due = workers.playing.empty() || monotonic_seconds() >= next_report;
+        const bool due = over || monotonic_seconds() >= next_report;
         if (!settings.report || progress.start == 0.0 || !due) continue;
         report_progress(settings, progress);
         next_report += REPORT_SECONDS;
-    } while (!workers.playing.empty() || !workers.waiting.empty());
+    } while (!over);
     if (workers.failed) return 1;
     return workers.stopped ? SELFPLAY_STOPPED : 0;
 }
