@@ -30,7 +30,7 @@ TrainSettings small_settings() {
 
 // The weighted loss by the plain forward pass in double precision.
 double plain_loss(const Network& network, const std::vector<PlyRecord>& records, double lambda,
-                  double pawn_weight) {
+                  const TrainSettings& settings) {
     double sum = 0;
     for (const PlyRecord& record : records) {
         NetworkInput input;
@@ -38,30 +38,30 @@ double plain_loss(const Network& network, const std::vector<PlyRecord>& records,
         double p = 1 / (1 + std::exp(-network_output(network, input) * input.fifty));
         double target =
             lambda * score_probability(record.score) + (1 - lambda) * ply_result(record);
-        sum += (input.rows[2] > 0 ? pawn_weight : 1.0) * (p - target) * (p - target);
+        sum += (input.rows[2] > 0 ? settings.pawn_weight : 1.0)
+             * std::pow(std::fabs(p - target), settings.power);
     }
     return sum / static_cast<double>(records.size());
 }
 
 } // namespace
 
-TEST(TrainNetwork, SlopesAreThoseOfThePlainForwardPass) {
+static void expect_true_slopes(const TrainSettings& settings) {
     constexpr double LAMBDA = 0.7;
-    TrainSettings settings = small_settings();
     auto trainer = make_trainer(settings);
     std::vector<PlyRecord> records = scored_records(20, 3);
     records.push_back(record_of("4k3/pp6/8/8/8/8/PP6/3K4 w - -", 60)); // a pawn ending, second set
     Slopes slopes = batch_slopes(*trainer, records, LAMBDA);
     Network network = export_network(*trainer);
-    EXPECT_NEAR(slopes.loss, plain_loss(network, records, LAMBDA, settings.pawn_weight), 1e-6);
+    EXPECT_NEAR(slopes.loss, plain_loss(network, records, LAMBDA, settings), 1e-6);
 
     auto check = [&](float& weight, double slope, const std::string& name, double error = 2e-5) {
         constexpr float STEP = 0.0002f; // small, since the rectifiers bend
         const float before = weight;
         weight = before + STEP;
-        double above = plain_loss(network, records, LAMBDA, settings.pawn_weight);
+        double above = plain_loss(network, records, LAMBDA, settings);
         weight = before - STEP;
-        double below = plain_loss(network, records, LAMBDA, settings.pawn_weight);
+        double below = plain_loss(network, records, LAMBDA, settings);
         weight = before;
         EXPECT_NEAR(slope, (above - below) / (2.0 * STEP), error + 0.02 * std::fabs(slope)) << name;
     };
@@ -76,6 +76,15 @@ TEST(TrainNetwork, SlopesAreThoseOfThePlainForwardPass) {
     for (size_t i = 0; i < network.rows.size(); i += 7)
         check(network.rows[i], slopes.rows[i], "row weight " + std::to_string(i), 1e-4); // halves
     check(network.bias, slopes.bias, "bias");
+}
+
+TEST(TrainNetwork, SlopesAreThoseOfThePlainForwardPass) {
+    TrainSettings settings = small_settings();
+    for (double power : {1.0, 1.6, 2.0, 3.0}) {
+        SCOPED_TRACE(power);
+        settings.power = power;
+        expect_true_slopes(settings);
+    }
 }
 
 namespace {

@@ -44,6 +44,15 @@ void fill_part(Trainer& trainer, Part& part, const PartRecords& records) {
               [&](size_t s, int) { fill_one(part, records, s); });
 }
 
+// Loss of a miss, which is a difference of probabilities: |miss|^power, and its slope by the miss.
+// The usual power goes without pow, which is slow.
+static double loss_of_miss(double miss, double power) {
+    return power == 2 ? miss * miss : std::pow(std::abs(miss), power);
+}
+static double slope_of_miss(double miss, double power) {
+    return power == 2 ? 2 * miss : power * std::copysign(std::pow(std::abs(miss), power - 1), miss);
+}
+
 // Compares the outputs of a slice with their targets.
 static LossSums lose_slice(Trainer& trainer, const Part& part, size_t s, double lambda,
                            size_t positions) {
@@ -51,6 +60,7 @@ static LossSums lose_slice(Trainer& trainer, const Part& part, size_t s, double 
     const size_t room = trainer.slices * SLICE;
     const float* sums = floats(trainer.sums) + s * SLICE;
     float* outputs = floats(trainer.outputs) + s * SLICE;
+    const double power = trainer.settings.power;
     LossSums losses = {};
     for (size_t i = 0; i < slice.count; i++) {
         const SlicePosition& position = slice.positions[i];
@@ -63,13 +73,13 @@ static LossSums lose_slice(Trainer& trainer, const Part& part, size_t s, double 
         const double target = known ? lambda * score + (1.0 - lambda) * result : score;
         const double weight = position.rows[NN_PAWN_ROW] > 0 ? trainer.settings.pawn_weight : 1.0;
         const double miss = p - target;
-        losses.weighted += weight * miss * miss;
+        losses.weighted += weight * loss_of_miss(miss, power);
         losses.target += miss * miss;
         losses.score += (p - score) * (p - score);
         losses.result += known ? (p - result) * (p - result) : 0.0;
         losses.phase[position.phase] += miss * miss;
         losses.in_phase[position.phase]++;
-        outputs[i] = static_cast<float>(2 * weight * miss * p * (1 - p) * fifty
+        outputs[i] = static_cast<float>(weight * slope_of_miss(miss, power) * p * (1 - p) * fifty
                                         / static_cast<double>(positions));
     }
     return losses;

@@ -31,9 +31,10 @@ struct PartRecords {
 
 // Sums over positions.
 struct LossSums {
-    double weighted, target, score, result; // squared errors, the first with the pawns' weight
-    double phase[PHASES];                   // errors against the target by phase
-    double in_phase[PHASES];                // positions
+    double weighted;              // what training descends: with the pawns' weight and the power
+    double target, score, result; // squared errors
+    double phase[PHASES];         // errors against the target by phase
+    double in_phase[PHASES];      // positions
 };
 
 void add_losses(LossSums& sums, const LossSums& part);

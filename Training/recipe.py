@@ -45,8 +45,8 @@ FIRST_TRAIN = ["--rate", "0.0015", "--last-rate", "0.1", "--lambda", "1", "--las
 FIRST_EPOCHS = 3
 
 TRAIN = ["--rate", "0.0012", "--lambda", "1", "--last-lambda", "0.8"]
-STEP_EPOCHS = 6   # of the networks that play the games
-LAST_EPOCHS = 12  # of the last one
+STEP_TRAIN = ["--epochs", 6]                   # of the networks that play the games
+LAST_TRAIN = ["--epochs", 12, "--power", 1.6]  # of the last one
 BATCH, LEAST_BATCH = 4096, 256
 BATCH_SCALE = 0.05  # below, batches shrink with the scale, or the epochs would have few steps
 
@@ -174,9 +174,9 @@ def train_first_weights(recipe, name):
     return train_network(recipe, name, data, ["--epochs", FIRST_EPOCHS, *FIRST_TRAIN])
 
 
-def train_on_games(recipe, name, generations, epochs):
+def train_on_games(recipe, name, generations, options):
     data = [recipe.out / f"games-{number}" for number in range(generations)]
-    options = ["--epochs", epochs, *TRAIN]
+    options = [*options, *TRAIN]
     if generations >= len(NEIGHBOURS):
         options += ["--from", recipe.out / "first-weights.bin"]
     return train_network(recipe, name, data, options)
@@ -213,8 +213,8 @@ def steps_of(recipe):
             steps.append(("first-weights", lambda name: train_first_weights(recipe, name)))
         if number + 1 < last:
             steps.append((f"network-{number + 1}", lambda name, g=number:
-                          train_on_games(recipe, name, g + 1, STEP_EPOCHS)))
-    steps.append(("network", lambda name: train_on_games(recipe, name, last, LAST_EPOCHS)))
+                          train_on_games(recipe, name, g + 1, STEP_TRAIN)))
+    steps.append(("network", lambda name: train_on_games(recipe, name, last, LAST_TRAIN)))
     steps.append(("gate", lambda name: play_gate(recipe, name)))
     return steps
 

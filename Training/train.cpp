@@ -66,6 +66,7 @@ static std::vector<ProgramOption> list_options(TrainOptions& options) {
         {"--ahead", "X", &options.store.ahead, "share of the next ply's score", 0, 1},
         {"--average", "X", &settings.average, "last share of the steps, averaged", 0, 1},
         {"--quiet", "", &options.store.filter.quiet, "leave out where a capture wins"},
+        {"--power", "X", &settings.power, "of a miss of the target in the loss", 1},
         {"--pawn-weight", "X", &settings.pawn_weight, "weight of pawn endings"},
         {"--decay", "X", &settings.decay, "of weights"},
         {"--delta-decay", "X", &settings.delta_decay, "of the second set's difference"},

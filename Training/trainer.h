@@ -35,6 +35,7 @@ struct TrainSettings {
     double warm_up = 0.03;      // share of all steps in which the step size rises
     double lambda_first = 0.75; // weight of the score in the target, in the first epoch
     double lambda_last = 0.6;   // and in the last; the rest is the result's
+    double power = 2;           // of a miss of the target in what training descends, at least 1
     double pawn_weight = 4;     // weight of positions without pieces
     double decay = 0.01;        // of weights, per unit of step size
     double delta_decay = 0.3;   // of the second set's difference
