@@ -44,11 +44,8 @@ void fill_part(Trainer& trainer, Part& part, const PartRecords& records) {
               [&](size_t s, int) { fill_one(part, records, s); });
 }
 
-// Loss of a miss, which is a difference of probabilities: |miss|^power, and its slope by the miss.
-// The usual power goes without pow, which is slow.
-static double loss_of_miss(double miss, double power) {
-    return power == 2 ? miss * miss : std::pow(std::abs(miss), power);
-}
+// Slope of the loss |miss|^power by the miss, a difference of probabilities. The usual power goes
+// without pow, which is slow.
 static double slope_of_miss(double miss, double power) {
     return power == 2 ? 2 * miss : power * std::copysign(std::pow(std::abs(miss), power - 1), miss);
 }
@@ -73,13 +70,14 @@ static LossSums lose_slice(Trainer& trainer, const Part& part, size_t s, double 
         const double target = known ? lambda * score + (1.0 - lambda) * result : score;
         const double weight = position.rows[NN_PAWN_ROW] > 0 ? trainer.settings.pawn_weight : 1.0;
         const double miss = p - target;
-        losses.weighted += weight * loss_of_miss(miss, power);
+        const double slope = slope_of_miss(miss, power);
+        losses.weighted += weight * slope * miss / power; // |miss|^power
         losses.target += miss * miss;
         losses.score += (p - score) * (p - score);
         losses.result += known ? (p - result) * (p - result) : 0.0;
         losses.phase[position.phase] += miss * miss;
         losses.in_phase[position.phase]++;
-        outputs[i] = static_cast<float>(weight * slope_of_miss(miss, power) * p * (1 - p) * fifty
+        outputs[i] = static_cast<float>(weight * slope * p * (1 - p) * fifty
                                         / static_cast<double>(positions));
     }
     return losses;

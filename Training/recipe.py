@@ -41,10 +41,10 @@ LEAST_POSITIONS = 20_000
 # don't show, and are made ten times as fast. From the network that learns from them all later ones
 # begin.
 NEIGHBOURS = [(8, 4), (4, 3)]
-FIRST_TRAIN = ["--rate", "0.0015", "--last-rate", "0.1", "--lambda", "1", "--last-lambda", "1"]
-FIRST_EPOCHS = 3
+FIRST_TRAIN = ["--epochs", 3, "--rate", 0.0015, "--last-rate", 0.1,
+               "--lambda", 1, "--last-lambda", 1]
 
-TRAIN = ["--rate", "0.0012", "--lambda", "1", "--last-lambda", "0.8"]
+TRAIN = ["--rate", 0.0012, "--lambda", 1, "--last-lambda", 0.8]
 STEP_TRAIN = ["--epochs", 6]                   # of the networks that play the games
 LAST_TRAIN = ["--epochs", 12, "--power", 1.6]  # of the last one
 BATCH, LEAST_BATCH = 4096, 256
@@ -171,7 +171,7 @@ def train_first_weights(recipe, name):
     numbers = range(len(NEIGHBOURS))
     data = [recipe.out / f"{kind}-{number}" for kind in ("neighbours", "games")
             for number in numbers]
-    return train_network(recipe, name, data, ["--epochs", FIRST_EPOCHS, *FIRST_TRAIN])
+    return train_network(recipe, name, data, FIRST_TRAIN)
 
 
 def train_on_games(recipe, name, generations, options):
