@@ -11,7 +11,7 @@
 // A change of these numbers is a change of behaviour. Whoever makes one on purpose writes the new
 // number here and the first one in the commit's last line.
 constexpr char SIGNATURE[] = "nodes= 1103018,";         // hand-crafted evaluation
-constexpr char NETWORK_SIGNATURE[] = "nodes= 1491311,"; // embedded network
+constexpr char NETWORK_SIGNATURE[] = "nodes= 1317323,"; // embedded network
 
 static std::string total_of(const std::vector<std::string>& arguments) {
     constexpr int MOST_MS = 240000;
