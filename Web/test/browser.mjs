@@ -119,7 +119,8 @@ const TESTS = {
     await context.close();
     const whole = sizes.reduce((sum, size) => sum + size, 0);
     console.log(`  ${whole} bytes in ${sizes.length} files`);
-    assert.ok(whole > 2e6 && whole < 4e6, `${whole} bytes`);
+    // With less than the network's file alone takes, some answer would not have been counted.
+    assert.ok(whole > 1.6e6 && whole < 4e6, `${whole} bytes`);
   },
 
   async "plays its first move within two seconds of loading"(page, browser) {
