@@ -5,7 +5,7 @@
 
 All that is made stands in the folder OUT, in the end OUT/network.bin. The last step is a match of
 that network against the one in the engine. --scale makes all sets of games so many times as large:
-1 takes seven hours of two processors, 0.001 two minutes. Programs are built as far as need be,
+1 takes six hours of two processors, 0.001 two minutes. Programs are built as far as need be,
 in build/release, or taken as they are from the folder of --build. --until ends behind a step.
 
 A line of OUT/steps.csv tells what each step has made: positions, validation loss, checksum, Elo.
