@@ -1,10 +1,10 @@
 // batch.h: one step of training: a batch forward, its losses, backward, the step of the weights.
 //
 // A batch of more than PART positions goes forward and backward part by part, which keeps memory
-// small. The forward pass of a part is shared out by blocks and slices, and who
-// finishes a slice computes its losses. The backward pass is shared out by blocks and groups of
-// slices; in the last part of a batch, who finishes a block adds up the groups in their order and
-// steps its weights. One thread calls; the trainer's team works.
+// small. The forward pass of a part is shared out by blocks and slices, and who finishes a slice
+// computes its losses. The backward pass is shared out by blocks and groups of slices; in the last
+// part of a batch, who finishes a block adds up the groups in their order and steps its weights.
+// One thread calls; the trainer's team works.
 
 #pragma once
 

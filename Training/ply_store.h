@@ -4,8 +4,8 @@
 // others one bit tells whether it is for training. Where these fit into the memory that is allowed
 // they are one piece, which is read once. Otherwise an epoch goes through several pieces of the
 // same size, each of them made of runs of records that are drawn from all files, and each shuffled
-// as a whole; the next one is read when training has used up the last. Pieces depend on the
-// data, the seed, the epoch and the number of pieces, not on the number of threads.
+// as a whole; the next one is read when training has used up the last. Pieces depend on the data,
+// the seed, the epoch and the number of pieces, not on the number of threads.
 //
 // One thread calls; a store lives for a whole run, and its files must not change meanwhile but by
 // growing.

@@ -26,8 +26,8 @@ struct RelabelSettings {
 bool prepare_relabelling(const RelabelSettings& settings, const char* network);
 
 // Scores the record's position anew by a search; a record that has no best move gets the search's,
-// with its mark. Returns false, with the record unchanged, if it is
-// no position or has no legal move.
+// with its mark. Returns false, with the record unchanged, if it is no position or has no legal
+// move.
 bool relabel_record(PlyRecord& record, const RelabelSettings& settings);
 
 // Makes a position some random moves away from the record's, scored by a search and without a

@@ -89,8 +89,8 @@ static BatchStep next_step(Trainer& trainer, uint64_t total_steps) {
     return step;
 }
 
-uint64_t epoch_steps(const TrainSettings& settings, size_t records) {
-    return std::max<uint64_t>(1, records / static_cast<size_t>(settings.batch));
+uint64_t epoch_steps(const TrainSettings& settings, uint64_t records) {
+    return std::max<uint64_t>(1, records / static_cast<uint64_t>(settings.batch));
 }
 
 double rate_of_step(const TrainSettings& settings, uint64_t step, uint64_t total_steps) {

@@ -129,9 +129,9 @@ TrainLoss evaluate_records(Trainer& trainer, const std::vector<PlyRecord>& recor
 Network export_network(const Trainer& trainer);
 void import_network(Trainer& trainer, const Network& network);
 
-// Slopes of the batch's weighted mean loss by all weights, for tests: [NN_INPUTS][hidden] as
-// if both sets were free, rows and bias. There are at most settings.batch
-// records, and as many as a part has.
+// Slopes of the batch's weighted mean loss by all weights, for tests: those of both sets as if
+// they were free, of the rows and of the bias. There are at most settings.batch records, and at
+// most as many as a part has.
 struct Slopes {
     std::vector<float> weights, rows; // [NN_INPUTS][hidden] and [NN_ROWS][hidden]
     double bias;                      // of the one that all units share
