@@ -1,7 +1,6 @@
 // train: trains the network on self-play data and writes its file.
 
 #include <algorithm>
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -18,6 +17,7 @@
 #include "Training/trainer.h"
 #include "Training/trainer_state.h"
 #include "Training/training_curve.h"
+#include "base/platform.h"
 #include "base/text.h"
 #include "board/see.h"
 #include "eval/evaluate.h"
@@ -37,11 +37,6 @@ struct TrainOptions {
     bool resume = false;
     std::vector<std::string> paths;
 };
-
-double seconds_now() {
-    using namespace std::chrono;
-    return duration<double>(steady_clock::now().time_since_epoch()).count();
-}
 
 } // namespace
 
@@ -184,10 +179,10 @@ static bool run_epochs(Trainer& trainer, PlyStore& store, const std::string& set
     if (curve.size() > static_cast<size_t>(trainer.epoch))
         curve.resize(static_cast<size_t>(trainer.epoch));
     while (trainer.epoch < settings.epochs) {
-        double start = seconds_now();
+        double start = monotonic_seconds();
         double training = train_epoch(trainer, store, total_steps);
         if (training < 0) return false;
-        double speed = static_cast<double>(store.training) / (seconds_now() - start);
+        double speed = static_cast<double>(store.training) / (monotonic_seconds() - start);
         const Network network = export_network(trainer);
         curve.push_back({trainer.epoch, rate_of_step(settings, trainer.steps - 1, total_steps),
                          training, evaluate_records(trainer, store.validation),
